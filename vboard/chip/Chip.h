@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The microcontroller: power and reset state, and the five parts it is made of.
+//
+// It gets edges and characters and hands characters and messages to sinks that the wires implement.
+// It knows nothing of files, paths, host lines or the program under test.
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "vboard/chip/ChipModel.h"
+#include "vboard/chip/Pins.h"
+#include "vboard/chip/SerialFormat.h"
+#include "vboard/faults/Faults.h"
+#include "vboard/record/Probe.h"
+#include "vboard/time/VirtualClock.h"
+
+namespace vboard {
+
+/// Where the chip's transmit pin leads.
+class SerialSink {
+public:
+    virtual ~SerialSink() = default;
+    /// One character in the chip's own format, starting now or when the one before has ended.
+    virtual void Send(std::uint8_t value, const SerialFormat& format) = 0;
+};
+
+/// Where the application's messages on the second link lead.
+class MessageSink {
+public:
+    virtual ~MessageSink() = default;
+    /// One whole message without its length byte.
+    virtual void SendMessage(std::span<const std::uint8_t> message) = 0;
+};
+
+/// What the chip is doing. The numbers are those of Signal::kChipMode and of board files.
+enum class ChipMode : std::uint8_t {
+    kReset = 0,        ///< Held in reset by either reset input.
+    kArmed = 1,        ///< Entry asked for; TCK has still to rise.
+    kLoader = 2,       ///< In the ROM bootstrap loader.
+    kApplication = 3,  ///< Running its firmware.
+    kStopped = 4,      ///< Out of reset with nothing to run: the reset vector is erased.
+    kUnpowered = 5,    ///< No supply: nothing moves, the flash keeps what it holds.
+};
+
+/// All that a chip remembers besides its memory; kept in board files.
+struct ChipState {
+    ChipMode mode = ChipMode::kApplication;
+    PinLevel hold = PinLevel::kLow;
+    PinLevel rstNmi = PinLevel::kHigh;
+    PinLevel tck = PinLevel::kHigh;
+    std::uint8_t tckFalls = 0;  ///< Falls of TCK counted since RST/NMI went low, at most 2.
+    bool loaderUnlocked = false;
+};
+
+/// The address space of the part: 64 KiB.
+inline constexpr std::size_t kMemorySizeBytes = 0x10000;
+using Memory = std::span<std::uint8_t, kMemorySizeBytes>;
+
+class Chip {
+public:
+    /// `model` and `options` are copied. `memory` holds what is in the chip and is changed in
+    /// place, byte by byte, at the instants at which the flash changes; it, `clock` and `probe`
+    /// must outlive the chip.
+    Chip(VirtualClock& clock, Probe& probe, Faults& faults, const ChipModel& model,
+         const ChipOptions& options, Memory memory);
+    ~Chip();
+    Chip(const Chip&) = delete;
+    Chip& operator=(const Chip&) = delete;
+
+    /// The sinks are not owned; without one, what is sent is lost.
+    void ConnectSerial(SerialSink* sink);
+    void ConnectMessages(MessageSink* sink);
+
+    /// Puts the chip into a kept state without any edge being seen, and announces all its signals.
+    void Restore(const ChipState& state);
+    [[nodiscard]] ChipState State() const;
+
+    /// A pin moves to `level`; the same level again is no edge.
+    void SetPin(Pin pin, PinLevel level);
+
+    /// The supply comes or goes. Going, it ends whatever the chip was doing at once: an erase or a
+    /// programming run stops where it is and the loader forgets its password. Coming back, the chip
+    /// starts as after a rise of RST/NMI.
+    void SetPower(bool on);
+
+    /// A character has arrived at the receive pin (told at the end of its stop bit).
+    void Receive(const ReceivedCharacter& character);
+
+    /// A message has arrived on the second link.
+    void ReceiveMessage(std::span<const std::uint8_t> message);
+
+    /// The format in which the chip sends and receives at present.
+    [[nodiscard]] const SerialFormat& Format() const;
+
+    /// True and the version when the application runs; false when it does not.
+    [[nodiscard]] bool RunningVersion(std::uint16_t& version) const;
+
+private:
+    class Parts;
+    std::unique_ptr<Parts> m_parts;
+};
+
+}  // namespace vboard

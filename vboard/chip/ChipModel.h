@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Parts and loader generations as tables, and the options that every part takes.
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "vboard/time/VirtualClock.h"
+
+namespace vboard {
+
+/// A stretch of the address space, both ends included.
+struct AddressRange {
+    std::uint16_t first = 0;
+    std::uint16_t last = 0;
+    [[nodiscard]] constexpr bool Contains(std::uint16_t address) const {
+        return address >= first && address <= last;
+    }
+};
+
+/// What a wrong password does.
+enum class WrongPassword : std::uint8_t {
+    kAckLocked,  ///< Answered 0x90; the next protected command is answered 0xA0.
+    kNak,        ///< Answered 0xA0.
+    kErase,      ///< The flash is mass-erased (loader key at 0xFFDE not 0x0000).
+};
+
+/// One row of the table of parts. Texts are static.
+struct ChipModel {
+    std::string_view name;
+    std::string_view description;
+    AddressRange mainMemory;
+    AddressRange infoMemory;
+    AddressRange ram;
+    std::uint16_t mainSegmentBytes;
+    std::uint16_t infoSegmentBytes;
+    std::uint16_t chipId;          ///< D1, D2 of the version answer.
+    std::uint16_t loaderVersion;   ///< D11, D12: 0x0140 is V1.40.
+    bool hasVersionCommand;        ///< Not in the ROM of 2.x loaders.
+    bool comparesWhileWriting;     ///< From V1.40: a byte that does not read back gives 0xA0.
+    bool checksAfterSegmentErase;  ///< From V1.60.
+    WrongPassword wrongPassword;
+    std::uint16_t massErasePeriods;  ///< Periods of the flash clock.
+    std::string_view source;         ///< Where the figures come from.
+};
+
+/// What can be set for any part; the values here are neutral. Keys and texts stand in
+/// AllChipOptions().
+struct ChipOptions {
+    std::uint32_t flashClockHz = 400'000;   ///< 257 kHz to 476 kHz.
+    bool cumulativeErase = false;           ///< Erase takes effect only after 200 ms in all.
+    Duration minimumPulse{0};               ///< Shorter levels on TCK and RST/NMI are not seen.
+    Duration applicationStart{1'000'000};   ///< From reset to the first answer it could give.
+    Duration applicationAnswer{1'000'000};  ///< From a request to its answer.
+    Duration loaderAnswer{0};               ///< Extra time before each answer of the loader.
+    std::uint16_t versionAddress = 0x2100;  ///< Where the firmware keeps its version word.
+    bool silent = false;                    ///< The chip never says anything.
+    Duration chatterPeriod{0};  ///< The application sends an unasked message this often; 0 = never.
+    WrongPassword wrongPassword = WrongPassword::kAckLocked;
+    bool wrongPasswordSet = false;  ///< False: as the part's row says.
+};
+
+/// A key that can be set, for listings.
+struct ChipOptionInfo {
+    std::string_view key;      ///< "flash-clock-hz"
+    std::string_view values;   ///< "257000..476000"
+    std::string_view neutral;  ///< The value without it.
+    std::string_view meaning;
+    std::string_view source;
+};
+
+[[nodiscard]] std::span<const ChipModel> AllChipModels();
+/// nullptr when there is no such part.
+[[nodiscard]] const ChipModel* FindChipModel(std::string_view name);
+/// The part that a board carries when nothing else is said.
+[[nodiscard]] const ChipModel& DefaultChipModel();
+
+[[nodiscard]] std::span<const ChipOptionInfo> AllChipOptions();
+/// Sets one option from its text. False, with one clear sentence in `problem` that names the
+/// accepted values, when the key or the value is not one; `options` is then unchanged.
+[[nodiscard]] bool SetChipOption(ChipOptions& options, std::string_view key, std::string_view value,
+                                 std::string& problem);
+
+}  // namespace vboard

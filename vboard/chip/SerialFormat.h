@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// How one side of the serial link sends and expects characters.
+
+#include <cstdint>
+
+#include "vboard/time/VirtualClock.h"
+
+namespace vboard {
+
+enum class Parity : std::uint8_t { kNone, kEven, kOdd };
+
+struct SerialFormat {
+    std::uint32_t bitsPerSecond = 9600;
+    std::uint8_t dataBits = 8;  ///< 5 to 8.
+    Parity parity = Parity::kEven;
+    std::uint8_t stopBits = 1;  ///< 1 or 2.
+
+    [[nodiscard]] constexpr unsigned BitsPerCharacter() const {
+        return 1U + dataBits + (parity == Parity::kNone ? 0U : 1U) + stopBits;
+    }
+    /// Rounded to the nanosecond: 104 167 ns at 9600 baud.
+    [[nodiscard]] constexpr Duration BitTime() const {
+        return Duration{(1'000'000'000LL + bitsPerSecond / 2) / bitsPerSecond};
+    }
+    /// 8E1 at 9600 baud: 11 bits, 1 145.837 µs.
+    [[nodiscard]] constexpr Duration CharacterTime() const {
+        return BitTime() * BitsPerCharacter();
+    }
+    bool operator==(const SerialFormat&) const = default;
+};
+
+/// A character as a receiver got it.
+struct ReceivedCharacter {
+    std::uint8_t value = 0;
+    bool parityError = false;
+    bool framingError = false;
+};
+
+}  // namespace vboard

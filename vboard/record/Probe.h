@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// What a room of the board may announce. Rooms hold a Probe and do not know who listens; the board
+// decides that. Every announcement is about the present instant of the virtual clock unless it
+// carries its own.
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "vboard/record/Signals.h"
+#include "vboard/time/VirtualClock.h"
+
+namespace vboard {
+
+/// A direction on either link between the board's processor and the chip.
+enum class Direction : std::uint8_t { kHostToChip, kChipToHost };
+
+/// A call of the program that reached a board device, told when it has ended.
+struct HostCall {
+    std::string_view name;               ///< open, close, read, write, ioctl, select, tcsetattr ...
+    std::string_view target;             ///< The device's path.
+    std::string_view detail;             ///< Arguments for people to read; may be empty.
+    std::int64_t result;                 ///< A count or 0; -errno when the call failed.
+    std::span<const std::uint8_t> data;  ///< Bytes read or written; empty otherwise.
+};
+
+/// A character put on the serial wire. Bit 0 of `bits` is the start bit, then data (least
+/// significant first), parity, stop; bits beyond `bitCount` are idle.
+struct WireCharacter {
+    Direction direction;
+    std::uint8_t value;
+    Instant start;
+    Duration bitTime;
+    std::uint16_t bits;
+    unsigned bitCount;
+};
+
+/// A whole command taken by the loader, or what was wrong with it.
+struct LoaderCommand {
+    std::uint8_t command;  ///< Frame byte 1; 0x80 for the sync byte.
+    std::uint16_t address;
+    std::uint16_t lengthBytes;  ///< The length field as sent (an erase's control word, too).
+    std::uint8_t answer;        ///< First byte of the answer.
+    std::string_view words;     ///< "sync", "write 16 bytes at 0x2100", "bad checksum" ...
+};
+
+class Probe {
+public:
+    virtual ~Probe() = default;
+
+    /// False where nobody would read it: a room may then leave out the work of composing a text.
+    [[nodiscard]] virtual bool Listening() const { return false; }
+
+    virtual void OnSignal(Signal /*signal*/, std::uint32_t /*value*/) {}
+    virtual void OnCall(const HostCall& /*call*/) {}
+    /// A pause that the program asked for, told before it begins.
+    virtual void OnPause(Duration /*length*/) {}
+    virtual void OnCharacter(const WireCharacter& /*character*/) {}
+    virtual void OnMessage(Direction /*direction*/, std::span<const std::uint8_t> /*bytes*/) {}
+    virtual void OnLoaderCommand(const LoaderCommand& /*command*/) {}
+    /// Anything else worth a line: `room` names who speaks (chip, wire, port, fault).
+    virtual void OnNote(std::string_view /*room*/, std::string_view /*text*/) {}
+};
+
+}  // namespace vboard
