@@ -417,9 +417,9 @@ bool CFWUMsp::EraseMainFlashSegment() {
             continue;
         }
         if (!ExchangeFrame(frameLength)) {
-            LogLine(
-                kLogPath, __LINE__, kLogError,
-                "bool CFWUMsp::EraseMainFlashSegment() failed in round " + std::to_string(round));
+            const std::string number = std::to_string(round);
+            LogLine(kLogPath, __LINE__, kLogError,
+                    "bool CFWUMsp::EraseMainFlashSegment() failed in round " + number);
             return false;
         }
     }
