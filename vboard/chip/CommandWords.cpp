@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/chip/CommandWords.h"
+
+#include <fmt/format.h>
+
+#include "vboard/chip/CommandCodes.h"
+
+namespace vboard {
+namespace {
+
+std::string EraseWords(const Frame& frame) {
+    switch (frame.lengthField) {
+        case kEraseSegmentWord:
+            return fmt::format("erase segment at {:#06x}", frame.address);
+        case kEraseAreaWord:
+            return fmt::format("erase main or info at {:#06x}", frame.address);
+        default:
+            return fmt::format("erase {:#06x} at {:#06x}", frame.lengthField, frame.address);
+    }
+}
+
+std::string PlainWords(const Frame& frame) {
+    const auto address = frame.address;
+    const auto length = frame.lengthField;
+    switch (frame.command) {
+        case kReceivePassword:
+            return "password";
+        case kReceiveBlock:
+            return fmt::format("write {} bytes at {:#06x}", frame.data.size(), address);
+        case kTransmitBlock:
+            return fmt::format("read {} bytes at {:#06x}", length, address);
+        case kErase:
+            return EraseWords(frame);
+        case kMassErase:
+            return "mass erase";
+        case kLoadProgramCounter:
+            return fmt::format("load program counter with {:#06x}", address);
+        case kEraseCheck:
+            return fmt::format("erase check of {} bytes at {:#06x}", length, address);
+        case kTransmitVersion:
+            return "loader version";
+        case kChangeSpeed:
+            return fmt::format("change baud rate to {}", length & 0xFF);
+        case kSetMemoryOffset:
+            return fmt::format("set memory offset to {:#06x}", length);
+        default:
+            return fmt::format("command {:#04x}", frame.command);
+    }
+}
+
+}  // namespace
+
+std::string CommandWords(const Frame& frame, std::string_view refusal) {
+    std::string words = PlainWords(frame);
+    if (!refusal.empty()) {
+        words.append(": ").append(refusal);
+    }
+    return words;
+}
+
+}  // namespace vboard

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The memory of the part as a program on it can change it: flash that is erased by segments and
+// programmed byte by byte, RAM that takes anything, and addresses where nothing is.
+//
+// It keeps no time. A work (programming or an erase) is begun, says how long it takes, and is told
+// how much of that has passed.
+//
+// In the model: programming only clears bits; geometry by range; what an interrupted work leaves
+// behind; cells that fail (Faults). Not in the model: cells read while they are erased, wear, the
+// lock of an information segment, charge that a short programming pulse leaves half way.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "vboard/chip/Chip.h"
+#include "vboard/chip/ChipModel.h"
+#include "vboard/chip/FrameDecoder.h"
+#include "vboard/faults/Faults.h"
+
+namespace vboard {
+
+enum class Region : std::uint8_t { kMain, kInfo, kRam, kNone };
+
+inline constexpr std::uint8_t kErasedByte = 0xFF;
+
+/// Periods of the flash clock for a word: data sheets give 30 (inside a block) to 35 (the first or
+/// a single word). The loaders write single words, so the longer.
+inline constexpr std::uint32_t kWordPeriods = 35;
+inline constexpr std::uint32_t kSegmentErasePeriods = 4819;
+
+/// Cells of parts with cumulative erase need so much erase time in all.
+inline constexpr Duration kCumulativeEraseTime = std::chrono::milliseconds{200};
+
+class Flash {
+public:
+    /// All but the options' and the model's values must outlive the flash.
+    Flash(const ChipModel& model, const ChipOptions& options, Faults& faults, Memory memory);
+
+    [[nodiscard]] Region RegionAt(std::size_t address) const;
+    /// The segment that holds a flash address; the address alone for any other.
+    [[nodiscard]] AddressRange SegmentOf(std::uint16_t address) const;
+    /// True when every byte is flash or RAM.
+    [[nodiscard]] bool Holds(std::uint16_t address, std::size_t sizeBytes) const;
+
+    [[nodiscard]] std::uint8_t ByteAt(std::uint16_t address) const { return m_memory[address]; }
+    /// Little-endian; the byte above 0xFFFF is the one at 0.
+    [[nodiscard]] std::uint16_t WordAt(std::uint16_t address) const;
+    /// Empty when the block passes the end of the address space.
+    [[nodiscard]] std::span<const std::uint8_t> Block(std::uint16_t address,
+                                                      std::size_t sizeBytes) const;
+    /// False as well when the range passes the end of the address space.
+    [[nodiscard]] bool IsErased(std::uint16_t address, std::size_t sizeBytes) const;
+
+    /// Begins to program at most kMaxBlockBytes bytes, copied, one after another. RAM takes no
+    /// time, bytes elsewhere are passed over. Returns how long it will take.
+    Duration BeginProgramming(std::uint16_t address, std::span<const std::uint8_t> data);
+
+    /// Begins the erase of the segment, of main or of information memory, or of both. The cells
+    /// change at the end of the time returned.
+    Duration BeginSegmentErase(std::uint16_t address);
+    Duration BeginAreaErase(Region area);
+    Duration BeginMassErase();
+
+    /// Brings memory to what it is `elapsed` after the beginning of the work under way.
+    void Progress(Duration elapsed);
+    /// The time returned at the beginning has passed.
+    void Finish();
+    /// Power or reset ends the work `elapsed` after its beginning. Bytes already programmed stay;
+    /// of an erase, the same share of the cells has changed as of its time has passed, lowest
+    /// address first.
+    void Abort(Duration elapsed);
+    /// Forgets the work under way: nothing more of it happens.
+    void Drop();
+
+private:
+    enum class Work : std::uint8_t { kNone, kProgram, kErase };
+
+    [[nodiscard]] Duration Periods(std::uint64_t count, std::uint64_t divisor = 1) const;
+    [[nodiscard]] Duration TimeOfBytes(std::size_t flashBytes) const;
+    [[nodiscard]] std::size_t SegmentIndex(std::uint16_t address) const;
+    Duration BeginErase(std::uint32_t periods);
+    void ProgramByte(std::uint16_t address, std::uint8_t value);
+    void EraseCells(AddressRange cells);
+    void EraseFirst(std::size_t cellCount);
+    void EraseSpending(Duration spent);
+    void SpendOn(AddressRange range, Duration spent);
+
+    AddressRange m_main;
+    AddressRange m_info;
+    AddressRange m_ram;
+    std::uint16_t m_mainSegmentBytes;
+    std::uint16_t m_infoSegmentBytes;
+    std::uint16_t m_massErasePeriods;
+    std::uint32_t m_clockHz;
+    bool m_cumulativeErase;
+    Faults& m_faults;
+    Memory m_memory;
+
+    Work m_work = Work::kNone;
+    Duration m_workTime{0};
+    std::array<std::uint8_t, kMaxBlockBytes> m_data{};
+    std::size_t m_dataSize = 0;
+    std::size_t m_dataDone = 0;
+    std::size_t m_flashBytesDone = 0;
+    std::size_t m_address = 0;
+    std::array<AddressRange, 2> m_eraseRanges{};
+    std::size_t m_eraseRangeCount = 0;
+    std::vector<Duration> m_eraseTime;  ///< Spent on each segment; main segments, then information.
+};
+
+}  // namespace vboard
