@@ -53,6 +53,7 @@ struct ChipState {
     PinLevel tck = PinLevel::kHigh;
     std::uint8_t tckFalls = 0;  ///< Falls of TCK counted since RST/NMI went low, at most 2.
     bool loaderUnlocked = false;
+    bool operator==(const ChipState&) const = default;
 };
 
 /// The address space of the part: 64 KiB.
@@ -97,6 +98,12 @@ public:
 
     /// True and the version when the application runs; false when it does not.
     [[nodiscard]] bool RunningVersion(std::uint16_t& version) const;
+
+    /// Brings `memory` to this instant. A block being programmed changes byte by byte, but the
+    /// bytes are put there when somebody can see them: at its end, at its interruption, and here.
+    /// Whoever reads the memory while a program under test is stopped at any instant calls this
+    /// first.
+    void UpdateMemory();
 
 private:
     class Parts;
