@@ -54,6 +54,9 @@ public:
     [[nodiscard]] virtual bool Listening() const { return false; }
 
     virtual void OnSignal(Signal /*signal*/, std::uint32_t /*value*/) {}
+    /// A call is about to act on the board. What is announced before its OnCall at the same instant
+    /// is its effect.
+    virtual void OnCallBegins() {}
     virtual void OnCall(const HostCall& /*call*/) {}
     /// A pause that the program asked for, told before it begins.
     virtual void OnPause(Duration /*length*/) {}

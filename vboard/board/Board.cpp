@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/board/Board.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+
+#include "vboard/host/CommDevice.h"
+#include "vboard/host/TtyPort.h"
+#include "vboard/wires/Harness.h"
+#include "vboard/wires/MessageWire.h"
+#include "vboard/wires/SerialWire.h"
+
+namespace vboard {
+namespace {
+
+using std::chrono_literals::operator""s;
+
+constexpr Duration kSettleTime = 10s;
+constexpr std::size_t kResetVector = 0xFFFE;
+constexpr std::uint8_t kErased = 0xFF;
+constexpr std::uint16_t kOldVersion = 256;
+
+void StoreWord(Memory memory, std::size_t address, std::uint16_t word) {
+    memory[address % kMemorySizeBytes] = static_cast<std::uint8_t>(word & 0xFFU);
+    memory[(address + 1) % kMemorySizeBytes] = static_cast<std::uint8_t>(word >> 8U);
+}
+
+}  // namespace
+
+void FillWithOldFirmware(Memory memory, const ChipOptions& options) {
+    constexpr std::uint16_t kCodeAddress = 0x2102;
+    constexpr std::uint16_t kJumpToItself = 0x3FFF;  // MSP430: jmp $
+    std::fill(memory.begin(), memory.end(), kErased);
+    StoreWord(memory, kCodeAddress, kJumpToItself);
+    StoreWord(memory, kResetVector, kCodeAddress);
+    StoreWord(memory, options.versionAddress, kOldVersion);
+}
+
+bool RunningVersion(const BoardState& state, std::span<const std::uint8_t, kMemorySizeBytes> memory,
+                    const ChipOptions& options, std::uint16_t& version) {
+    if (state.chip.mode != ChipMode::kApplication) {
+        return false;
+    }
+    const unsigned low = memory[options.versionAddress];
+    const unsigned high = memory[(options.versionAddress + 1U) % kMemorySizeBytes];
+    version = static_cast<std::uint16_t>(low | high << 8U);
+    return true;
+}
+
+Board::Board(const BoardSetup& setup, Memory memory, Faults& faults, ProgramControl& control,
+             Instant start)
+    : m_setup(setup),
+      m_clock(start),
+      m_chip(std::make_unique<Chip>(m_clock, m_trace, faults, m_setup.Part(), m_setup.Options(),
+                                    memory)),
+      m_serialWire(std::make_unique<SerialWire>(m_clock, m_trace, faults, *m_chip)),
+      m_messageWire(std::make_unique<MessageWire>(m_trace, *m_chip)),
+      m_harness(std::make_unique<Harness>(m_trace, faults, *m_chip, *m_messageWire)),
+      m_gpios(std::make_unique<SysfsGpio>(*m_harness, m_setup.Model().gpios)),
+      m_port(std::make_unique<TtyPort>(m_clock, m_trace, *m_serialWire, m_setup.ReceiveTrigger())),
+      m_comm(std::make_unique<CommDevice>(m_clock, *m_harness, *m_messageWire)),
+      m_host(m_clock, m_trace, faults, control) {
+    m_chip->ConnectSerial(m_serialWire.get());
+    m_chip->ConnectMessages(m_messageWire.get());
+    m_host.AddGpios(*m_gpios);
+    m_host.AddDevice(m_setup.PortPath(), *m_port);
+    m_host.AddDevice(m_setup.CommPath(), *m_comm);
+}
+
+Board::~Board() = default;
+
+void Board::Restore(const BoardState& state) {
+    for (unsigned gpio = 0; gpio < kGpioCount; ++gpio) {
+        m_gpios->Restore(gpio, state.gpios.at(gpio));
+    }
+    std::array<Drive, kHostLineCount> drives{};
+    for (std::size_t line = 0; line < kHostLineCount; ++line) {
+        drives.at(line) = SysfsGpio::DriveOf(state.gpios.at(m_setup.Model().gpios.at(line)));
+    }
+    m_harness->Restore(drives, state.tristate);
+    m_chip->Restore(state.chip);
+}
+
+BoardState Board::State() const {
+    BoardState state;
+    for (unsigned gpio = 0; gpio < kGpioCount; ++gpio) {
+        state.gpios.at(gpio) = m_gpios->StateOf(gpio);
+    }
+    state.tristate = m_harness->Tristate();
+    state.chip = m_chip->State();
+    return state;
+}
+
+void Board::Settle() {
+    m_clock.Settle(m_clock.Now() + kSettleTime);
+}
+
+}  // namespace vboard

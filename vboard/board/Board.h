@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The one place that knows every room: builds a board from its setup, connects the rooms, and takes
+// and gives their state.
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "vboard/board/BoardSetup.h"
+#include "vboard/chip/Chip.h"
+#include "vboard/host/Host.h"
+#include "vboard/host/SysfsGpio.h"
+#include "vboard/record/Trace.h"
+
+namespace vboard {
+
+class CommDevice;
+class Harness;
+class MessageWire;
+class SerialWire;
+class TtyPort;
+
+/// All that a board keeps between two programs, besides the chip's memory.
+struct BoardState {
+    std::array<GpioState, kGpioCount> gpios{};
+    bool tristate = false;
+    ChipState chip;
+    bool operator==(const BoardState&) const = default;
+};
+
+class Board {
+public:
+    /// `memory`, `faults` and `control` must outlive the board. The clock starts at `start`.
+    Board(const BoardSetup& setup, Memory memory, Faults& faults, ProgramControl& control,
+          Instant start);
+    ~Board();
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    /// Adds a listener, which must outlive the board.
+    void AddListener(Probe& listener) { m_trace.Add(listener); }
+
+    /// Takes over a kept state without any edge; announces every signal once.
+    void Restore(const BoardState& state);
+    [[nodiscard]] BoardState State() const;
+
+    /// Lets everything happen that is already on its way (characters on the wire, a command under
+    /// way, a start of the application), as on a real board after its program has ended. At most
+    /// ten seconds.
+    void Settle();
+
+    [[nodiscard]] VirtualClock& Clock() { return m_clock; }
+    [[nodiscard]] Host& TheHost() { return m_host; }
+    [[nodiscard]] Chip& TheChip() { return *m_chip; }
+
+private:
+    BoardSetup m_setup;
+    VirtualClock m_clock;
+    Trace m_trace;
+    std::unique_ptr<Chip> m_chip;
+    std::unique_ptr<SerialWire> m_serialWire;
+    std::unique_ptr<MessageWire> m_messageWire;
+    std::unique_ptr<Harness> m_harness;
+    std::unique_ptr<SysfsGpio> m_gpios;
+    std::unique_ptr<TtyPort> m_port;
+    std::unique_ptr<CommDevice> m_comm;
+    Host m_host;
+};
+
+/// Fills `memory` with what a delivered chip holds: everything erased but a small firmware of
+/// version 256 (0x0100).
+void FillWithOldFirmware(Memory memory, const ChipOptions& options);
+
+/// The version that the application of a board in this state reports; false when none runs.
+[[nodiscard]] bool RunningVersion(const BoardState& state,
+                                  std::span<const std::uint8_t, kMemorySizeBytes> memory,
+                                  const ChipOptions& options, std::uint16_t& version);
+
+}  // namespace vboard

@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/board/BoardFile.h"
+
+#include <fmt/format.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+
+namespace vboard {
+namespace {
+
+static_assert(std::endian::native == std::endian::little, "board files are little-endian");
+
+constexpr std::array<char, 8> kMagic{'V', 'B', 'O', 'A', 'R', 'D', '\r', '\n'};
+constexpr std::uint32_t kFormatNumber = 1;
+
+struct Header {
+    std::array<char, 8> magic;
+    std::uint32_t formatNumber;
+    std::uint32_t setupLength;
+    std::uint32_t setupCheckSum;
+    std::array<std::uint8_t, 44> reserved;
+};
+static_assert(sizeof(Header) == 64);
+
+constexpr std::size_t kSetupOffset = sizeof(Header);
+constexpr std::size_t kSlotOffset = 0x1000;
+constexpr std::size_t kSlotSizeBytes = 0x800;
+constexpr std::size_t kMemoryOffset = 0x2000;
+constexpr std::size_t kLongestSetup = kSlotOffset - kSetupOffset;
+static_assert(kMemoryOffset + kMemorySizeBytes == BoardFile::kFileSizeBytes);
+
+/// The state as it lies in a slot. A GPIO is three bits: exported, output, high.
+struct StoredState {
+    std::uint32_t generation;
+    std::uint32_t checkSum;  ///< Of everything behind it.
+    std::array<std::uint8_t, kGpioCount> gpios;
+    std::uint8_t tristate;
+    std::uint8_t chipMode;
+    std::uint8_t chipHold;
+    std::uint8_t chipRstNmi;
+    std::uint8_t chipTck;
+    std::uint8_t chipTckFalls;
+    std::uint8_t loaderUnlocked;
+    std::uint8_t reserved;
+};
+static_assert(sizeof(StoredState) == 8 + kGpioCount + 8);
+
+constexpr unsigned kExportedBit = 1;
+constexpr unsigned kOutputBit = 2;
+constexpr unsigned kHighBit = 4;
+
+/// FNV-1a, 32 bits: enough to tell a whole record from a torn or a foreign one.
+std::uint32_t CheckSum(std::span<const std::uint8_t> bytes, std::uint32_t seed) {
+    std::uint32_t sum = 2166136261U ^ seed;
+    for (const std::uint8_t byte : bytes) {
+        sum = (sum ^ byte) * 16777619U;
+    }
+    return sum;
+}
+
+std::uint32_t CheckSumOf(const StoredState& stored) {
+    std::array<std::uint8_t, sizeof(StoredState)> bytes{};
+    std::memcpy(bytes.data(), &stored, sizeof stored);
+    return CheckSum(std::span(bytes).subspan(8), stored.generation);
+}
+
+StoredState Pack(const BoardState& state) {
+    StoredState stored{};
+    for (std::size_t gpio = 0; gpio < kGpioCount; ++gpio) {
+        const GpioState& from = state.gpios.at(gpio);
+        stored.gpios.at(gpio) = static_cast<std::uint8_t>((from.exported ? kExportedBit : 0U) |
+                                                          (from.output ? kOutputBit : 0U) |
+                                                          (from.high ? kHighBit : 0U));
+    }
+    stored.tristate = state.tristate ? 1 : 0;
+    stored.chipMode = static_cast<std::uint8_t>(state.chip.mode);
+    stored.chipHold = static_cast<std::uint8_t>(state.chip.hold);
+    stored.chipRstNmi = static_cast<std::uint8_t>(state.chip.rstNmi);
+    stored.chipTck = static_cast<std::uint8_t>(state.chip.tck);
+    stored.chipTckFalls = state.chip.tckFalls;
+    stored.loaderUnlocked = state.chip.loaderUnlocked ? 1 : 0;
+    return stored;
+}
+
+PinLevel LevelFrom(std::uint8_t stored) {
+    return stored == 0 ? PinLevel::kLow : PinLevel::kHigh;
+}
+
+BoardState Unpack(const StoredState& stored) {
+    BoardState state;
+    for (std::size_t gpio = 0; gpio < kGpioCount; ++gpio) {
+        const unsigned bits = stored.gpios.at(gpio);
+        state.gpios.at(gpio) = {(bits & kExportedBit) != 0, (bits & kOutputBit) != 0,
+                                (bits & kHighBit) != 0};
+    }
+    state.tristate = stored.tristate != 0;
+    state.chip.mode = static_cast<ChipMode>(
+        std::min<std::uint8_t>(stored.chipMode, static_cast<std::uint8_t>(ChipMode::kUnpowered)));
+    state.chip.hold = LevelFrom(stored.chipHold);
+    state.chip.rstNmi = LevelFrom(stored.chipRstNmi);
+    state.chip.tck = LevelFrom(stored.chipTck);
+    state.chip.tckFalls = stored.chipTckFalls;
+    state.chip.loaderUnlocked = stored.loaderUnlocked != 0;
+    return state;
+}
+
+}  // namespace
+
+BoardFile::~BoardFile() {
+    if (m_bytes != nullptr) {
+        munmap(m_bytes, kFileSizeBytes);
+    }
+}
+
+Memory BoardFile::ChipMemory() const {
+    return Memory(m_bytes + kMemoryOffset, kMemorySizeBytes);
+}
+
+bool BoardFile::Map(int descriptor, std::string& problem) {
+    void* mapped = mmap(nullptr, kFileSizeBytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    if (mapped == MAP_FAILED) {
+        problem = fmt::format("can't be mapped: {}", strerrordesc_np(errno));
+        return false;
+    }
+    m_bytes = static_cast<std::uint8_t*>(mapped);
+    return true;
+}
+
+bool BoardFile::Create(int descriptor, const BoardSetup& setup, const BoardState& state,
+                       std::string& problem) {
+    const std::string text = setup.Text();
+    if (text.size() > kLongestSetup) {
+        problem = fmt::format("the setup is longer than {} bytes", kLongestSetup);
+        return false;
+    }
+    if (ftruncate(descriptor, kFileSizeBytes) != 0) {
+        problem =
+            fmt::format("can't be made {} bytes long: {}", kFileSizeBytes, strerrordesc_np(errno));
+        return false;
+    }
+    if (!Map(descriptor, problem)) {
+        return false;
+    }
+    std::copy(text.begin(), text.end(), m_bytes + kSetupOffset);
+    m_setup = setup;
+    m_state = state;
+    FillWithOldFirmware(ChipMemory(), setup.Options());
+    WriteState();
+    Header header{};
+    header.magic = kMagic;
+    header.formatNumber = kFormatNumber;
+    header.setupLength = static_cast<std::uint32_t>(text.size());
+    header.setupCheckSum =
+        CheckSum(std::span(m_bytes + kSetupOffset, text.size()), header.setupLength);
+    std::memcpy(m_bytes, &header, sizeof header);
+    return true;
+}
+
+bool BoardFile::Attach(int descriptor, std::string& problem) {
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_size != static_cast<off_t>(kFileSizeBytes)) {
+        problem = fmt::format("is not a board file: a board file is a plain file of {} bytes",
+                              kFileSizeBytes);
+        return false;
+    }
+    return Map(descriptor, problem) && ReadSetup(problem) && ReadState(problem);
+}
+
+bool BoardFile::ReadSetup(std::string& problem) {
+    Header header{};
+    std::memcpy(&header, m_bytes, sizeof header);
+    if (header.magic != kMagic) {
+        problem = "is not a board file: it does not begin with VBOARD";
+        return false;
+    }
+    if (header.formatNumber != kFormatNumber) {
+        problem = fmt::format("has board format {}; this vboard reads format {}",
+                              header.formatNumber, kFormatNumber);
+        return false;
+    }
+    if (header.setupLength > kLongestSetup ||
+        CheckSum(std::span(m_bytes + kSetupOffset, header.setupLength), header.setupLength) !=
+            header.setupCheckSum) {
+        problem = "is damaged: the check sum of its setup does not match";
+        return false;
+    }
+    const std::string text(m_bytes + kSetupOffset, m_bytes + kSetupOffset + header.setupLength);
+    std::string why;
+    if (!BoardSetup::Parse(text, m_setup, why)) {
+        problem = fmt::format("holds a setup that this vboard does not know: {}", why);
+        return false;
+    }
+    return true;
+}
+
+bool BoardFile::ReadState(std::string& problem) {
+    std::optional<StoredState> newest;
+    for (std::size_t slot = 0; slot < 2; ++slot) {
+        StoredState stored{};
+        std::memcpy(&stored, m_bytes + kSlotOffset + slot * kSlotSizeBytes, sizeof stored);
+        if (stored.checkSum == CheckSumOf(stored) &&
+            (!newest || stored.generation > newest->generation)) {
+            newest = stored;
+        }
+    }
+    if (!newest) {
+        problem = "is damaged: neither copy of its state is whole";
+        return false;
+    }
+    m_generation = newest->generation;
+    m_state = Unpack(*newest);
+    return true;
+}
+
+void BoardFile::WriteState() {
+    StoredState stored = Pack(m_state);
+    stored.generation = ++m_generation;
+    stored.checkSum = CheckSumOf(stored);
+    std::memcpy(m_bytes + kSlotOffset + (m_generation % 2) * kSlotSizeBytes, &stored,
+                sizeof stored);
+}
+
+void BoardFile::Store(const BoardState& state) {
+    if (state == m_state) {
+        return;
+    }
+    m_state = state;
+    WriteState();
+}
+
+}  // namespace vboard

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// A board kept in a file, mapped into memory so that the file is current at every instant.
+//
+//   offset   bytes  what
+//   0        64     magic, format number, lengths and a check sum of the setup
+//   0x0040   4032   setup: lines of KEY=VALUE
+//   0x1000   2048   state, slot 0 } written in turn, each with a number and a check sum of its own,
+//   so that a program killed 0x1800   2048   state, slot 1 } in the middle of a change leaves the
+//   one before 0x2000   65536  the chip's memory, byte by byte as the chip holds it
+//
+// All numbers are little-endian and of fixed width: a 32-bit program and a 64-bit runner share one
+// file.
+
+#include <cstdint>
+#include <string>
+
+#include "vboard/board/Board.h"
+
+namespace vboard {
+
+class BoardFile {
+public:
+    static constexpr std::size_t kFileSizeBytes = 0x12000;
+
+    BoardFile() = default;
+    ~BoardFile();
+    BoardFile(const BoardFile&) = delete;
+    BoardFile& operator=(const BoardFile&) = delete;
+
+    /// Makes an empty file (of any length) behind `descriptor` into one that holds the given board,
+    /// and maps it. The descriptor stays the caller's and may be closed afterwards. On failure
+    /// `problem` says why in one line.
+    [[nodiscard]] bool Create(int descriptor, const BoardSetup& setup, const BoardState& state,
+                              std::string& problem);
+    /// Maps a board file. A damaged or foreign one is refused.
+    [[nodiscard]] bool Attach(int descriptor, std::string& problem);
+
+    [[nodiscard]] const BoardSetup& Setup() const { return m_setup; }
+    [[nodiscard]] const BoardState& State() const { return m_state; }
+    /// The mapped memory of the chip.
+    [[nodiscard]] Memory ChipMemory() const;
+
+    /// Keeps a state; an equal one costs no write.
+    void Store(const BoardState& state);
+
+private:
+    [[nodiscard]] bool Map(int descriptor, std::string& problem);
+    [[nodiscard]] bool ReadSetup(std::string& problem);
+    [[nodiscard]] bool ReadState(std::string& problem);
+    void WriteState();
+
+    std::uint8_t* m_bytes = nullptr;
+    BoardSetup m_setup;
+    BoardState m_state;
+    std::uint32_t m_generation = 0;
+};
+
+}  // namespace vboard

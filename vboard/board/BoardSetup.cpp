@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/board/BoardSetup.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <charconv>
+#include <utility>
+
+namespace vboard {
+namespace {
+
+constexpr unsigned kLargestTrigger = 16;
+
+constexpr std::array<ChipOptionInfo, 5> kBoardOptions{{
+    {"model", "BRDA, BRDB, BRDC", "BRDA", "wiring of the board: GPIO numbers and device names", ""},
+    {"chip", "a name of `vboard list chips`", "the first of them", "the part on the board", ""},
+    {"port", "a path", "the model's", "name of the programming port", ""},
+    {"comm", "a path", "the model's", "name of the communication device", ""},
+    {"receive-trigger", "1..16", "1",
+     "characters that the port's receive FIFO gathers before it hands them on", "16550-type UARTs"},
+}};
+
+template <class Rows>
+std::string Names(const Rows& rows) {
+    std::string names;
+    for (const auto& row : rows) {
+        names += fmt::format("{}{}", names.empty() ? "" : ", ", row.name);
+    }
+    return names;
+}
+
+bool ParseTrigger(std::string_view value, unsigned& trigger) {
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), trigger);
+    return error == std::errc{} && end == value.data() + value.size() && trigger >= 1 &&
+           trigger <= kLargestTrigger;
+}
+
+}  // namespace
+
+std::span<const ChipOptionInfo> BoardSetup::BoardOptions() {
+    return kBoardOptions;
+}
+
+BoardSetup::BoardSetup() : m_model(&AllBoardModels().front()), m_part(&DefaultChipModel()) {
+    Apply();
+}
+
+void BoardSetup::Apply() {
+    const auto port = m_set.find("port");
+    m_portPath = port == m_set.end() ? std::string(m_model->portPath) : port->second;
+    const auto comm = m_set.find("comm");
+    m_commPath = comm == m_set.end() ? std::string(m_model->commPath) : comm->second;
+}
+
+bool BoardSetup::Set(std::string_view key, std::string_view value, std::string& problem) {
+    if (value.find('\n') != std::string_view::npos) {
+        problem = fmt::format("the value of '{}' must be one line", key);
+        return false;
+    }
+    if (key == "model") {
+        const BoardModel* model = FindBoardModel(value);
+        if (model == nullptr) {
+            problem = fmt::format("unknown board model '{}': take one of {}", value,
+                                  Names(AllBoardModels()));
+            return false;
+        }
+        m_model = model;
+    } else if (key == "chip") {
+        const ChipModel* part = FindChipModel(value);
+        if (part == nullptr) {
+            problem =
+                fmt::format("unknown chip '{}': take one of {}", value, Names(AllChipModels()));
+            return false;
+        }
+        m_part = part;
+    } else if (key == "port" || key == "comm") {
+        if (!value.starts_with('/')) {
+            problem = fmt::format("'{}' needs an absolute path, not '{}'", key, value);
+            return false;
+        }
+    } else if (key == "receive-trigger") {
+        unsigned trigger = 0;
+        if (!ParseTrigger(value, trigger)) {
+            problem = fmt::format("'receive-trigger' takes a number from 1 to 16, not '{}'", value);
+            return false;
+        }
+        m_receiveTrigger = trigger;
+    } else if (!SetChipOption(m_options, key, value, problem)) {
+        return false;
+    }
+    m_set[std::string(key)] = value;
+    Apply();
+    return true;
+}
+
+std::string BoardSetup::Text() const {
+    std::string text;
+    for (const auto& [key, value] : m_set) {
+        text += fmt::format("{}={}\n", key, value);
+    }
+    return text;
+}
+
+bool BoardSetup::Parse(std::string_view text, BoardSetup& setup, std::string& problem) {
+    BoardSetup parsed;
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        const std::string_view line = text.substr(0, end);
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+        const std::size_t equals = line.find('=');
+        if (equals == std::string_view::npos) {
+            problem = fmt::format("'{}' is not KEY=VALUE", line);
+            return false;
+        }
+        if (!parsed.Set(line.substr(0, equals), line.substr(equals + 1), problem)) {
+            return false;
+        }
+    }
+    setup = std::move(parsed);
+    return true;
+}
+
+}  // namespace vboard

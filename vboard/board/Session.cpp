@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/board/Session.h"
+
+#include <fmt/format.h>
+
+#include <sstream>
+
+namespace vboard {
+
+std::string Session::Text() const {
+    return fmt::format("{} {} {} {} {}", boardDescriptor, reportDescriptor, transcriptDescriptor,
+                       pace, limitNs);
+}
+
+bool Session::Parse(std::string_view text, Session& session) {
+    std::istringstream words{std::string(text)};
+    Session parsed;
+    words >> parsed.boardDescriptor >> parsed.reportDescriptor >> parsed.transcriptDescriptor >>
+        parsed.pace >> parsed.limitNs;
+    if (words.fail()) {
+        return false;
+    }
+    session = parsed;
+    return true;
+}
+
+}  // namespace vboard

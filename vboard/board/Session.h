@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// What the runner hands to the library in the program it starts, and what it gets back.
+//
+// The words travel in one environment variable; everything else through inherited descriptors: the
+// board file, the report, and the files to be written.
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace vboard {
+
+/// Name of the environment variable.
+inline constexpr const char* kSessionVariable = "VBOARD_SESSION";
+
+/// Descriptors are numbered from here on, out of the way of the program's own.
+inline constexpr int kFirstSessionDescriptor = 200;
+
+/// Exit statuses of a run that the program did not end itself, as `timeout` and `env` have them.
+inline constexpr int kExitWaitsForEver = 124;
+inline constexpr int kExitOwnError = 125;
+
+struct Session {
+    int boardDescriptor = -1;
+    int reportDescriptor = -1;
+    int transcriptDescriptor = -1;  ///< -1: no transcript.
+    double pace = 0;           ///< 1 = real time, 10 = ten times as fast, 0 = as fast as it can.
+    std::int64_t limitNs = 0;  ///< Virtual time after which the run is ended; 0 = none.
+
+    [[nodiscard]] std::string Text() const;
+    /// False when the text is not one that Text() wrote.
+    [[nodiscard]] static bool Parse(std::string_view text, Session& session);
+};
+
+/// Why a run was ended from outside the program.
+enum class Verdict : std::uint32_t {
+    kNone,
+    kStuck,  ///< Would wait for ever.
+    kTimeLimit,
+    kKilled,  ///< By an ordered fault.
+};
+
+/// Shared memory between runner and program; fixed-width fields, so that the two may differ in word
+/// size.
+struct RunReport {
+    std::uint32_t verdict;
+    std::uint32_t worlds;  ///< Programs of this run that have used the board so far.
+    std::int64_t virtualTimeNs;
+    std::uint64_t bytesProgrammed;  ///< By write commands that the loader acknowledged.
+    std::uint64_t blocksProgrammed;
+    std::array<char, 224> verdictText;
+};
+static_assert(sizeof(RunReport) == 256);
+
+}  // namespace vboard

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The virtual board inside the program under test: made at the first call that needs it, ended when
+// the program ends.
+
+#include <memory>
+#include <string_view>
+
+#include "vboard/board/Board.h"
+#include "vboard/board/BoardFile.h"
+#include "vboard/board/Session.h"
+#include "vboard/front/RealTimePacer.h"
+#include "vboard/record/Transcript.h"
+
+namespace vboard {
+
+class World : public ProgramControl, private Probe {
+public:
+    /// nullptr when the program was not started by the runner.
+    [[nodiscard]] static World* Get();
+    /// The world if it has been made already, else nullptr.
+    [[nodiscard]] static World* IfMade();
+
+    [[nodiscard]] Host& TheHost() { return m_board->TheHost(); }
+
+    /// The program is ending: lets the board settle, keeps its state, completes what is recorded.
+    void End();
+
+    void Kill() override;
+    void WaitsForEver(std::string_view call, std::string_view path,
+                      std::string_view awaited) override;
+
+private:
+    World() = default;
+    [[nodiscard]] bool Make(const Session& session);
+    [[noreturn]] void EndProgram(Verdict verdict, std::string_view text);
+    void Keep();
+
+    void OnSignal(Signal signal, std::uint32_t value) override;
+    void OnCall(const HostCall& call) override;
+    void OnLoaderCommand(const LoaderCommand& command) override;
+
+    static World* s_world;
+
+    int m_process = 0;  ///< A forked child has a copy of the world that is not its own.
+    bool m_ended = false;
+    bool m_made = false;
+    Faults m_noFaults;
+    BoardFile m_file;
+    RunReport* m_report = nullptr;
+    std::unique_ptr<Board> m_board;
+    std::unique_ptr<Transcript> m_transcript;
+    std::unique_ptr<RealTimePacer> m_pacer;
+};
+
+}  // namespace vboard

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The face that every device of the virtual host shows to a program.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "vboard/time/VirtualClock.h"
+
+struct termios;
+
+namespace vboard {
+
+/// A count or 0, or -errno, as a kernel hands it to libc.
+using IoResult = std::int64_t;
+
+/// The call would never return: nothing that could still happen brings what it waits for.
+inline constexpr IoResult kWouldWaitForEver = INT64_MIN;
+
+/// What select and poll ask for.
+struct Readiness {
+    bool readable = false;
+    bool writable = false;
+};
+
+/// One opening of a device, as a descriptor or a stream refers to it. Closing is destruction.
+class DeviceFile {
+public:
+    virtual ~DeviceFile() = default;
+
+    /// May let virtual time pass. `nonBlocking` is the O_NONBLOCK of the descriptor at this moment.
+    virtual IoResult Read(std::span<std::uint8_t> buffer, bool nonBlocking) = 0;
+    virtual IoResult Write(std::span<const std::uint8_t> data, bool nonBlocking) = 0;
+
+    /// `argument` is what the program passed: read or written as the request says.
+    virtual IoResult Ioctl(unsigned long request, void* argument);
+
+    [[nodiscard]] virtual Readiness Ready() const { return {true, true}; }
+
+    // What only a terminal can do; other files answer -ENOTTY.
+    virtual IoResult GetAttributes(termios& attributes);
+    virtual IoResult SetAttributes(int action, const termios& attributes);
+    virtual IoResult Drain();
+    virtual IoResult Flush(int queue);
+    virtual IoResult SendBreak();
+    [[nodiscard]] virtual bool IsTerminal() const { return false; }
+};
+
+/// Something that a path names.
+class Device {
+public:
+    virtual ~Device() = default;
+    struct Opened {
+        std::unique_ptr<DeviceFile> file;  ///< Empty when the opening failed.
+        int error = 0;                     ///< errno of the failure.
+    };
+    /// `flags` are those of open(2).
+    virtual Opened Open(int flags) = 0;
+};
+
+}  // namespace vboard

@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/host/Host.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "vboard/host/CommDevice.h"
+#include "vboard/host/SysfsGpio.h"
+#include "vboard/host/TermiosText.h"
+
+namespace vboard {
+namespace {
+
+// Names under which a machine may have the hardware that this board only plays. A program on the
+// virtual board never reaches them, also where the board has no such device.
+constexpr std::array<std::string_view, 6> kHardwarePrefixes{
+    "/dev/ttyS", "/dev/ttymxc", "/dev/ttyUSB", "/dev/ttyACM", "/dev/ttyAMA", "/dev/knx"};
+
+bool IsGpioPath(std::string_view path) {
+    return path.starts_with(SysfsGpio::kFolder) &&
+           (path.size() == SysfsGpio::kFolder.size() || path[SysfsGpio::kFolder.size()] == '/');
+}
+
+std::string OpenFlagsText(int flags) {
+    std::string text;
+    switch (flags & O_ACCMODE) {
+        case O_RDONLY:
+            text = "O_RDONLY";
+            break;
+        case O_WRONLY:
+            text = "O_WRONLY";
+            break;
+        default:
+            text = "O_RDWR";
+            break;
+    }
+    const struct {
+        int flag;
+        const char* name;
+    } kFlags[] = {{O_NOCTTY, "O_NOCTTY"}, {O_NONBLOCK, "O_NONBLOCK"}, {O_CREAT, "O_CREAT"},
+                  {O_TRUNC, "O_TRUNC"},   {O_APPEND, "O_APPEND"},     {O_CLOEXEC, "O_CLOEXEC"}};
+    for (const auto& named : kFlags) {
+        if ((flags & named.flag) != 0) {
+            text += fmt::format("|{}", named.name);
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+Host::Host(VirtualClock& clock, Probe& probe, Faults& faults, ProgramControl& control)
+    : m_clock(clock), m_probe(probe), m_faults(faults), m_control(control) {}
+
+void Host::AddDevice(std::string path, Device& device) {
+    m_devices[std::move(path)] = &device;
+}
+
+void Host::AddGpios(SysfsGpio& gpios) {
+    m_gpios = &gpios;
+}
+
+bool Host::Owns(std::string_view path) const {
+    return IsGpioPath(path) || m_devices.contains(path) ||
+           std::any_of(kHardwarePrefixes.begin(), kHardwarePrefixes.end(),
+                       [path](std::string_view prefix) { return path.starts_with(prefix); });
+}
+
+int Host::Find(std::string_view path) const {
+    if (IsGpioPath(path) && m_gpios != nullptr) {
+        return m_gpios->Find(path);
+    }
+    return m_devices.contains(path) ? 0 : ENOENT;
+}
+
+void Host::Tell(std::string_view name, std::string_view path, std::string_view detail,
+                IoResult result, std::span<const std::uint8_t> data) {
+    m_probe.OnCall({name, path, detail, result, data});
+}
+
+std::optional<IoResult> Host::Struck(const CallFault& fault, std::string_view name,
+                                     std::string_view path) {
+    switch (fault.kind) {
+        case CallFault::Kind::kErrno:
+            return -fault.error;
+        case CallFault::Kind::kKill:
+            m_control.Kill();
+            return -EINTR;
+        case CallFault::Kind::kSilence:
+            m_control.WaitsForEver(name, path, "a call that was ordered not to return");
+            return -EINTR;
+        default:
+            return std::nullopt;
+    }
+}
+
+IoResult Host::StuckIn(std::string_view call, const OpenFile& file, std::string_view awaited) {
+    m_control.WaitsForEver(call, file.path, awaited);
+    return -EINTR;
+}
+
+std::unique_ptr<OpenFile> Host::Open(CallKind how, std::string_view path, int flags,
+                                     std::string_view detail, int& error) {
+    const std::string_view name = how == CallKind::kFopen ? "fopen" : "open";
+    const auto struck = Struck(m_faults.OnCall(how, path, 0), name, path);
+    Device::Opened opened;
+    if (struck) {
+        opened.error = static_cast<int>(-*struck);
+    } else if (IsGpioPath(path) && m_gpios != nullptr) {
+        opened = m_gpios->Open(path, flags);
+    } else if (const auto found = m_devices.find(path); found != m_devices.end()) {
+        opened = found->second->Open(flags);
+    } else {
+        opened.error = ENOENT;
+    }
+    error = opened.error;
+    if (m_probe.Listening()) {
+        Tell(name, path, detail.empty() ? OpenFlagsText(flags) : std::string(detail), -error);
+    }
+    if (opened.file == nullptr) {
+        return nullptr;
+    }
+    return std::make_unique<OpenFile>(
+        OpenFile{std::string(path), std::move(opened.file), (flags & O_NONBLOCK) != 0});
+}
+
+IoResult Host::Close(OpenFile& file) {
+    const auto struck = Struck(m_faults.OnCall(CallKind::kClose, file.path, 0), "close", file.path);
+    // Linux frees the descriptor also when close reports an error.
+    file.device.reset();
+    Tell("close", file.path, {}, struck.value_or(0));
+    return struck.value_or(0);
+}
+
+IoResult Host::Read(OpenFile& file, std::span<std::uint8_t> buffer) {
+    const CallFault fault = m_faults.OnCall(CallKind::kRead, file.path, buffer.size());
+    const auto struck = Struck(fault, "read", file.path);
+    IoResult result = 0;
+    if (struck) {
+        result = *struck;
+    } else if (fault.kind == CallFault::Kind::kCount) {
+        const auto part = buffer.first(std::min(buffer.size(), fault.count));
+        result = part.empty() ? 0 : file.device->Read(part, file.nonBlocking);
+    } else {
+        result = file.device->Read(buffer, file.nonBlocking);
+    }
+    if (fault.kind == CallFault::Kind::kBytes) {
+        const std::size_t count = std::min(buffer.size(), fault.bytes.size());
+        std::copy_n(fault.bytes.begin(), count, buffer.begin());
+        result = static_cast<IoResult>(count);
+    }
+    if (result == kWouldWaitForEver) {
+        result = StuckIn("read", file, "a byte");
+    }
+    const std::size_t got = result > 0 ? static_cast<std::size_t>(result) : 0;
+    Tell("read", file.path, {}, result, buffer.first(got));
+    return result;
+}
+
+IoResult Host::Write(CallKind how, OpenFile& file, std::span<const std::uint8_t> data) {
+    const std::string_view name = how == CallKind::kFlush ? "flush" : "write";
+    const CallFault fault = m_faults.OnCall(how, file.path, data.size());
+    const auto struck = Struck(fault, name, file.path);
+    std::span<const std::uint8_t> carried = data;
+    if (fault.kind == CallFault::Kind::kCount) {
+        carried = data.first(std::min(data.size(), fault.count));
+    }
+    const bool nothing = carried.empty() && !data.empty();
+    if (struck || nothing) {
+        const IoResult result = struck.value_or(0);
+        Tell(name, file.path, {}, result, data);
+        return result;
+    }
+    m_probe.OnCallBegins();
+    const IoResult result = file.device->Write(carried, file.nonBlocking);
+    Tell(name, file.path, {}, result, carried);
+    return result;
+}
+
+IoResult Host::Perform(CallKind kind, std::string_view name, const OpenFile& file,
+                       const std::function<IoResult()>& carryOut,
+                       const std::function<std::string()>& detail) {
+    const auto struck = Struck(m_faults.OnCall(kind, file.path, 0), name, file.path);
+    m_probe.OnCallBegins();
+    const IoResult result = struck ? *struck : carryOut();
+    if (m_probe.Listening()) {
+        Tell(name, file.path, detail(), result);
+    }
+    return result;
+}
+
+IoResult Host::Ioctl(OpenFile& file, unsigned long request, void* argument) {
+    const auto detail = [&]() -> std::string {
+        if (request != kTristateRequest || argument == nullptr) {
+            return fmt::format("{:#x}", request);
+        }
+        int state = 0;
+        std::memcpy(&state, argument, sizeof state);
+        return fmt::format("tristate {}", state);
+    };
+    return Perform(
+        CallKind::kIoctl, "ioctl", file, [&] { return file.device->Ioctl(request, argument); },
+        detail);
+}
+
+IoResult Host::GetAttributes(OpenFile& file, termios& attributes) {
+    return file.device->GetAttributes(attributes);
+}
+
+IoResult Host::SetAttributes(OpenFile& file, int action, const termios& attributes) {
+    return Perform(
+        CallKind::kTcsetattr, "tcsetattr", file,
+        [&] { return file.device->SetAttributes(action, attributes); },
+        [&] { return TermiosText(attributes); });
+}
+
+IoResult Host::Drain(OpenFile& file) {
+    const IoResult result = file.device->Drain();
+    Tell("tcdrain", file.path, {}, result);
+    return result;
+}
+
+IoResult Host::Flush(OpenFile& file, int queue) {
+    const IoResult result = file.device->Flush(queue);
+    Tell("tcflush", file.path, {}, result);
+    return result;
+}
+
+IoResult Host::SendBreak(OpenFile& file) {
+    const IoResult result = file.device->SendBreak();
+    Tell("tcsendbreak", file.path, {}, result);
+    return result;
+}
+
+IoResult Host::Select(std::string_view name, std::span<Watched> files,
+                      std::optional<Duration> timeout) {
+    const std::string_view path = files.empty() ? std::string_view{} : files.front().file->path;
+    const auto struck = Struck(m_faults.OnCall(CallKind::kSelect, path, 0), name, path);
+    if (struck) {
+        Tell(name, path, {}, *struck);
+        return *struck;
+    }
+    IoResult count = 0;
+    const auto anyReady = [&] {
+        count = 0;
+        for (Watched& watched : files) {
+            const Readiness now = watched.file->device->Ready();
+            watched.ready = {watched.wanted.readable && now.readable,
+                             watched.wanted.writable && now.writable};
+            count += watched.ready.readable ? 1 : 0;
+            count += watched.ready.writable ? 1 : 0;
+        }
+        return count > 0;
+    };
+    std::optional<Instant> deadline;
+    if (timeout) {
+        deadline = m_clock.Now() + *timeout;
+    }
+    if (m_clock.RunUntil(anyReady, deadline) == VirtualClock::Waited::kNothingLeft) {
+        m_control.WaitsForEver(name, path, "a file to become ready");
+        return -EINTR;
+    }
+    if (m_probe.Listening()) {
+        Tell(name, path,
+             timeout ? fmt::format("timeout {} us", timeout->count() / 1000) : "no timeout", count);
+    }
+    return count;
+}
+
+void Host::Pause(Duration length) {
+    // A pause fails for no reason of its own; what may strike here is an end of the program.
+    static_cast<void>(Struck(m_faults.OnCall(CallKind::kPause, {}, 0), "pause", {}));
+    m_probe.OnPause(length);
+    m_clock.Pass(length);
+}
+
+}  // namespace vboard

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The virtual host as the program's calls meet it: finds the device behind a path, lets faults
+// strike, tells the probe, and keeps the rule for calls that would never return. It knows devices
+// only by their face and libc not at all.
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "vboard/faults/Faults.h"
+#include "vboard/host/DeviceFile.h"
+#include "vboard/record/Probe.h"
+
+namespace vboard {
+
+class SysfsGpio;
+
+/// What only the world outside the board can do to the program. In a real run neither returns;
+/// where one does (in a test), the call in question fails with EINTR.
+class ProgramControl {
+public:
+    virtual ~ProgramControl() = default;
+    virtual void Kill() = 0;
+    /// `call` and `path` name what the program waits in.
+    virtual void WaitsForEver(std::string_view call, std::string_view path,
+                              std::string_view awaited) = 0;
+};
+
+/// One open device of the program. Destroying it closes it without telling the probe; Host::Close
+/// is the program's close.
+struct OpenFile {
+    std::string path;
+    std::unique_ptr<DeviceFile> device;
+    bool nonBlocking = false;
+};
+
+/// One file of a select or poll.
+struct Watched {
+    OpenFile* file;
+    Readiness wanted;
+    Readiness ready;  ///< Result.
+};
+
+class Host {
+public:
+    /// All must outlive the host.
+    Host(VirtualClock& clock, Probe& probe, Faults& faults, ProgramControl& control);
+
+    void AddDevice(std::string path, Device& device);
+    void AddGpios(SysfsGpio& gpios);
+
+    /// True for every path that must not reach the machine's own hardware: the devices of this
+    /// board, and serial ports, GPIO files and communication devices that this board does not have.
+    [[nodiscard]] bool Owns(std::string_view path) const;
+    /// 0 when an owned path exists, else ENOENT.
+    [[nodiscard]] int Find(std::string_view path) const;
+
+    /// `how` is kOpen or kFopen. On failure the result is empty and `error` the errno.
+    std::unique_ptr<OpenFile> Open(CallKind how, std::string_view path, int flags,
+                                   std::string_view detail, int& error);
+    IoResult Close(OpenFile& file);
+    IoResult Read(OpenFile& file, std::span<std::uint8_t> buffer);
+    /// `how` is kWrite, or kFlush for what stdio writes.
+    IoResult Write(CallKind how, OpenFile& file, std::span<const std::uint8_t> data);
+    IoResult Ioctl(OpenFile& file, unsigned long request, void* argument);
+    IoResult GetAttributes(OpenFile& file, termios& attributes);
+    IoResult SetAttributes(OpenFile& file, int action, const termios& attributes);
+    IoResult Drain(OpenFile& file);
+    IoResult Flush(OpenFile& file, int queue);
+    IoResult SendBreak(OpenFile& file);
+
+    /// Waits until one of the files is ready or `timeout` has passed (none: no limit). The count of
+    /// ready files, or -errno.
+    IoResult Select(std::string_view name, std::span<Watched> files,
+                    std::optional<Duration> timeout);
+
+    /// A pause of the program.
+    void Pause(Duration length);
+
+private:
+    IoResult StuckIn(std::string_view call, const OpenFile& file, std::string_view awaited);
+    /// What a fault makes of a call that carries no bytes.
+    IoResult Perform(CallKind kind, std::string_view name, const OpenFile& file,
+                     const std::function<IoResult()>& carryOut,
+                     const std::function<std::string()>& detail);
+    std::optional<IoResult> Struck(const CallFault& fault, std::string_view name,
+                                   std::string_view path);
+    void Tell(std::string_view name, std::string_view path, std::string_view detail,
+              IoResult result, std::span<const std::uint8_t> data = {});
+
+    VirtualClock& m_clock;
+    Probe& m_probe;
+    Faults& m_faults;
+    ProgramControl& m_control;
+    std::map<std::string, Device*, std::less<>> m_devices;
+    SysfsGpio* m_gpios = nullptr;
+};
+
+}  // namespace vboard

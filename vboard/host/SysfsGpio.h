@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The kernel's sysfs GPIO files (Documentation/ABI/obsolete/sysfs-gpio): export and unexport, and
+// for each exported line a folder with direction, value and active_low. What the kernel refuses is
+// refused here with the same errno.
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "vboard/host/DeviceFile.h"
+#include "vboard/wires/BoardModel.h"
+#include "vboard/wires/Harness.h"
+
+namespace vboard {
+
+/// Numbers that the host's GPIO controllers have: 0 to 255. Other numbers are refused with EINVAL.
+inline constexpr unsigned kGpioCount = 256;
+
+/// What the host remembers of one line. It outlives the export, as the hardware's registers do.
+struct GpioState {
+    bool exported = false;
+    bool output = false;
+    bool high = false;  ///< The output latch.
+    bool operator==(const GpioState&) const = default;
+};
+
+class SysfsGpio {
+public:
+    static constexpr std::string_view kFolder = "/sys/class/gpio";
+
+    /// `gpios` are the numbers of the three wired lines, in the order of HostLine. `harness` must
+    /// outlive this.
+    SysfsGpio(Harness& harness, const std::array<unsigned, kHostLineCount>& gpios);
+
+    /// Opens one of the files below the folder with the flags of open(2).
+    Device::Opened Open(std::string_view path, int flags);
+    /// 0 when the path names something below the folder, else the errno of looking it up.
+    [[nodiscard]] int Find(std::string_view path) const;
+
+    void Restore(unsigned gpio, const GpioState& state) { m_gpios.at(gpio) = state; }
+    [[nodiscard]] const GpioState& StateOf(unsigned gpio) const { return m_gpios.at(gpio); }
+    /// What the wired line is driven to when its GPIO is in `state`.
+    [[nodiscard]] static Drive DriveOf(const GpioState& state);
+
+private:
+    friend class GpioFile;
+
+    IoResult Export(std::string_view text, bool exported);
+    IoResult SetDirection(unsigned gpio, std::string_view text);
+    IoResult SetValue(unsigned gpio, std::string_view text);
+    [[nodiscard]] std::string Direction(unsigned gpio) const;
+    [[nodiscard]] std::string Value(unsigned gpio) const;
+    void Apply(unsigned gpio);
+
+    Harness& m_harness;
+    std::array<unsigned, kHostLineCount> m_wired;
+    std::array<GpioState, kGpioCount> m_gpios{};
+};
+
+}  // namespace vboard

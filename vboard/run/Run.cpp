@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "vboard/board/Session.h"
+#include "vboard/run/BoardAccess.h"
+#include "vboard/run/RunOptions.h"
+
+namespace vboard {
+namespace {
+
+constexpr mode_t kFileMode = 0644;
+constexpr const char* kLibraryName = "libvboard.so";
+
+void Say(const std::string& text) {
+    fmt::print(stderr, "vboard: {}\n", text);
+}
+
+/// Everything of one run that must be closed or unmapped at its end.
+struct RunFiles {
+    Descriptor board;
+    BoardFile boardFile;
+    Descriptor report;
+    RunReport* reportMemory = nullptr;
+    Descriptor transcript;
+};
+
+/// Beside the runner in a build folder, below the library folder when installed.
+std::filesystem::path FindLibrary(const RunOptions& options) {
+    if (!options.libraryPath.empty()) {
+        return options.libraryPath;
+    }
+    std::error_code error;
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+    const auto beside = folder / kLibraryName;
+    return std::filesystem::exists(beside, error)
+               ? beside
+               : (folder / VBOARD_LIBRARY_FOLDER / kLibraryName).lexically_normal();
+}
+
+bool OpenReport(RunFiles& files, std::string& problem) {
+    files.report = Descriptor(memfd_create("vboard-report", MFD_CLOEXEC));
+    if (!files.report.IsOpen() || ftruncate(files.report.Number(), sizeof(RunReport)) != 0) {
+        problem = fmt::format("no memory for the report: {}", strerrordesc_np(errno));
+        return false;
+    }
+    void* mapped = mmap(nullptr, sizeof(RunReport), PROT_READ | PROT_WRITE, MAP_SHARED,
+                        files.report.Number(), 0);
+    if (mapped == MAP_FAILED) {
+        problem = fmt::format("no memory for the report: {}", strerrordesc_np(errno));
+        return false;
+    }
+    files.reportMemory = static_cast<RunReport*>(mapped);
+    return true;
+}
+
+bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem) {
+    BoardSetup setup;
+    if (!SetupFrom(options.settings, setup, problem)) {
+        return false;
+    }
+    const bool exists = !options.boardPath.empty() && access(options.boardPath.c_str(), F_OK) == 0;
+    if (exists && !options.settings.empty()) {
+        problem = fmt::format("board file '{}' exists and has its own setup: leave '{}' out",
+                              options.boardPath, options.settings.front());
+        return false;
+    }
+    const bool opened =
+        exists ? OpenBoard(options.boardPath, files.board, files.boardFile, problem)
+               : MakeBoard(options.boardPath, setup, files.board, files.boardFile, problem);
+    if (!opened || !OpenReport(files, problem)) {
+        return false;
+    }
+    if (options.transcriptPath.empty()) {
+        return true;
+    }
+    files.transcript =
+        Descriptor(open(options.transcriptPath.c_str(),
+                        O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, kFileMode));
+    if (!files.transcript.IsOpen()) {
+        problem = fmt::format("transcript '{}' can't be written: {}", options.transcriptPath,
+                              strerrordesc_np(errno));
+        return false;
+    }
+    return true;
+}
+
+/// A copy that the program inherits, numbered out of its way; -1 stays -1.
+int Inherited(const Descriptor& descriptor) {
+    return descriptor.IsOpen() ? fcntl(descriptor.Number(), F_DUPFD, kFirstSessionDescriptor) : -1;
+}
+
+[[noreturn]] void BecomeProgram(const RunOptions& options, const RunFiles& files,
+                                const std::string& library) {
+    // The program does not outlive a runner that was killed.
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    Session session;
+    session.boardDescriptor = Inherited(files.board);
+    session.reportDescriptor = Inherited(files.report);
+    session.transcriptDescriptor = Inherited(files.transcript);
+    session.pace = options.pace;
+    session.limitNs = static_cast<std::int64_t>(options.timeLimitSeconds * 1e9);
+    setenv(kSessionVariable, session.Text().c_str(), 1);
+    const char* others = std::getenv("LD_PRELOAD");
+    const std::string preload = others == nullptr ? library : fmt::format("{}:{}", library, others);
+    setenv("LD_PRELOAD", preload.c_str(), 1);
+
+    std::vector<char*> arguments;
+    for (const std::string& argument : options.program) {
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    }
+    arguments.push_back(nullptr);
+    execvp(arguments.front(), arguments.data());
+    const int error = errno;
+    Say(fmt::format("'{}' can't be started: {}", options.program.front(), strerrordesc_np(error)));
+    _exit(error == ENOENT ? kExitNotFound : kExitCannotExecute);
+}
+
+int WaitFor(pid_t program) {
+    // An interrupt from the keyboard is the program's to answer; the runner stays to report.
+    signal(SIGINT, SIG_IGN);
+    signal(SIGQUIT, SIG_IGN);
+    int status = 0;
+    while (waitpid(program, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
+std::string EndText(int status) {
+    return WIFSIGNALED(status) ? fmt::format("killed by signal {}", WTERMSIG(status))
+                               : fmt::format("exit status {}", WEXITSTATUS(status));
+}
+
+std::string VerdictText(const RunReport& report) {
+    return fmt::format("{}, at {:.6f} s of virtual time", report.verdictText.data(),
+                       static_cast<double>(report.virtualTimeNs) / 1e9);
+}
+
+std::string ApplicationText(const BoardFile& file) {
+    std::uint16_t version = 0;
+    if (RunningVersion(file.State(), file.ChipMemory(), file.Setup().Options(), version)) {
+        return fmt::format("the application runs, version {}", version);
+    }
+    return fmt::format(
+        "no application runs, the chip is in state '{}'",
+        ValueName(Signal::kChipMode, static_cast<std::uint32_t>(file.State().chip.mode)));
+}
+
+void EndTranscript(const RunFiles& files, int status) {
+    if (!files.transcript.IsOpen()) {
+        return;
+    }
+    const std::int64_t microseconds = files.reportMemory->virtualTimeNs / 1000;
+    const std::string line = fmt::format("{:>5}.{:06} {:<8}{}\n", microseconds / 1'000'000,
+                                         microseconds % 1'000'000, "end", EndText(status));
+    static_cast<void>(write(files.transcript.Number(), line.data(), line.size()));
+}
+
+void Summarize(const RunFiles& files) {
+    const RunReport& report = *files.reportMemory;
+    if (report.worlds == 0) {
+        Say("the program never reached the board: is it linked statically?");
+        return;
+    }
+    BoardFile now;
+    std::string problem;
+    if (!now.Attach(files.board.Number(), problem)) {
+        Say(fmt::format("the board {}", problem));
+        return;
+    }
+    Say(fmt::format("{} bytes of flash programmed in {} blocks; {}; {:.6f} s of virtual time",
+                    report.bytesProgrammed, report.blocksProgrammed, ApplicationText(now),
+                    static_cast<double>(report.virtualTimeNs) / 1e9));
+}
+
+}  // namespace
+
+int Run(const RunOptions& options) {
+    RunFiles files;
+    std::string problem;
+    const std::string library = FindLibrary(options).string();
+    if (access(library.c_str(), R_OK) != 0) {
+        Say(fmt::format("the library '{}' is missing: it belongs beside the runner", library));
+        return kExitOwnError;
+    }
+    if (!OpenFiles(options, files, problem)) {
+        Say(problem);
+        return kExitOwnError;
+    }
+    const pid_t program = fork();
+    if (program < 0) {
+        Say(fmt::format("no process for the program: {}", strerrordesc_np(errno)));
+        return kExitOwnError;
+    }
+    if (program == 0) {
+        BecomeProgram(options, files, library);
+    }
+    const int status = WaitFor(program);
+    EndTranscript(files, status);
+    if (files.reportMemory->verdict != static_cast<std::uint32_t>(Verdict::kNone)) {
+        Say(VerdictText(*files.reportMemory));
+    }
+    const bool started = !WIFEXITED(status) || (WEXITSTATUS(status) != kExitNotFound &&
+                                                WEXITSTATUS(status) != kExitCannotExecute);
+    if (!options.quiet && started) {
+        Summarize(files);
+    }
+    return WIFSIGNALED(status) ? kExitSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+}  // namespace vboard

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vboard {
+
+/// Exit statuses of the runner besides the program's own and those of board/Session.h, as `env` has
+/// them.
+inline constexpr int kExitCannotExecute = 126;
+inline constexpr int kExitNotFound = 127;
+inline constexpr int kExitSignalBase = 128;
+
+/// What `vboard run` was asked for.
+struct RunOptions {
+    std::string boardPath;              ///< Empty: a new board for this run alone.
+    std::vector<std::string> settings;  ///< KEY=VALUE for a new board.
+    double pace = 0;                    ///< 0 = as fast as it can.
+    double timeLimitSeconds = 0;        ///< Virtual; 0 = none.
+    std::string transcriptPath;
+    std::string libraryPath;  ///< Empty: the one that belongs to this runner.
+    bool quiet = false;
+    std::vector<std::string> program;  ///< The program and its arguments; never empty.
+};
+
+/// Runs the program on a board. The result is the runner's exit status.
+[[nodiscard]] int Run(const RunOptions& options);
+
+}  // namespace vboard

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+
+// The command line of the virtual board.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "vboard/board/Session.h"
+#include "vboard/run/RunOptions.h"
+
+namespace {
+
+/// Words up to "--" are vboard's own; what follows is the program and its arguments.
+struct CommandLine {
+    std::vector<std::string> own;
+    std::vector<std::string> program;
+};
+
+CommandLine Split(int argc, char** argv) {
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    const auto dashes = std::find(words.begin(), words.end(), "--");
+    CommandLine line;
+    // CLI11 takes its words in reverse order.
+    line.own.assign(std::make_reverse_iterator(dashes), words.rend());
+    if (dashes != words.end()) {
+        line.program.assign(dashes + 1, words.end());
+    }
+    return line;
+}
+
+void AddSetting(CLI::App& command, vboard::RunOptions& options, const std::string& flag,
+                const std::string& key, const std::string& meaning) {
+    command
+        .add_option_function<std::string>(
+            flag,
+            [&options, key](const std::string& value) {
+                options.settings.push_back(key + "=" + value);
+            },
+            meaning)
+        ->type_name("WORD");
+}
+
+void AddRun(CLI::App& app, vboard::RunOptions& options) {
+    CLI::App& run = *app.add_subcommand("run",
+                                        "Run a program on a virtual board: "
+                                        "vboard run [OPTIONS] -- PROGRAM [ARGS...]");
+    run.add_option("--board", options.boardPath,
+                   "Keep the board in this file; made if it does not exist")
+        ->type_name("FILE");
+    AddSetting(run, options, "--model", "model", "Board model: BRDA, BRDB or BRDC");
+    AddSetting(run, options, "--chip", "chip", "Part on the board");
+    AddSetting(run, options, "--port", "port", "Path of the programming port");
+    AddSetting(run, options, "--comm", "comm", "Path of the communication device");
+    run.add_option("--option", options.settings, "Set an option of the board or its chip")
+        ->type_name("KEY=VALUE")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    run.add_option("--pace", options.pace,
+                   "1 = real time, 10 = ten times as fast; the default is as fast as it can")
+        ->check(CLI::PositiveNumber)
+        ->type_name("FACTOR");
+    run.add_option("--time-limit", options.timeLimitSeconds,
+                   "End the run (status 124) at this virtual time")
+        ->check(CLI::PositiveNumber)
+        ->type_name("SECONDS");
+    run.add_option("--transcript", options.transcriptPath,
+                   "Write everything that passed between program and board")
+        ->type_name("FILE");
+    run.add_option("--library", options.libraryPath, "Another build of libvboard.so")
+        ->type_name("FILE");
+    run.add_flag("--quiet", options.quiet, "No summary at the end");
+}
+
+int Dispatch(CommandLine line) {
+    CLI::App app("A virtual board: run a programmer of the MSP430 without hardware.", "vboard");
+    app.require_subcommand(1);
+    vboard::RunOptions options;
+    AddRun(app, options);
+    try {
+        app.parse(std::move(line.own));
+    } catch (const CLI::Success& success) {
+        return app.exit(success);
+    } catch (const CLI::ParseError& error) {
+        std::cerr << "vboard: " << error.what() << " (see vboard --help)\n";
+        return vboard::kExitOwnError;
+    }
+    options.program = line.program;
+    if (options.program.empty()) {
+        std::cerr << "vboard: no program: vboard run [OPTIONS] -- PROGRAM [ARGS...]\n";
+        return vboard::kExitOwnError;
+    }
+    return vboard::Run(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return Dispatch(Split(argc, argv));
+}

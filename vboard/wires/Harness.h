@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Which host line reaches which pin of the chip, with pull resistors, and the tristate switch of
+// the second link.
+
+#include <array>
+
+#include "vboard/chip/Chip.h"
+#include "vboard/wires/Level.h"
+
+namespace vboard {
+
+class MessageWire;
+
+class Harness {
+public:
+    /// All must outlive the harness.
+    Harness(Probe& probe, Faults& faults, Chip& chip, MessageWire& messages);
+
+    /// Takes over kept levels without any edge: nothing reaches the chip.
+    void Restore(const std::array<Drive, kHostLineCount>& drives, bool tristate);
+
+    void Set(HostLine line, Drive drive);
+    void SetTristate(bool on);
+
+    [[nodiscard]] bool Tristate() const { return m_tristate; }
+    [[nodiscard]] Drive Driven(HostLine line) const;
+    /// The level that a reader of the line sees.
+    [[nodiscard]] bool IsHigh(HostLine line) const;
+
+private:
+    Probe& m_probe;
+    Faults& m_faults;
+    Chip& m_chip;
+    MessageWire& m_messages;
+    std::array<Drive, kHostLineCount> m_drives;
+    bool m_tristate = false;
+};
+
+}  // namespace vboard
