@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string_view>
+
+#include "vboard/chip/ChipModel.h"
+
+namespace {
+
+using vboard::AllChipModels;
+using vboard::ChipModel;
+using vboard::FindChipModel;
+using vboard::WrongPassword;
+
+TEST(ChipTableTest, EveryRowIsFoundByItsOwnName) {
+    std::set<std::string_view> names;
+    for (const ChipModel& model : AllChipModels()) {
+        EXPECT_EQ(FindChipModel(model.name), &model);
+        EXPECT_TRUE(names.insert(model.name).second) << model.name;
+    }
+    EXPECT_EQ(FindChipModel(""), nullptr);
+    EXPECT_EQ(FindChipModel("MSP430-56K"), nullptr);
+}
+
+TEST(ChipTableTest, EveryRowIsSoundAndSaysWhereItComesFrom) {
+    for (const ChipModel& model : AllChipModels()) {
+        EXPECT_FALSE(model.name.empty());
+        EXPECT_FALSE(model.description.empty());
+        EXPECT_FALSE(model.source.empty());
+        EXPECT_EQ(model.mainMemory.last, 0xFFFF) << "the vectors are flash";
+        EXPECT_GT(model.mainSegmentBytes, 0);
+        EXPECT_GT(model.infoSegmentBytes, 0);
+        EXPECT_GT(model.massErasePeriods, 0);
+        EXPECT_LT(model.infoMemory.last, model.ram.first);
+        EXPECT_LT(model.ram.last, model.mainMemory.first);
+        EXPECT_EQ(model.comparesWhileWriting, model.loaderVersion >= 0x0140);
+        EXPECT_EQ(model.checksAfterSegmentErase, model.loaderVersion >= 0x0160);
+        EXPECT_EQ(model.hasVersionCommand, model.loaderVersion < 0x0200);
+    }
+}
+
+TEST(ChipTableTest, TheDefaultPartHasTheBoardsGeometry) {
+    const ChipModel& model = vboard::DefaultChipModel();
+    EXPECT_EQ(model.mainMemory.first, 0x2100);
+    EXPECT_EQ(model.infoMemory.first, 0x1000);
+    EXPECT_EQ(model.infoMemory.last, 0x10FF);
+    EXPECT_EQ(model.ram.first, 0x1100);
+    EXPECT_EQ(model.ram.last, 0x20FF);
+    EXPECT_EQ(model.mainSegmentBytes, 512);
+    EXPECT_EQ(model.infoSegmentBytes, 64);
+    EXPECT_EQ(model.loaderVersion, 0x0161);
+    EXPECT_EQ(model.massErasePeriods, 10593);
+}
+
+TEST(ChipTableTest, EveryKindOfWrongPasswordHasAPart) {
+    std::set<WrongPassword> kinds;
+    for (const ChipModel& model : AllChipModels()) {
+        kinds.insert(model.wrongPassword);
+    }
+    EXPECT_EQ(kinds.size(), 3U);
+}
+
+}  // namespace

@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: MIT
+#include "ChipBench.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+namespace bench {
+
+using vboard::Pin;
+using vboard::PinLevel;
+
+std::string Hex(std::span<const std::uint8_t> bytes) {
+    return fmt::format("{:02x}", fmt::join(bytes, " "));
+}
+
+Bytes FromHex(std::string_view text) {
+    Bytes bytes;
+    std::istringstream words{std::string(text)};
+    for (unsigned value = 0; words >> std::hex >> value;) {
+        bytes.push_back(static_cast<std::uint8_t>(value));
+    }
+    return bytes;
+}
+
+Bytes Repeated(std::uint8_t value, std::size_t count) {
+    return Bytes(count, value);
+}
+
+Bytes Sealed(Bytes frame) {
+    std::array<unsigned, 2> sums{0, 0};
+    const std::size_t covered = frame.size() - 2;
+    for (std::size_t i = 0; i < covered; ++i) {
+        sums[i & 1] ^= frame[i];
+    }
+    frame[covered] = static_cast<std::uint8_t>(~sums[0]);
+    frame[covered + 1] = static_cast<std::uint8_t>(~sums[1]);
+    return frame;
+}
+
+Bytes Frame(std::uint8_t command, std::uint16_t address, std::uint16_t lengthField,
+            const Bytes& data) {
+    const auto length = static_cast<std::uint8_t>(4 + data.size());
+    const auto low = [](std::uint16_t word) { return static_cast<std::uint8_t>(word & 0xFF); };
+    const auto high = [](std::uint16_t word) { return static_cast<std::uint8_t>(word >> 8); };
+    Bytes frame{0x80,         command,       length,           length,
+                low(address), high(address), low(lengthField), high(lengthField)};
+    frame.insert(frame.end(), data.begin(), data.end());
+    frame.resize(frame.size() + 2);
+    return Sealed(frame);
+}
+
+Bytes WriteFrame(std::uint16_t address, const Bytes& data) {
+    return Frame(0x12, address, static_cast<std::uint16_t>(data.size()), data);
+}
+
+Bytes PasswordFrame(const Bytes& password) {
+    return Frame(0x10, 0, 0, password);
+}
+
+Bytes MassEraseFrame() {
+    return FromHex("80 18 04 04 00 ff 06 a5 7d b9");
+}
+
+void RecordingProbe::Put(std::string text) {
+    m_entries.push_back({m_clock.Now(), std::move(text)});
+}
+
+void RecordingProbe::OnSignal(vboard::Signal signal, std::uint32_t value) {
+    const auto name = vboard::ValueName(signal, value);
+    Put(fmt::format("{}={}", vboard::InfoOf(signal).name,
+                    name.empty() ? std::to_string(value) : std::string(name)));
+}
+
+void RecordingProbe::OnLoaderCommand(const vboard::LoaderCommand& command) {
+    Put(fmt::format("{:02x} {} -> {:02x}", command.command, command.words, command.answer));
+}
+
+void RecordingProbe::OnNote(std::string_view room, std::string_view text) {
+    Put(fmt::format("note {}: {}", room, text));
+}
+
+std::string RecordingProbe::Text() const {
+    return Only("");
+}
+
+std::string RecordingProbe::Only(std::string_view beginning) const {
+    std::string text;
+    for (const Entry& entry : m_entries) {
+        if (entry.text.starts_with(beginning)) {
+            text.append(text.empty() ? "" : "; ").append(entry.text);
+        }
+    }
+    return text;
+}
+
+std::string RecordingProbe::TimedText() const {
+    std::string text;
+    for (const Entry& entry : m_entries) {
+        const auto sinceStart = entry.when.time_since_epoch();
+        const auto us = std::chrono::duration_cast<std::chrono::microseconds>(sinceStart).count();
+        text.append(text.empty() ? "" : "; ").append(fmt::format("{} {}", us, entry.text));
+    }
+    return text;
+}
+
+vboard::AnswerFault BenchFaults::OnAnswer(std::uint8_t command, std::uint16_t address,
+                                          std::span<const std::uint8_t> answer) {
+    return onAnswer ? onAnswer(command, address, answer) : vboard::AnswerFault{};
+}
+
+std::uint8_t BenchFaults::OnProgram(std::uint16_t address, std::uint8_t old, std::uint8_t wanted) {
+    return onProgram ? onProgram(address, old, wanted) : wanted;
+}
+
+std::uint8_t BenchFaults::OnErase(std::uint16_t address, std::uint8_t old) {
+    return onErase ? onErase(address, old) : std::uint8_t{0xFF};
+}
+
+ChipSetup::ChipSetup()
+    : m_model(vboard::DefaultChipModel()), m_memory(vboard::kMemorySizeBytes, 0xFF) {
+    Holding(0x2100, {0x00, 0x01});
+    Holding(0xFFFE, {0x02, 0x21});
+}
+
+ChipSetup& ChipSetup::Part(std::string_view name) {
+    const auto* const model = vboard::FindChipModel(name);
+    EXPECT_NE(model, nullptr) << name;
+    m_model = model == nullptr ? m_model : *model;
+    return *this;
+}
+
+ChipSetup& ChipSetup::Option(std::string_view key, std::string_view value) {
+    std::string problem;
+    EXPECT_TRUE(vboard::SetChipOption(m_options, key, value, problem)) << problem;
+    return *this;
+}
+
+ChipSetup& ChipSetup::Erased() {
+    std::ranges::fill(m_memory, std::uint8_t{0xFF});
+    return *this;
+}
+
+ChipSetup& ChipSetup::Holding(std::uint16_t address, const Bytes& bytes) {
+    std::ranges::copy(bytes, m_memory.begin() + address);
+    return *this;
+}
+
+ChipBench::ChipBench(const ChipSetup& setup)
+    : chip(clock, probe, faults, setup.m_model, setup.m_options, memory) {
+    std::ranges::copy(setup.m_memory, memory.begin());
+    chip.ConnectSerial(this);
+    chip.ConnectMessages(this);
+    chip.Restore({});
+    probe.Clear();
+}
+
+ChipBench& ChipBench::Drive(std::string_view edges) {
+    std::istringstream words{std::string(edges)};
+    for (std::string word; words >> word;) {
+        clock.Pass(std::chrono::milliseconds{1});
+        if (word == "hold" || word == "free") {
+            chip.SetPin(Pin::kHold, word == "hold" ? PinLevel::kHigh : PinLevel::kLow);
+            continue;
+        }
+        const Pin pin = word.starts_with("rst") ? Pin::kRstNmi : Pin::kTck;
+        chip.SetPin(pin, word.back() == '1' ? PinLevel::kHigh : PinLevel::kLow);
+    }
+    return *this;
+}
+
+ChipBench& ChipBench::EnterLoader() {
+    Drive("rst1 tck1 rst0 tck0 tck1 tck0 rst1 tck1");
+    EXPECT_EQ(Mode(), vboard::ChipMode::kLoader);
+    return *this;
+}
+
+ChipBench& ChipBench::Unlock() {
+    const Bytes vectors(memory.begin() + 0xFFE0, memory.end());
+    EXPECT_EQ(Ask(PasswordFrame(vectors)), "90");
+    EXPECT_TRUE(chip.State().loaderUnlocked);
+    return *this;
+}
+
+void ChipBench::Type(const Bytes& characters) {
+    for (const std::uint8_t value : characters) {
+        clock.Pass(chip.Format().CharacterTime());
+        chip.Receive({value, false, false});
+    }
+}
+
+void ChipBench::TypeDamaged(std::uint8_t value) {
+    clock.Pass(chip.Format().CharacterTime());
+    chip.Receive({value, true, false});
+}
+
+void ChipBench::Sync() {
+    EXPECT_EQ(Said(), "");
+    Type({0x80});
+    Settle();
+    EXPECT_EQ(Said(), "90");
+}
+
+std::string ChipBench::Ask(const Bytes& frame) {
+    Sync();
+    Type(frame);
+    Settle();
+    return Said();
+}
+
+std::string ChipBench::Said() {
+    return std::exchange(m_said, {});
+}
+
+std::string ChipBench::At(std::uint16_t address, std::size_t count) const {
+    return Hex(std::span(memory).subspan(address, count));
+}
+
+std::int64_t ChipBench::NowUs() const {
+    const auto sinceStart = clock.Now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::microseconds>(sinceStart).count();
+}
+
+void ChipBench::Send(std::uint8_t value, const vboard::SerialFormat& format) {
+    EXPECT_EQ(format, chip.Format());
+    m_said.append(m_said.empty() ? "" : " ").append(Hex({&value, 1}));
+    m_saidAt = clock.Now();
+}
+
+void ChipBench::SendMessage(std::span<const std::uint8_t> message) {
+    m_said.append("[" + Hex(message) + "]");
+    m_saidAt = clock.Now();
+}
+
+}  // namespace bench
