@@ -101,7 +101,9 @@ std::vector<Finding> CheckOwnHeaderFirst(const SourceTree& tree) {
             return other.path == header;
         });
         int line = 0;
-        if (hasHeader && FirstInclude(file, line) != header) {
+        const std::string first = FirstInclude(file, line);
+        if (hasHeader &&
+            std::filesystem::path(first).filename() != std::filesystem::path(header).filename()) {
             findings.push_back({file.path, line, "its own header is not its first include",
                                 "move #include \"" + header + "\" to the top"});
         }

@@ -11,7 +11,8 @@ namespace {
 const std::array<std::regex, 4>& Patterns() {
     static const auto kFlags = std::regex::ECMAScript | std::regex::icase;
     static const std::array<std::regex, 4> patterns{
-        std::regex(std::string("\\bspec") + "(s|ification)?\\b", kFlags),
+        std::regex(std::string("\\bspe") + "cs?\\b|\\b(the|our|this) speci" + "fication\\b",
+                   kFlags),
         std::regex(std::string("\\b(Part|Section|Chapter)") + " [0-9]+(\\.[0-9]+)*\\b"),
         std::regex(std::string("(^|[^\\w.$}])/(wo") + "rk|home)/"),
         std::regex(std::string("\\.\\./sha") + "red|\\.libr" + "ary\\b"),
