@@ -60,12 +60,15 @@ Board::Board(const BoardSetup& setup, Memory memory, Faults& faults, ProgramCont
       m_gpios(std::make_unique<SysfsGpio>(*m_harness, m_setup.Model().gpios)),
       m_port(std::make_unique<TtyPort>(m_clock, m_trace, *m_serialWire, m_setup.ReceiveTrigger())),
       m_comm(std::make_unique<CommDevice>(m_clock, *m_harness, *m_messageWire)),
+      m_faults(faults),
+      m_control(control),
       m_host(m_clock, m_trace, faults, control) {
     m_chip->ConnectSerial(m_serialWire.get());
     m_chip->ConnectMessages(m_messageWire.get());
     m_host.AddGpios(*m_gpios);
     m_host.AddDevice(m_setup.PortPath(), *m_port);
     m_host.AddDevice(m_setup.CommPath(), *m_comm);
+    faults.Begin(m_clock, m_trace, *this);
 }
 
 Board::~Board() = default;
@@ -92,7 +95,19 @@ BoardState Board::State() const {
     return state;
 }
 
+void Board::SetPower(bool on) {
+    m_chip->SetPower(on);
+    if (!on) {
+        m_serialWire->DropQueuedToHost();
+    }
+}
+
+void Board::Kill() {
+    m_control.Kill();
+}
+
 void Board::Settle() {
+    m_faults.End();
     m_clock.Settle(m_clock.Now() + kSettleTime);
 }
 

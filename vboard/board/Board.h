@@ -30,12 +30,12 @@ struct BoardState {
     bool operator==(const BoardState&) const = default;
 };
 
-class Board {
+class Board : private FaultControl {
 public:
     /// `memory`, `faults` and `control` must outlive the board. The clock starts at `start`.
     Board(const BoardSetup& setup, Memory memory, Faults& faults, ProgramControl& control,
           Instant start);
-    ~Board();
+    ~Board() override;
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;
 
@@ -48,14 +48,20 @@ public:
 
     /// Lets everything happen that is already on its way (characters on the wire, a command under
     /// way, a start of the application), as on a real board after its program has ended. At most
-    /// ten seconds.
+    /// ten seconds. Faults ordered for later do not happen any more.
     void Settle();
+
+    /// The chip's supply goes or comes back. Going, it takes what the chip was sending with it; a
+    /// character that has begun still arrives.
+    void SetPower(bool on) override;
 
     [[nodiscard]] VirtualClock& Clock() { return m_clock; }
     [[nodiscard]] Host& TheHost() { return m_host; }
     [[nodiscard]] Chip& TheChip() { return *m_chip; }
 
 private:
+    void Kill() override;
+
     BoardSetup m_setup;
     VirtualClock m_clock;
     Trace m_trace;
@@ -66,6 +72,8 @@ private:
     std::unique_ptr<SysfsGpio> m_gpios;
     std::unique_ptr<TtyPort> m_port;
     std::unique_ptr<CommDevice> m_comm;
+    Faults& m_faults;
+    ProgramControl& m_control;
     Host m_host;
 };
 

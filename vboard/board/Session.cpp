@@ -8,15 +8,17 @@
 namespace vboard {
 
 std::string Session::Text() const {
-    return fmt::format("{} {} {} {} {}", boardDescriptor, reportDescriptor, transcriptDescriptor,
-                       pace, limitNs);
+    return fmt::format("{} {} {} {} {} {} {} {} {}", boardDescriptor, reportDescriptor,
+                       transcriptDescriptor, pace, limitNs, faultsDescriptor, callsDescriptor,
+                       noiseRate, noiseSeed);
 }
 
 bool Session::Parse(std::string_view text, Session& session) {
     std::istringstream words{std::string(text)};
     Session parsed;
     words >> parsed.boardDescriptor >> parsed.reportDescriptor >> parsed.transcriptDescriptor >>
-        parsed.pace >> parsed.limitNs;
+        parsed.pace >> parsed.limitNs >> parsed.faultsDescriptor >> parsed.callsDescriptor >>
+        parsed.noiseRate >> parsed.noiseSeed;
     if (words.fail()) {
         return false;
     }

@@ -27,6 +27,10 @@ struct Session {
     int boardDescriptor = -1;
     int reportDescriptor = -1;
     int transcriptDescriptor = -1;  ///< -1: no transcript.
+    int faultsDescriptor = -1;      ///< The text of a fault plan; -1: none.
+    int callsDescriptor = -1;       ///< Where calls that can be struck are listed; -1: nowhere.
+    double noiseRate = 0;           ///< Share of events that random faults strike; 0 = none.
+    std::uint64_t noiseSeed = 0;
     double pace = 0;           ///< 1 = real time, 10 = ten times as fast, 0 = as fast as it can.
     std::int64_t limitNs = 0;  ///< Virtual time after which the run is ended; 0 = none.
 

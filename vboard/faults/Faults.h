@@ -16,6 +16,8 @@
 
 namespace vboard {
 
+class Probe;
+
 /// What the program does to the board, one enumerator for each kind of call that can be made to
 /// fail.
 enum class CallKind : std::uint8_t {
@@ -35,7 +37,8 @@ struct CallFault {
     enum class Kind : std::uint8_t {
         kNone,
         kErrno,    ///< The call is not carried out and fails with `error`.
-        kCount,    ///< Carried out for the first `count` bytes only, and reports them.
+        kCount,    ///< Carried out for the first `count` bytes only, and reports them; a select
+                   ///< with 0 waits out its limit and reports that nothing came.
         kBytes,    ///< A read that delivers `bytes` in place of what had arrived.
         kSilence,  ///< The call never returns.
         kKill,     ///< The program is killed at the call, before it is carried out.
@@ -74,9 +77,25 @@ struct AnswerFault {
     Duration delay{0};
 };
 
+/// What faults can do without having been asked.
+class FaultControl {
+public:
+    virtual ~FaultControl() = default;
+    /// The chip's supply goes or comes back.
+    virtual void SetPower(bool on) = 0;
+    /// Kills the program; may return only in tests.
+    virtual void Kill() = 0;
+};
+
 class Faults {
 public:
     virtual ~Faults() = default;
+
+    /// Told once by the board, when it has been built and before anything happens. All must outlive
+    /// the last use of the faults; without it, whatever needs them does nothing.
+    virtual void Begin(VirtualClock& /*clock*/, Probe& /*probe*/, FaultControl& /*control*/) {}
+    /// The program has ended: what has been ordered for later does not happen any more.
+    virtual void End() {}
 
     /// Asked once for each call of the program that reaches the board. `path` is the device's,
     /// `sizeBytes` what a read or write asked for (0 for other calls).

@@ -27,15 +27,26 @@ ssize_t ReadStream(void* cookie, char* buffer, std::size_t size) {
     return static_cast<ssize_t>(result);
 }
 
+/// stdio tries the rest of a write again at once, for as long as it takes; more tries in a row that
+/// take nothing than this are taken for a wait that never ends.
+constexpr int kIdleTries = 100;
+
 ssize_t WriteStream(void* cookie, const char* data, std::size_t size) {
-    const IoResult result =
-        World::Get()->TheHost().Write(CallKind::kFlush, FileOf(cookie),
-                                      std::span(reinterpret_cast<const std::uint8_t*>(data), size));
-    if (result < 0) {
-        errno = static_cast<int>(-result);
-        return 0;  // fopencookie(3): a failed write reports 0.
+    OpenFile& file = FileOf(cookie);
+    std::span rest(reinterpret_cast<const std::uint8_t*>(data), size);
+    for (int idleTries = 0; !rest.empty();) {
+        const IoResult result = World::Get()->TheHost().Write(CallKind::kFlush, file, rest);
+        if (result < 0) {
+            errno = static_cast<int>(-result);
+            return 0;  // fopencookie(3): a failed write reports 0.
+        }
+        idleTries = result == 0 ? idleTries + 1 : 0;
+        if (idleTries == kIdleTries) {
+            World::Get()->WaitsForEver("flush", file.path, "a write that takes something");
+        }
+        rest = rest.subspan(static_cast<std::size_t>(result));
     }
-    return static_cast<ssize_t>(result);
+    return static_cast<ssize_t>(size);
 }
 
 int SeekStream(void* /*cookie*/, off64_t* offset, int /*whence*/) {

@@ -7,9 +7,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
+#include "vboard/faults/FaultPlanParser.h"
 #include "vboard/front/RealLibc.h"
 
 namespace vboard {
@@ -18,20 +21,24 @@ namespace {
 constexpr std::uint8_t kWriteCommand = 0x12;
 constexpr std::uint8_t kAcknowledged = 0x90;
 
-void WriteAll(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = Real().write(descriptor, text.data(), text.size());
-        if (written <= 0) {
-            return;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
 [[noreturn]] void Fail(std::string_view problem) {
     WriteAll(STDERR_FILENO, fmt::format("vboard: {}\n", problem));
     Real().quickExit(kExitOwnError);
     std::abort();
+}
+
+/// All of an inherited file, from its beginning: an earlier program of the run may have read it.
+std::string ReadAll(int descriptor) {
+    std::string text;
+    std::array<char, 4096> part{};
+    for (;;) {
+        const ssize_t got =
+            pread(descriptor, part.data(), part.size(), static_cast<off_t>(text.size()));
+        if (got <= 0) {
+            return text;
+        }
+        text.append(part.data(), static_cast<std::size_t>(got));
+    }
 }
 
 }  // namespace
@@ -78,8 +85,8 @@ bool World::Make(const Session& session) {
     ++m_report->worlds;
     m_process = getpid();
     const Instant start{Duration{m_report->virtualTimeNs}};
-    m_board =
-        std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), m_noFaults, *this, start);
+    OrderFaults(session);
+    m_board = std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), *m_faults, *this, start);
     m_board->Restore(m_file.State());
     m_board->AddListener(*this);
     if (session.transcriptDescriptor >= 0) {
@@ -99,7 +106,34 @@ bool World::Make(const Session& session) {
         });
     }
     m_made = true;
+    if (m_report->worlds == 1 && m_file.State().chip.mode == ChipMode::kUnpowered) {
+        // A cut of the supply is an event of the run that ordered it: the next finds it back.
+        m_board->SetPower(true);
+    }
     return true;
+}
+
+void World::OrderFaults(const Session& session) {
+    std::vector<FaultRule> rules;
+    std::string problem;
+    if (session.faultsDescriptor >= 0 &&
+        !ParseFaultPlan(ReadAll(session.faultsDescriptor), rules, problem)) {
+        Fail(problem);
+    }
+    if (rules.empty() && session.noiseRate <= 0 && session.callsDescriptor < 0) {
+        m_faults = std::make_unique<Faults>();
+        return;
+    }
+    const FaultNames names{m_file.Setup().PortPath(), m_file.Setup().CommPath()};
+    auto plan = std::make_unique<FaultPlan>(std::move(rules), names);
+    if (session.noiseRate > 0) {
+        plan->SetNoise(NoiseSource(session.noiseRate, session.noiseSeed));
+    }
+    if (session.callsDescriptor >= 0) {
+        m_calls = std::make_unique<LineFile>(session.callsDescriptor);
+        plan->SetCallLine([this](std::string_view line) { m_calls->Add(line); });
+    }
+    m_faults = std::move(plan);
 }
 
 void World::Keep() {
@@ -138,6 +172,9 @@ void World::End() {
     m_report->virtualTimeNs = endNs;
     if (m_transcript) {
         m_transcript->Finish();
+    }
+    if (m_calls) {
+        m_calls->HandOn();
     }
 }
 

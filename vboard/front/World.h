@@ -10,6 +10,8 @@
 #include "vboard/board/Board.h"
 #include "vboard/board/BoardFile.h"
 #include "vboard/board/Session.h"
+#include "vboard/faults/FaultPlan.h"
+#include "vboard/front/LineFile.h"
 #include "vboard/front/RealTimePacer.h"
 #include "vboard/record/Transcript.h"
 
@@ -34,6 +36,7 @@ public:
 private:
     World() = default;
     [[nodiscard]] bool Make(const Session& session);
+    void OrderFaults(const Session& session);
     [[noreturn]] void EndProgram(Verdict verdict, std::string_view text);
     void Keep();
 
@@ -46,7 +49,8 @@ private:
     int m_process = 0;  ///< A forked child has a copy of the world that is not its own.
     bool m_ended = false;
     bool m_made = false;
-    Faults m_noFaults;
+    std::unique_ptr<Faults> m_faults;
+    std::unique_ptr<LineFile> m_calls;
     BoardFile m_file;
     RunReport* m_report = nullptr;
     std::unique_ptr<Board> m_board;

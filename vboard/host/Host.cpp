@@ -241,7 +241,8 @@ IoResult Host::SendBreak(OpenFile& file) {
 IoResult Host::Select(std::string_view name, std::span<Watched> files,
                       std::optional<Duration> timeout) {
     const std::string_view path = files.empty() ? std::string_view{} : files.front().file->path;
-    const auto struck = Struck(m_faults.OnCall(CallKind::kSelect, path, 0), name, path);
+    const CallFault fault = m_faults.OnCall(CallKind::kSelect, path, 0);
+    const auto struck = Struck(fault, name, path);
     if (struck) {
         Tell(name, path, {}, *struck);
         return *struck;
@@ -249,6 +250,9 @@ IoResult Host::Select(std::string_view name, std::span<Watched> files,
     IoResult count = 0;
     const auto anyReady = [&] {
         count = 0;
+        if (fault.kind == CallFault::Kind::kCount) {
+            return false;
+        }
         for (Watched& watched : files) {
             const Readiness now = watched.file->device->Ready();
             watched.ready = {watched.wanted.readable && now.readable,

@@ -15,6 +15,8 @@
 
 #include "vboard/board/Session.h"
 #include "vboard/run/BoardAccess.h"
+#include "vboard/run/FaultOrder.h"
+#include "vboard/run/ReplayLine.h"
 #include "vboard/run/RunOptions.h"
 
 namespace vboard {
@@ -34,6 +36,8 @@ struct RunFiles {
     Descriptor report;
     RunReport* reportMemory = nullptr;
     Descriptor transcript;
+    Descriptor faults;
+    Descriptor calls;
 };
 
 /// Beside the runner in a build folder, below the library folder when installed.
@@ -65,6 +69,21 @@ bool OpenReport(RunFiles& files, std::string& problem) {
     return true;
 }
 
+/// Opens a file that the run will write, if one is asked for.
+bool OpenOutput(const char* what, const std::string& path, Descriptor& descriptor,
+                std::string& problem) {
+    if (path.empty()) {
+        return true;
+    }
+    descriptor = Descriptor(
+        open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, kFileMode));
+    if (!descriptor.IsOpen()) {
+        problem = fmt::format("{} '{}' can't be written: {}", what, path, strerrordesc_np(errno));
+        return false;
+    }
+    return true;
+}
+
 bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem) {
     BoardSetup setup;
     if (!SetupFrom(options.settings, setup, problem)) {
@@ -82,15 +101,20 @@ bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem)
     if (!opened || !OpenReport(files, problem)) {
         return false;
     }
-    if (options.transcriptPath.empty()) {
+    return OpenOutput("transcript", options.transcriptPath, files.transcript, problem) &&
+           OpenOutput("list of calls", options.callsPath, files.calls, problem);
+}
+
+/// Hands the rules over in a file of memory, where no length limits them.
+bool KeepFaults(const std::vector<std::string>& rules, RunFiles& files, std::string& problem) {
+    if (rules.empty()) {
         return true;
     }
-    files.transcript =
-        Descriptor(open(options.transcriptPath.c_str(),
-                        O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, kFileMode));
-    if (!files.transcript.IsOpen()) {
-        problem = fmt::format("transcript '{}' can't be written: {}", options.transcriptPath,
-                              strerrordesc_np(errno));
+    const std::string text = fmt::format("{}\n", fmt::join(rules, "\n"));
+    files.faults = Descriptor(memfd_create("vboard-faults", MFD_CLOEXEC));
+    if (!files.faults.IsOpen() || write(files.faults.Number(), text.data(), text.size()) !=
+                                      static_cast<ssize_t>(text.size())) {
+        problem = fmt::format("no memory for the fault plan: {}", strerrordesc_np(errno));
         return false;
     }
     return true;
@@ -109,6 +133,10 @@ int Inherited(const Descriptor& descriptor) {
     session.boardDescriptor = Inherited(files.board);
     session.reportDescriptor = Inherited(files.report);
     session.transcriptDescriptor = Inherited(files.transcript);
+    session.faultsDescriptor = Inherited(files.faults);
+    session.callsDescriptor = Inherited(files.calls);
+    session.noiseRate = options.noiseRate;
+    session.noiseSeed = options.noiseSeed;
     session.pace = options.pace;
     session.limitNs = static_cast<std::int64_t>(options.timeLimitSeconds * 1e9);
     setenv(kSessionVariable, session.Text().c_str(), 1);
@@ -194,7 +222,9 @@ int Run(const RunOptions& options) {
         Say(fmt::format("the library '{}' is missing: it belongs beside the runner", library));
         return kExitOwnError;
     }
-    if (!OpenFiles(options, files, problem)) {
+    std::vector<std::string> faults;
+    if (!GatherFaults(options, faults, problem) || !KeepFaults(faults, files, problem) ||
+        !OpenFiles(options, files, problem)) {
         Say(problem);
         return kExitOwnError;
     }
@@ -215,6 +245,9 @@ int Run(const RunOptions& options) {
                                                 WEXITSTATUS(status) != kExitCannotExecute);
     if (!options.quiet && started) {
         Summarize(files);
+    }
+    if (status != 0 && started && (!faults.empty() || options.noiseRate > 0)) {
+        Say(fmt::format("replay: {}", ReplayLine(options, faults)));
     }
     return WIFSIGNALED(status) ? kExitSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
 }

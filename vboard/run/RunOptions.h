@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,11 @@ struct RunOptions {
     double pace = 0;                    ///< 0 = as fast as it can.
     double timeLimitSeconds = 0;        ///< Virtual; 0 = none.
     std::string transcriptPath;
+    std::vector<std::string> faults;  ///< Fault rules, before those of the plan.
+    std::string faultPlanPath;
+    double noiseRate = 0;  ///< Share of events that random faults strike; 0 = none.
+    std::uint64_t noiseSeed = 1;
+    std::string callsPath;    ///< Where to list the calls that can be struck.
     std::string libraryPath;  ///< Empty: the one that belongs to this runner.
     bool quiet = false;
     std::vector<std::string> program;  ///< The program and its arguments; never empty.

@@ -44,6 +44,25 @@ void AddSetting(CLI::App& command, vboard::RunOptions& options, const std::strin
         ->type_name("WORD");
 }
 
+void AddFaults(CLI::App& run, vboard::RunOptions& options) {
+    run.add_option("--fault", options.faults,
+                   "Order a fault, as docs/FAULTS.md says: read:port#3=eio")
+        ->type_name("RULE")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    run.add_option("--fault-plan", options.faultPlanPath, "Order every fault of this file")
+        ->type_name("FILE");
+    CLI::Option* noise = run.add_option("--noise", options.noiseRate,
+                                        "Share of all events that random faults strike")
+                             ->check(CLI::Range(0.0, 1.0))
+                             ->type_name("RATE");
+    run.add_option("--seed", options.noiseSeed, "Seed of the random faults; 1 without it")
+        ->needs(noise)
+        ->type_name("N");
+    run.add_option("--calls", options.callsPath, "List the calls that a fault can strike")
+        ->type_name("FILE");
+}
+
 void AddRun(CLI::App& app, vboard::RunOptions& options) {
     CLI::App& run = *app.add_subcommand("run",
                                         "Run a program on a virtual board: "
@@ -70,6 +89,7 @@ void AddRun(CLI::App& app, vboard::RunOptions& options) {
     run.add_option("--transcript", options.transcriptPath,
                    "Write everything that passed between program and board")
         ->type_name("FILE");
+    AddFaults(run, options);
     run.add_option("--library", options.libraryPath, "Another build of libvboard.so")
         ->type_name("FILE");
     run.add_flag("--quiet", options.quiet, "No summary at the end");

@@ -28,6 +28,7 @@ public:
     /// Characters of the host still queued or on the wire.
     [[nodiscard]] std::size_t PendingToChip() const { return m_toChip.Pending(); }
     void DropQueuedToChip() { m_toChip.DropQueued(); }
+    void DropQueuedToHost() { m_toHost.DropQueued(); }
 
 private:
     SerialFormat m_hostFormat;
