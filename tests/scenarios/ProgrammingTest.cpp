@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: MIT
+
+// The main job: an image into the chip, from the first version query to the last.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/scenarios/support/Board.h"
+#include "tests/scenarios/support/Compare.h"
+#include "tests/scenarios/support/Conversation.h"
+#include "tests/scenarios/support/ToolLog.h"
+#include "tests/support/HexText.h"
+
+using scenario::Big;
+using scenario::BigPath;
+using scenario::Blinky;
+using scenario::BlinkyPath;
+using scenario::Block;
+using scenario::BlocksOf;
+using scenario::Board;
+using scenario::BoardC;
+using scenario::Conversation;
+using scenario::DetectionLog;
+using scenario::EraseLog;
+using scenario::ExpectSame;
+using scenario::Outcome;
+using scenario::ProgrammingLog;
+using scenario::Say;
+using scenario::Target;
+using scenario::UpdateLog;
+using scenario::Wiring;
+
+namespace {
+
+constexpr int kFailure = 255;
+
+const std::string kSkipped =
+    Say("info", "Not programming MSP because it's firmware version is already current");
+
+/// The run went well, said `log` and nothing else, and did exactly this.
+void ExpectSuccess(const Outcome& run, const std::string& log, const Conversation& expected) {
+    EXPECT_EQ(run.status, 0);
+    ExpectSame(run.log, log);
+    EXPECT_EQ(run.error, "");
+    ExpectSame(run.Conversation(), expected.Text());
+}
+
+TEST(ProgrammingRun, OfBlinkyIsTheWholeConversationAndLeavesTheImageInTheChip) {
+    Board board;
+    const Outcome run = board.Runs({"-f", BlinkyPath()});
+    ExpectSuccess(run, ProgrammingLog(), Conversation().Programs(BlocksOf(Blinky()), 256, 4660));
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(ProgrammingRun, OfFortyKilobytesIsTheWholeConversationAndLeavesTheImageInTheChip) {
+    Board board;
+    const Outcome run = board.Runs({"-f", BigPath()});
+    ExpectSuccess(run, ProgrammingLog(), Conversation().Programs(BlocksOf(Big()), 256, 4660));
+    EXPECT_EQ(board.DifferenceFrom(Big()), "");
+}
+
+TEST(ProgrammingRun, OfTheVersionThatRunsIsSkippedAsCurrent) {
+    Board board;
+    ASSERT_EQ(board.Runs({"-f", BlinkyPath()}).status, 0);
+    ExpectSuccess(board.Runs({"-f", BlinkyPath()}),
+                  Say("info", "HEX file version is 4660") +
+                      Say("info", "Current MSP version is 4660") + kSkipped,
+                  Conversation().AsksVersion(4660));
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(ProgrammingRun, OfADifferentImageOfTheSameVersionIsSkippedToo) {
+    Board board;
+    ASSERT_EQ(board.Runs({"-f", BlinkyPath()}).status, 0);
+    EXPECT_EQ(board.Runs({"-f", BigPath()}).status, 0);
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(ProgrammingRun, ThatIsForcedProgramsTheVersionThatRunsAndAsksOnlyAfterwards) {
+    Board board;
+    ASSERT_EQ(board.Runs({"-f", BigPath()}).status, 0);
+    const Outcome run = board.Runs({"-F", "-f", BlinkyPath()});
+    ExpectSuccess(run,
+                  Say("info", "HEX file version is 4660") + DetectionLog() + EraseLog() +
+                      UpdateLog() + Say("verbose", "Success"),
+                  Conversation()
+                      .Begins()
+                      .Detects()
+                      .MassErases()
+                      .Updates(BlocksOf(Blinky()))
+                      .Ends()
+                      .Pauses(500000)
+                      .AsksVersion(4660));
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(ProgrammingRun, OnTheThirdModelTakesItsPortAndItsLines) {
+    Board board;
+    const Outcome run = board.OfModel("BRDC").Runs({"-m", "BRDC", "-f", BlinkyPath()});
+    ExpectSuccess(run, ProgrammingLog(),
+                  Conversation(BoardC()).Programs(BlocksOf(Blinky()), 256, 4660));
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(ProgrammingRun, OnTheSecondModelIsTheSameAsOnTheFirstAndAsWithoutAModel) {
+    const Outcome without = Board().Runs({"-f", BlinkyPath()});
+    const Outcome first = Board().OfModel("BRDA").Runs({"-m", "BRDA", "-f", BlinkyPath()});
+    const Outcome second = Board().OfModel("BRDB").Runs({"-m", "BRDB", "-f", BlinkyPath()});
+    ExpectSame(first.transcript, without.transcript);
+    ExpectSame(second.transcript, without.transcript);
+    ExpectSame(first.output, without.output);
+    ExpectSame(second.output, without.output);
+}
+
+TEST(ProgrammingRun, TakesTheDeviceOfTheModelWhenTheModelComesLater) {
+    const Outcome run =
+        Board().OfModel("BRDC").Runs({"-d", "/dev/ttyUSB7", "-m", "BRDC", "-f", BlinkyPath()});
+    ExpectSuccess(run, ProgrammingLog(),
+                  Conversation(BoardC()).Programs(BlocksOf(Blinky()), 256, 4660));
+}
+
+TEST(ProgrammingRun, TakesTheDeviceGivenWhenItComesLaterThanTheModel) {
+    Wiring wiring = BoardC();
+    wiring.port = "/dev/ttyUSB7";
+    const Outcome run = Board()
+                            .OfModel("BRDC")
+                            .WithOption("port=/dev/ttyUSB7")
+                            .Runs({"-m", "BRDC", "-d", "/dev/ttyUSB7", "-f", BlinkyPath()});
+    ExpectSuccess(run, ProgrammingLog(),
+                  Conversation(wiring).Programs(BlocksOf(Blinky()), 256, 4660));
+}
+
+TEST(ProgrammingRun, UsesTheDevicesGivenForProgrammingAndForTheVersion) {
+    Wiring wiring;
+    wiring.port = "/dev/ttyUSB7";
+    wiring.comm = "/dev/link0";
+    const Outcome run = Board()
+                            .WithOption("port=/dev/ttyUSB7")
+                            .WithOption("comm=/dev/link0")
+                            .Runs({"-c", "/dev/link0", "-d", "/dev/ttyUSB7", "-f", BlinkyPath()});
+    ExpectSuccess(run, ProgrammingLog(),
+                  Conversation(wiring).Programs(BlocksOf(Blinky()), 256, 4660));
+}
+
+TEST(ProgrammingRun, ANewModelLeavesTheCommunicationDeviceAsItWasGiven) {
+    Wiring wiring = BoardC();
+    wiring.comm = "/dev/link0";
+    const Outcome run = Board()
+                            .OfModel("BRDC")
+                            .WithOption("comm=/dev/link0")
+                            .Runs({"-c", "/dev/link0", "-m", "BRDC", "-f", BlinkyPath()});
+    ExpectSuccess(run, ProgrammingLog(),
+                  Conversation(wiring).Programs(BlocksOf(Blinky()), 256, 4660));
+}
+
+// ---- the version's place in the image ----
+
+/// An image with its version at 0x3000, and the vectors that let it run.
+std::string ImageWithItsVersionElsewhere() {
+    return hex::Data(0x3000, {0x34, 0x12}) + hex::Data(0xFFFE, {0x00, 0x21}) + hex::EndOfFile();
+}
+
+TEST(ProgrammingRun, FindsTheVersionAtTheLocationGivenInAnyNotation) {
+    for (const char* location :
+         {"0x3000", "12288", "030000", "0x13000", "0X3000", "0x3000 bytes", "12288xyz"}) {
+        SCOPED_TRACE(location);
+        Board board;
+        const Outcome run = board.WithOption("version-address=0x3000")
+                                .WithFile("image.hex", ImageWithItsVersionElsewhere())
+                                .Runs({"-l", location, "-f", "image.hex"});
+        ExpectSuccess(run, ProgrammingLog(),
+                      Conversation().Programs(BlocksOf(ImageWithItsVersionElsewhere()), 256, 4660));
+        EXPECT_EQ(board.DifferenceFrom(ImageWithItsVersionElsewhere()), "");
+    }
+}
+
+TEST(ProgrammingRun, TakesTheDefaultLocationWith0x10000Added) {
+    const Outcome run = Board().Runs({"-f", BlinkyPath(), "-l", "0x12100"});
+    ExpectSuccess(run, ProgrammingLog(), Conversation().Programs(BlocksOf(Blinky()), 256, 4660));
+}
+
+TEST(ProgrammingRun, WithALocationOfLettersLooksAtAddressZero) {
+    const std::string image =
+        hex::Data(0x0000, {0x00, 0x01}) + hex::Data(0x2100, {0x34, 0x12}) + hex::EndOfFile();
+    const Outcome run =
+        Board().WithFile("image.hex", image).Runs({"-f", "image.hex", "-l", "later"});
+    ExpectSuccess(run,
+                  Say("info", "HEX file version is 256") +
+                      Say("info", "Current MSP version is 256") + kSkipped,
+                  Conversation().AsksVersion(256));
+}
+
+// ---- the version afterwards ----
+
+TEST(ProgrammingRun, WhoseFirmwareReportsAnotherVersionFailsAfterAllIsProgrammed) {
+    // The chip takes its version from another place than the image keeps it at.
+    const std::string image = hex::Data(0x2100, {0x34, 0x12, 0x07, 0x00}) +
+                              hex::Data(0xFFFE, {0x00, 0x21}) + hex::EndOfFile();
+    for (const bool forced : {false, true}) {
+        Board board;
+        std::vector<std::string> arguments{"-f", "image.hex"};
+        if (forced) {
+            arguments.emplace_back("-F");
+        }
+        const Outcome run =
+            board.WithOption("version-address=0x2102").WithFile("image.hex", image).Runs(arguments);
+        EXPECT_EQ(run.status, kFailure);
+        ExpectSame(
+            run.log,
+            Say("info", "HEX file version is 4660") +
+                (forced ? "" : Say("info", "Current MSP version is 256")) + DetectionLog() +
+                EraseLog() + UpdateLog() +
+                Say("error", "New MSP firmware version is 7 which does not match hexfile version"));
+        EXPECT_EQ(board.DifferenceFrom(image), "");
+    }
+}
+
+TEST(ProgrammingRun, WhoseFirmwareDoesNotRunCountsItsVersionAsZeroAndFails) {
+    // No reset vector: nothing runs.
+    const std::string image = hex::Data(0x2100, {0x34, 0x12}) + hex::EndOfFile();
+    Board board;
+    const Outcome run = board.WithFile("image.hex", image).Runs({"-f", "image.hex"});
+    EXPECT_EQ(run.status, kFailure);
+    ExpectSame(
+        run.log,
+        Say("info", "HEX file version is 4660") + Say("info", "Current MSP version is 256") +
+            DetectionLog() + EraseLog() + UpdateLog() +
+            Say("warn", "Error reading current version from MSP") +
+            Say("error", "New MSP firmware version is 0 which does not match hexfile version"));
+    ExpectSame(run.Conversation(), Conversation()
+                                       .AsksVersion(256)
+                                       .Begins()
+                                       .Detects()
+                                       .MassErases()
+                                       .Updates(BlocksOf(image))
+                                       .Ends()
+                                       .Pauses(500000)
+                                       .AsksInVain()
+                                       .Text());
+    EXPECT_EQ(board.DifferenceFrom(image), "");
+}
+
+TEST(ProgrammingRun, OfVersionZeroIsSkippedWhenNobodyAnswers) {
+    const std::string image = hex::Data(0x2100, {0x00, 0x00}) + hex::EndOfFile();
+    const Outcome run =
+        Board().WithOption("silent=yes").WithFile("image.hex", image).Runs({"-f", "image.hex"});
+    ExpectSuccess(run,
+                  Say("info", "HEX file version is 0") +
+                      Say("warn", "Error reading current version from MSP") +
+                      Say("info", "Current MSP version is 0") + kSkipped,
+                  Conversation().AsksInVain());
+}
+
+// ---- cost ----
+
+TEST(ProgrammingRun, MakesFourCallsOnThePortForEachBlockAndNoneBesides) {
+    Board board;
+    const Outcome run = board.Runs({"-f", BigPath()});
+    std::vector<std::string> port;
+    std::istringstream calls(run.Conversation());
+    for (std::string call; std::getline(calls, call);) {
+        if (call.find(" /dev/ttyS1") != std::string::npos) {
+            port.push_back(call.substr(0, call.find(' ')));
+        }
+    }
+    const std::size_t blocks = BlocksOf(Big()).size();
+    ASSERT_EQ(blocks, 2573U);
+    // The port is closed last; the blocks' calls stand before that.
+    ASSERT_GT(port.size(), 4 * blocks + 1);
+    EXPECT_EQ(port.back(), "close");
+    const std::vector<std::string> ofBlock{"write", "read", "write", "read"};
+    auto call = port.end() - 1 - static_cast<std::ptrdiff_t>(4 * blocks);
+    for (std::size_t block = 0; block < blocks; ++block, call += 4) {
+        ASSERT_TRUE(std::equal(ofBlock.begin(), ofBlock.end(), call)) << "block " << block;
+    }
+    // Before them: detection 4 and close, erase 6 and close, password 4 and 20 rounds of 4.
+    EXPECT_EQ(port.size(), (2 + 2 + 1) + (2 + 4 + 1) + (2 + 4 + 20 * 4 + 4 * blocks + 1));
+}
+
+}  // namespace

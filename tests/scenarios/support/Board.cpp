@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+#include "tests/scenarios/support/Board.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "tests/scenarios/support/Process.h"
+#include "tests/scenarios/support/ToolLog.h"
+#include "vboard/board/BoardFile.h"
+#include "vboard/image/IntelHex.h"
+#include "vboard/run/Descriptor.h"
+
+namespace scenario {
+namespace {
+
+constexpr std::size_t kMainMemoryStart = 0x2100;
+constexpr std::size_t kMemoryEnd = 0x10000;
+constexpr std::uint8_t kErased = 0xFF;
+
+std::string ExampleText(const std::string& path) {
+    return ReadFile(path);
+}
+
+}  // namespace
+
+std::string Outcome::Conversation() const {
+    // "    1.651000 call    write /dev/ttyS1 80 = 1"
+    constexpr std::size_t kColumnWidth = 8;
+    std::string conversation;
+    std::istringstream lines(transcript);
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t time = line.find_first_not_of(' ');
+        const std::size_t column = line.find(' ', time) + 1;
+        const std::string words = line.substr(column + kColumnWidth);
+        if (line.compare(column, kColumnWidth, "call    ") == 0) {
+            conversation += words + "\n";
+        } else if (line.compare(column, kColumnWidth, "pause   ") == 0) {
+            conversation += "pause " + words + "\n";
+        }
+    }
+    return conversation;
+}
+
+Board& Board::OfModel(const std::string& model) {
+    return WithOption("model=" + model);
+}
+
+Board& Board::WithOption(const std::string& setting) {
+    m_setup.insert(m_setup.end(), {"--option", setting});
+    return *this;
+}
+
+Board& Board::With(const std::string& option, const std::string& value) {
+    m_options.insert(m_options.end(), {option, value});
+    return *this;
+}
+
+Board& Board::WithFile(const std::string& name, const std::string& content) {
+    static_cast<void>(m_folder.WriteFile(name, content));
+    return *this;
+}
+
+Outcome Board::Runs(const std::vector<std::string>& arguments) {
+    std::vector<std::string> words{"vboard",
+                                   "run",
+                                   "--quiet",
+                                   "--board",
+                                   PathOf(".board"),
+                                   "--transcript",
+                                   PathOf(".transcript")};
+    if (!m_made) {
+        words.insert(words.end(), m_setup.begin(), m_setup.end());
+        m_made = true;
+    }
+    words.insert(words.end(), m_options.begin(), m_options.end());
+    words.insert(words.end(), {"--", "flashmcu"});
+    words.insert(words.end(), arguments.begin(), arguments.end());
+
+    const Ended ended = RunProcess(words, m_folder.PathOf("."));
+    Outcome outcome;
+    outcome.status = ended.status;
+    outcome.output = ended.output;
+    outcome.log = CheckedLog(ended.output);
+    outcome.error = ended.error;
+    outcome.transcript = ReadFile(PathOf(".transcript"));
+    return outcome;
+}
+
+std::vector<std::uint8_t> Board::Memory() const {
+    const vboard::Descriptor descriptor(open(PathOf(".board").c_str(), O_RDWR | O_CLOEXEC));
+    vboard::BoardFile file;
+    std::string problem;
+    if (!file.Attach(descriptor.Number(), problem)) {
+        ADD_FAILURE() << "the board " << problem;
+        return std::vector<std::uint8_t>(kMemoryEnd);
+    }
+    const auto memory = file.ChipMemory();
+    return {memory.begin(), memory.end()};
+}
+
+std::string Board::DifferenceFrom(const std::string& imageText) const {
+    vboard::MemoryImage image;
+    std::string problem;
+    if (!vboard::ReadIntelHex(imageText, image, problem)) {
+        return "the image can't be read: " + problem;
+    }
+    const std::vector<std::uint8_t> memory = Memory();
+    for (std::size_t address = kMainMemoryStart; address < kMemoryEnd; ++address) {
+        const auto place = static_cast<std::uint16_t>(address);
+        const std::uint8_t wanted = image.Covers(place) ? image.At(place) : kErased;
+        if (memory[address] != wanted) {
+            return fmt::format("{:04x} holds {:02x}, not {:02x}", address, memory[address], wanted);
+        }
+    }
+    return "";
+}
+
+std::string Board::PathOf(const std::string& name) const {
+    return m_folder.PathOf(name);
+}
+
+std::string BlinkyPath() {
+    return FLASHMCU_SOURCE_DIR "/examples/blinky/blinky.hex";
+}
+
+std::string BigPath() {
+    return FLASHMCU_SOURCE_DIR "/examples/big/big.hex";
+}
+
+std::string Blinky() {
+    return ExampleText(BlinkyPath());
+}
+
+std::string Big() {
+    return ExampleText(BigPath());
+}
+
+}  // namespace scenario

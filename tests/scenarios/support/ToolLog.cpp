@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+#include "tests/scenarios/support/ToolLog.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <vector>
+
+#include "tests/scenarios/support/Process.h"
+
+namespace scenario {
+namespace {
+
+std::vector<std::string> LinesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+const std::vector<std::string>& SourceLines(const std::string& path) {
+    static std::map<std::string, std::vector<std::string>> sources;
+    auto& lines = sources[path];
+    if (lines.empty()) {
+        lines = LinesOf(ReadFile(std::string(FLASHMCU_SOURCE_DIR) + "/" + path + ".cpp"));
+    }
+    return lines;
+}
+
+/// The statement that begins at a line (numbered from 1), its lines joined.
+std::string StatementAt(const std::vector<std::string>& lines, std::size_t number) {
+    std::string statement;
+    for (std::size_t i = number - 1; i < lines.size(); ++i) {
+        statement += lines[i];
+        if (lines[i].ends_with(";")) {
+            break;
+        }
+    }
+    return statement;
+}
+
+/// Whether the message begins with the first text that the statement quotes.
+bool Emits(const std::string& statement, const std::string& message) {
+    static const std::regex kQuoted("\"([^\"]*)\"");
+    std::smatch quoted;
+    return std::regex_search(statement, quoted, kQuoted) && message.starts_with(quoted[1].str());
+}
+
+std::string CheckedLine(const std::string& line) {
+    static const std::regex kLogLine(
+        "(flashmcu/(?:flashmcu|IntelHexFileWrapper|MSPCommands|FWU_MSP)):([0-9]+) "
+        "(error|warn|info|verbose) ([^]*)");
+    std::smatch parts;
+    if (!std::regex_match(line, parts, kLogLine)) {
+        return line;
+    }
+    const auto& source = SourceLines(parts[1]);
+    const std::size_t number = std::stoul(parts[2]);
+    if (number < 1 || number > source.size()) {
+        ADD_FAILURE() << "no such line in the source: " << line;
+        return line;
+    }
+    const std::string statement = StatementAt(source, number);
+    EXPECT_TRUE(statement.find("LogLine(") != std::string::npos && Emits(statement, parts[4]))
+        << "not the line of the statement that says so: " << line;
+    return parts[1].str() + " " + parts[3].str() + " " + parts[4].str();
+}
+
+}  // namespace
+
+std::string CheckedLog(const std::string& output) {
+    std::string log;
+    for (const std::string& line : LinesOf(output)) {
+        log += CheckedLine(line) + "\n";
+    }
+    return log;
+}
+
+std::string Say(const std::string& level, const std::string& message) {
+    return "flashmcu/flashmcu " + level + " " + message + "\n";
+}
+
+std::string Target(const std::string& level, const std::string& message) {
+    return "flashmcu/FWU_MSP " + level + " " + message + "\n";
+}
+
+std::string Reader(const std::string& level, const std::string& message) {
+    return "flashmcu/IntelHexFileWrapper " + level + " " + message + "\n";
+}
+
+std::string DetectionLog() {
+    return Say("verbose", "Detecting MSP...") + Target("verbose", "StartBSL()") +
+           Target("verbose", "OpenSerial()") + Target("verbose", "SendSync()") +
+           Target("info", "CFWUMsp::RunSystemTest -> SendSync OK -> SystemTest OK");
+}
+
+std::string EraseLog() {
+    return Say("verbose", "Erasing MSP...") + Target("verbose", "StartBSL()") +
+           Target("verbose", "OpenSerial()") + Target("verbose", "SendSync()");
+}
+
+std::string UpdateLog(const std::string& within) {
+    return Say("verbose", "Programming MSP...") +
+           Target("info", "CFWUMsp::UpdateMSP -> starting update MSP") + within +
+           Target("info", "CFWUMsp::UpdateMSP -> finish update MSP");
+}
+
+std::string ProgrammingLog(unsigned versionBefore) {
+    return Say("info", "HEX file version is 4660") +
+           Say("info", "Current MSP version is " + std::to_string(versionBefore)) + DetectionLog() +
+           EraseLog() + UpdateLog() + Say("verbose", "Success");
+}
+
+std::string EndOfFileLog() {
+    return Reader("error", "CIntelHexWrapper::ReadLineToBuffer() Error reading char from file.") +
+           Reader("error", "CIntelHexWrapper::GetNextData() ReadLineToBuffer failed ");
+}
+
+std::string Usage() {
+    return "flashmcu -f <hexfile> [-m <ip-module>] [-d <update-device>] [-c <comm-device>] "
+           "[-l <version-location>] [-F] [-r]\n"
+           "    -m: Specifies the IP module settings to be used. Default=BRDA. Other values: BRDB, "
+           "BRDC\n"
+           "    -f: Specifies the HEX file to program into the MSP\n"
+           "    -d: Specifies the RS232 device connected to the MSP programming port. "
+           "Default=/dev/ttyS1\n"
+           "    -c: Specifies the device connected to the MSP communication port. Used for "
+           "checking the firmware version. Default=/dev/knxspi\n"
+           "    -l: Specifies the location of the 16bit version in the HEX file. Default=0x2100\n"
+           "    -F: If specified, forces programing without checking the version first\n"
+           "    -r: If specified, the MSP is just resetted\n"
+           "    -v: If specified, the current MSP version is just read\n";
+}
+
+}  // namespace scenario
