@@ -57,7 +57,10 @@ Conversation& Conversation::Begins() {
 }
 
 Conversation& Conversation::Ends() {
-    SetsTristate(0);
+    return SetsTristate(0).Unexports();
+}
+
+Conversation& Conversation::Unexports() {
     return GpioFile("unexport", "ab", {m_wiring.tck, m_wiring.rxdNmi, m_wiring.reset});
 }
 

@@ -53,6 +53,7 @@ public:
     Conversation& Begins();
     /// The controller goes: tristate off, lines unexported.
     Conversation& Ends();
+    Conversation& Unexports();
     /// A version query with this answer.
     Conversation& AsksVersion(std::uint16_t version);
     /// A version query that nobody answers.

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+
+// The two flows that program nothing: the reset and the version query.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/scenarios/support/Board.h"
+#include "tests/scenarios/support/Compare.h"
+#include "tests/scenarios/support/Conversation.h"
+#include "tests/scenarios/support/ToolLog.h"
+
+using scenario::BlinkyPath;
+using scenario::Board;
+using scenario::BoardC;
+using scenario::Conversation;
+using scenario::DetectionLog;
+using scenario::ExpectSame;
+using scenario::Outcome;
+using scenario::Say;
+using scenario::Target;
+using scenario::Wiring;
+
+namespace {
+
+constexpr int kSuccess = 0;
+constexpr int kFailure = 255;
+
+// What is not the board's, like /dev/nowhere, is the machine's, and in no transcript.
+
+const std::string kResetLog = DetectionLog() + Say("verbose", "Resetting MSP...");
+const std::string kVersionLog = Say("info", "Current MSP version is 256");
+const std::string kNotReadLog = Say("warn", "Error reading current version from MSP");
+
+void ExpectRun(const Outcome& run, int status, const std::string& log,
+               const Conversation& expected) {
+    EXPECT_EQ(run.status, status);
+    ExpectSame(run.log, log);
+    EXPECT_EQ(run.error, "");
+    ExpectSame(run.Conversation(), expected.Text());
+}
+
+Conversation Reset(const Wiring& wiring = {}) {
+    return Conversation(wiring).Begins().Detects().Restarts().Ends();
+}
+
+// ---- reset ----
+
+TEST(ResetRun, DetectsTheChipAndRestartsIt) {
+    ExpectRun(Board().Runs({"-r"}), kSuccess, kResetLog, Reset());
+}
+
+TEST(ResetRun, LeavesTheFlashAsItIsAndTheFirmwareRunning) {
+    Board board;
+    ASSERT_EQ(board.Runs({"-v"}).status, kSuccess);
+    const auto before = board.Memory();
+    ASSERT_EQ(board.Runs({"-r"}).status, kSuccess);
+    EXPECT_EQ(board.Memory(), before);
+    EXPECT_EQ(board.Runs({"-v"}).log, kVersionLog);
+}
+
+TEST(ResetRun, OnTheThirdModelTakesItsPortAndItsLines) {
+    ExpectRun(Board().OfModel("BRDC").Runs({"-r", "-m", "BRDC"}), kSuccess, kResetLog,
+              Reset(BoardC()));
+}
+
+TEST(ResetRun, TakesTheDevicesGiven) {
+    Wiring wiring;
+    wiring.port = "/dev/ttyUSB7";
+    wiring.comm = "/dev/link0";
+    ExpectRun(Board()
+                  .WithOption("port=/dev/ttyUSB7")
+                  .WithOption("comm=/dev/link0")
+                  .Runs({"-d", "/dev/ttyUSB7", "-r", "-c", "/dev/link0"}),
+              kSuccess, kResetLog, Reset(wiring));
+}
+
+TEST(ResetRun, IgnoresAnImageAndTheForceFlag) {
+    Board board;
+    ExpectRun(board.Runs({"-f", "no such file", "-F", "-r", "-l", "7"}), kSuccess, kResetLog,
+              Reset());
+}
+
+TEST(ResetRun, OfAPortThatIsNotThereFindsNoChipAndReleasesTheLines) {
+    ExpectRun(Board().Runs({"-r", "-d", "/dev/nowhere"}), kFailure,
+              Say("verbose", "Detecting MSP...") + Target("verbose", "StartBSL()") +
+                  Target("verbose", "OpenSerial()") +
+                  Target("error", "TalSerial::Open failed errno: 2") +
+                  Target("error", "CFWUMsp::RunSystemTest -> error opening comport") +
+                  Say("error", "MSP not found"),
+              Conversation({.port = "/dev/nowhere"})
+                  .Begins()
+                  .Prepares()
+                  .EntersLoader()
+                  .Releases()
+                  .Ends());
+}
+
+TEST(ResetRun, WithAnEmptyPortTouchesNoLineButThoseOfItsOwnBeginningAndEnd) {
+    ExpectRun(Board().Runs({"-r", "-d", ""}), kFailure,
+              Say("verbose", "Detecting MSP...") +
+                  Target("error", "CFWUMsp::RunSystemTest -> No comport specified!") +
+                  Say("error", "MSP not found"),
+              Conversation().Begins().Ends());
+}
+
+TEST(ResetRun, WithoutTheCommunicationDeviceGivesUpAtTheTristateSwitch) {
+    const std::string notSwitched =
+        Target("error", "CFWUMsp::SetGPIOTriState open /dev/knxspi failed fd:-1");
+    const Outcome run = Board().Runs({"-r", "-c", "/dev/nowhere"});
+    EXPECT_EQ(run.status, kFailure);
+    // The message names the default device, whatever the device is.
+    ExpectSame(
+        run.log,
+        Say("verbose", "Detecting MSP...") + notSwitched +
+            Target("error", "CFWUMsp::RunSystemTest -> error setting gpio to tristate mode") +
+            Say("error", "MSP not found") + notSwitched);
+    // The end has no switch to turn either; the lines are given back all the same.
+    ExpectSame(run.Conversation(), Conversation().Begins().Unexports().Text());
+}
+
+// ---- version ----
+
+TEST(VersionRun, AsksTheFirmwareAndTouchesNoLine) {
+    ExpectRun(Board().Runs({"-v"}), kSuccess, kVersionLog, Conversation().AsksVersion(256));
+}
+
+TEST(VersionRun, AsksOverTheDeviceGiven) {
+    Wiring wiring;
+    wiring.comm = "/dev/link0";
+    ExpectRun(Board().WithOption("comm=/dev/link0").Runs({"-c", "/dev/link0", "-v"}), kSuccess,
+              kVersionLog, Conversation(wiring).AsksVersion(256));
+}
+
+TEST(VersionRun, IgnoresAnImageTheForceFlagAndThePort) {
+    ExpectRun(Board().Runs({"-v", "-F", "-f", BlinkyPath(), "-d", "/dev/nowhere"}), kSuccess,
+              kVersionLog, Conversation().AsksVersion(256));
+}
+
+TEST(VersionRun, ThatNobodyAnswersWarnsAndReportsVersionZeroWithSuccess) {
+    ExpectRun(Board().WithOption("silent=yes").Runs({"-v"}), kSuccess,
+              kNotReadLog + Say("info", "Current MSP version is 0"), Conversation().AsksInVain());
+}
+
+TEST(VersionRun, ThatIsAnsweredTooLateWarnsAndReportsVersionZeroWithSuccess) {
+    ExpectRun(Board().WithOption("application-answer-us=200001").Runs({"-v"}), kSuccess,
+              kNotReadLog + Say("info", "Current MSP version is 0"), Conversation().AsksInVain());
+}
+
+TEST(VersionRun, WithoutTheDeviceFails) {
+    ExpectRun(Board().Runs({"-v", "-c", "/dev/nowhere"}), kFailure,
+              Say("error", "Error opening MSP for reading version"),
+              Conversation());
+}
+
+TEST(VersionRun, DropsOtherMessagesAndWaitsAsLongAsTheyKeepComing) {
+    // One message every 100 ms, the answer after 1050 ms.
+    Conversation expected;
+    expected.Does("open /dev/knxspi O_RDWR = 0").AsksForVersion();
+    for (int message = 0; message < 10; ++message) {
+        expected.HearsMessage({0xB0});
+    }
+    expected.HearsMessage({0xB5, 0x01, 0x00}).Pauses(500000).Does("close /dev/knxspi = 0");
+    ExpectRun(Board()
+                  .WithOption("chatter-period-us=100000")
+                  .WithOption("application-answer-us=1050000")
+                  .Runs({"-v"}),
+              kSuccess, kVersionLog, expected);
+}
+
+TEST(VersionRun, HasNoLimitOfItsOwnWhileOtherMessagesKeepComing) {
+    const Outcome run = Board()
+                            .WithOption("chatter-period-us=199999")
+                            .WithOption("application-answer-us=10000000")
+                            .With("--time-limit", "9.5")
+                            .Runs({"-v"});
+    EXPECT_EQ(run.status, 124);
+    EXPECT_EQ(run.output, "");
+    EXPECT_TRUE(run.error.starts_with("vboard: still running at the time limit, at 9.5"))
+        << run.error;
+}
+
+TEST(VersionRun, EndsTwoHundredMillisecondsAfterTheLastOtherMessage) {
+    ExpectRun(Board()
+                  .WithOption("chatter-period-us=200001")
+                  .WithOption("application-answer-us=10000000")
+                  .Runs({"-v"}),
+              kSuccess, kNotReadLog + Say("info", "Current MSP version is 0"),
+              Conversation().AsksInVain());
+}
+
+// ---- both ----
+
+TEST(ResetAndVersionRun, ResetsFirstAndThenAsksInEitherOrderOfTheOptions) {
+    for (const auto& arguments :
+         {std::vector<std::string>{"-r", "-v"}, std::vector<std::string>{"-v", "-r"}}) {
+        ExpectRun(Board().Runs(arguments), kSuccess, kResetLog + kVersionLog,
+                  Reset().AsksVersion(256));
+    }
+}
+
+TEST(ResetAndVersionRun, DoesNotAskWhenTheResetFails) {
+    const Outcome run = Board().Runs({"-r", "-v", "-d", ""});
+    ExpectRun(run, kFailure,
+              Say("verbose", "Detecting MSP...") +
+                  Target("error", "CFWUMsp::RunSystemTest -> No comport specified!") +
+                  Say("error", "MSP not found"),
+              Conversation().Begins().Ends());
+}
+
+}  // namespace
