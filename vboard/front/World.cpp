@@ -200,8 +200,8 @@ void World::Kill() {
 }
 
 void World::WaitsForEver(std::string_view call, std::string_view path, std::string_view awaited) {
-    EndProgram(Verdict::kStuck,
-               fmt::format("would wait for ever in {} of {} for {}", call, path, awaited));
+    EndProgram(Verdict::kStuck, fmt::format("would wait for ever in {}{}{} for {}", call,
+                                            path.empty() ? "" : " of ", path, awaited));
 }
 
 }  // namespace vboard

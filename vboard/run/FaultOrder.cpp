@@ -1,22 +1,36 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/run/FaultOrder.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "vboard/faults/FaultPlanParser.h"
+#include "vboard/run/Descriptor.h"
 
 namespace vboard {
 namespace {
 
+/// All of a file, which may be a pipe; errno says why it failed.
+bool ReadFile(const std::string& path, std::string& text) {
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::array<char, 4096> part{};
+    ssize_t got = file.IsOpen() ? 1 : -1;
+    while (got > 0) {
+        got = read(file.Number(), part.data(), part.size());
+        text.append(part.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    }
+    return got == 0;
+}
+
 bool ReadPlan(const std::string& path, std::vector<FaultRule>& rules, std::string& problem) {
-    std::ifstream file(path, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file.is_open() || file.bad()) {
+    std::string text;
+    if (!ReadFile(path, text)) {
         problem = fmt::format("fault plan '{}' can't be read: {}", path, strerrordesc_np(errno));
         return false;
     }

@@ -70,6 +70,11 @@ void SerialLane::Send(std::uint8_t value, const SerialFormat& format) {
 }
 
 void SerialLane::DropQueued() {
+    if (m_late != 0) {
+        m_clock.Cancel(m_late);
+        m_late = 0;
+        m_onWire = false;
+    }
     m_queue.resize(m_head + (m_onWire ? 1 : 0));
 }
 
@@ -79,6 +84,7 @@ void SerialLane::StartNext() {
         m_head = 0;
         return;
     }
+    m_late = 0;
     m_onWire = true;
     Queued& next = m_queue[m_head];
     CharacterFault fault;
@@ -87,7 +93,7 @@ void SerialLane::StartNext() {
     }
     if (fault.kind == CharacterFault::Kind::kLate) {
         next.again = true;
-        m_clock.After(fault.delay, [this] { StartNext(); });
+        m_late = m_clock.After(fault.delay, [this] { StartNext(); });
         return;
     }
     m_arrives = fault.kind != CharacterFault::Kind::kLost;

@@ -50,7 +50,7 @@ private:
     struct Queued {
         std::uint8_t value;
         SerialFormat format;
-        bool again;  ///< The second half of a doubled character; no further fault strikes it.
+        bool again;  ///< A doubled character's twin or a late one; no further fault strikes it.
     };
 
     void StartNext();
@@ -64,7 +64,8 @@ private:
     Deliver m_deliver;
     std::vector<Queued> m_queue;
     std::size_t m_head = 0;  ///< The character on the wire, when m_onWire.
-    bool m_onWire = false;
+    bool m_onWire = false;   ///< Also while a late character holds up the lane.
+    VirtualClock::Ticket m_late = 0;
     bool m_arrives = true;
     CharacterBits m_bits{};
 };
