@@ -151,8 +151,7 @@ TEST(VersionRun, ThatIsAnsweredTooLateWarnsAndReportsVersionZeroWithSuccess) {
 
 TEST(VersionRun, WithoutTheDeviceFails) {
     ExpectRun(Board().Runs({"-v", "-c", "/dev/nowhere"}), kFailure,
-              Say("error", "Error opening MSP for reading version"),
-              Conversation());
+              Say("error", "Error opening MSP for reading version"), Conversation());
 }
 
 TEST(VersionRun, DropsOtherMessagesAndWaitsAsLongAsTheyKeepComing) {

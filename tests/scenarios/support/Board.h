@@ -18,7 +18,7 @@ struct Outcome {
     int status = -1;
     std::string output;      ///< Standard output as it came.
     std::string log;         ///< The same with every log line's number checked and taken out.
-    std::string error;       ///< Standard error.
+    std::string error;       ///< Standard error, without the line that tells how to replay faults.
     std::string transcript;  ///< All that passed between program and board.
 
     /// The program's calls and pauses in order, one a line, without times.
@@ -36,6 +36,9 @@ public:
     Board& WithOption(const std::string& setting);
     /// An option of `vboard run` for the following runs, with its value.
     Board& With(const std::string& option, const std::string& value);
+    /// A fault for the following runs, as docs/FAULTS.md writes it.
+    Board& WithFault(const std::string& rule) { return With("--fault", rule); }
+    Board& WithoutFaults();
     /// A file in the program's folder.
     Board& WithFile(const std::string& name, const std::string& content);
 

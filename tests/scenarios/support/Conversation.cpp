@@ -13,6 +13,7 @@ namespace scenario {
 namespace {
 
 const std::string kGpioFolder = "/sys/class/gpio/";
+const std::string kPortSettings = "9600 8E1 raw cread clocal vmin=1 vtime=0";
 constexpr int kDataRecord = 0;
 
 /// "80 1e" as the transcript writes bytes.
@@ -145,7 +146,7 @@ Conversation& Conversation::EntersLoader() {
 
 Conversation& Conversation::OpensPort() {
     return Does("open " + m_wiring.port + " O_RDWR|O_NOCTTY = 0")
-        .Does("tcsetattr " + m_wiring.port + " 9600 8E1 raw cread clocal vmin=1 vtime=0 = 0");
+        .Does("tcsetattr " + m_wiring.port + " " + kPortSettings + " = 0");
 }
 
 Conversation& Conversation::ClosesPort() {
@@ -227,6 +228,20 @@ Conversation& Conversation::Fails(const std::string& call, const std::string& er
 
 Conversation& Conversation::CannotOpenPort(const std::string& error) {
     return Fails("open " + m_wiring.port + " O_RDWR|O_NOCTTY", error);
+}
+
+Conversation& Conversation::RefusesSettings() {
+    return Does("open " + m_wiring.port + " O_RDWR|O_NOCTTY = 0")
+        .Fails("tcsetattr " + m_wiring.port + " " + kPortSettings, "EINVAL")
+        .ClosesPort();
+}
+
+Conversation& Conversation::WritesInPart(const Bytes& frame, std::size_t count) {
+    // Of a write that takes nothing, the transcript shows what was asked.
+    const auto end = frame.begin() + static_cast<std::ptrdiff_t>(count);
+    return Does("write " + m_wiring.port + " " +
+                Lower(count > 0 ? Bytes(frame.begin(), end) : frame) + " = " +
+                std::to_string(count));
 }
 
 Conversation& Conversation::CannotOpenComm(const std::string& error) {

@@ -99,6 +99,10 @@ public:
     /// A call that fails; `call` is its line without the result.
     Conversation& Fails(const std::string& call, const std::string& error);
     Conversation& CannotOpenPort(const std::string& error = "ENOENT");
+    /// The port opens, refuses its settings and is closed again.
+    Conversation& RefusesSettings();
+    /// A frame of which the port takes no more than `count` bytes.
+    Conversation& WritesInPart(const Bytes& frame, std::size_t count);
     Conversation& CannotOpenComm(const std::string& error = "ENOENT");
     Conversation& CannotSetLine(const std::string& gpio, const std::string& error = "ENOENT");
     Conversation& CannotTurnLine(const std::string& gpio, const std::string& error = "ENOENT");
