@@ -31,6 +31,7 @@ struct Session {
     int callsDescriptor = -1;       ///< Where calls that can be struck are listed; -1: nowhere.
     double noiseRate = 0;           ///< Share of events that random faults strike; 0 = none.
     std::uint64_t noiseSeed = 0;
+    int vcdDescriptor = -1;    ///< -1: no waveform.
     double pace = 0;           ///< 1 = real time, 10 = ten times as fast, 0 = as fast as it can.
     std::int64_t limitNs = 0;  ///< Virtual time after which the run is ended; 0 = none.
 
@@ -53,9 +54,10 @@ struct RunReport {
     std::uint32_t verdict;
     std::uint32_t worlds;  ///< Programs of this run that have used the board so far.
     std::int64_t virtualTimeNs;
+    std::int64_t boardTimeNs;       ///< When the board had settled; a later program begins here.
     std::uint64_t bytesProgrammed;  ///< By write commands that the loader acknowledged.
     std::uint64_t blocksProgrammed;
-    std::array<char, 224> verdictText;
+    std::array<char, 216> verdictText;
 };
 static_assert(sizeof(RunReport) == 256);
 

@@ -84,10 +84,12 @@ bool World::Make(const Session& session) {
     m_report = static_cast<RunReport*>(report);
     ++m_report->worlds;
     m_process = getpid();
-    const Instant start{Duration{m_report->virtualTimeNs}};
+    const Instant start{Duration{m_report->boardTimeNs}};
     OrderFaults(session);
     m_board = std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), *m_faults, *this, start);
+    m_recordings = std::make_unique<Recordings>(session, *m_board, m_report->worlds == 1);
     m_board->Restore(m_file.State());
+    m_recordings->Begin();
     m_board->AddListener(*this);
     if (session.transcriptDescriptor >= 0) {
         const int descriptor = session.transcriptDescriptor;
@@ -138,7 +140,8 @@ void World::OrderFaults(const Session& session) {
 
 void World::Keep() {
     m_file.Store(m_board->State());
-    m_report->virtualTimeNs = m_board->Clock().Now().time_since_epoch().count();
+    m_report->boardTimeNs = m_board->Clock().Now().time_since_epoch().count();
+    m_report->virtualTimeNs = m_report->boardTimeNs;
 }
 
 void World::OnSignal(Signal signal, std::uint32_t /*value*/) {
@@ -176,6 +179,7 @@ void World::End() {
     if (m_calls) {
         m_calls->HandOn();
     }
+    m_recordings->Finish();
 }
 
 void World::EndProgram(Verdict verdict, std::string_view text) {

@@ -13,6 +13,7 @@
 #include "vboard/faults/FaultPlan.h"
 #include "vboard/front/LineFile.h"
 #include "vboard/front/RealTimePacer.h"
+#include "vboard/front/Recordings.h"
 #include "vboard/record/Transcript.h"
 
 namespace vboard {
@@ -55,6 +56,7 @@ private:
     RunReport* m_report = nullptr;
     std::unique_ptr<Board> m_board;
     std::unique_ptr<Transcript> m_transcript;
+    std::unique_ptr<Recordings> m_recordings;
     std::unique_ptr<RealTimePacer> m_pacer;
 };
 

@@ -38,6 +38,7 @@ struct RunFiles {
     Descriptor transcript;
     Descriptor faults;
     Descriptor calls;
+    Descriptor vcd;
 };
 
 /// Beside the runner in a build folder, below the library folder when installed.
@@ -102,7 +103,8 @@ bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem)
         return false;
     }
     return OpenOutput("transcript", options.transcriptPath, files.transcript, problem) &&
-           OpenOutput("list of calls", options.callsPath, files.calls, problem);
+           OpenOutput("list of calls", options.callsPath, files.calls, problem) &&
+           OpenOutput("waveform", options.vcdPath, files.vcd, problem);
 }
 
 /// Hands the rules over in a file of memory, where no length limits them.
@@ -137,6 +139,7 @@ int Inherited(const Descriptor& descriptor) {
     session.callsDescriptor = Inherited(files.calls);
     session.noiseRate = options.noiseRate;
     session.noiseSeed = options.noiseSeed;
+    session.vcdDescriptor = Inherited(files.vcd);
     session.pace = options.pace;
     session.limitNs = static_cast<std::int64_t>(options.timeLimitSeconds * 1e9);
     setenv(kSessionVariable, session.Text().c_str(), 1);

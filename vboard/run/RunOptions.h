@@ -24,7 +24,8 @@ struct RunOptions {
     std::string faultPlanPath;
     double noiseRate = 0;  ///< Share of events that random faults strike; 0 = none.
     std::uint64_t noiseSeed = 1;
-    std::string callsPath;    ///< Where to list the calls that can be struck.
+    std::string callsPath;  ///< Where to list the calls that can be struck.
+    std::string vcdPath;
     std::string libraryPath;  ///< Empty: the one that belongs to this runner.
     bool quiet = false;
     std::vector<std::string> program;  ///< The program and its arguments; never empty.

@@ -90,6 +90,8 @@ void AddRun(CLI::App& app, vboard::RunOptions& options) {
                    "Write everything that passed between program and board")
         ->type_name("FILE");
     AddFaults(run, options);
+    run.add_option("--vcd", options.vcdPath, "Write the waveforms as a Value Change Dump")
+        ->type_name("FILE");
     run.add_option("--library", options.libraryPath, "Another build of libvboard.so")
         ->type_name("FILE");
     run.add_flag("--quiet", options.quiet, "No summary at the end");

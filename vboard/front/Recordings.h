@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The waveforms of one program's run: made when its board is made, completed when the program ends.
+
+#include <memory>
+
+#include "vboard/board/Board.h"
+#include "vboard/board/Session.h"
+#include "vboard/record/VcdWriter.h"
+
+namespace vboard {
+
+class Recordings {
+public:
+    /// Listens to the board from here on. To be made before the board takes over its kept state;
+    /// `board` must outlive it. `first`: no program of this run has used the board before.
+    Recordings(const Session& session, Board& board, bool first);
+
+    /// The board has taken over its kept state: the record begins.
+    void Begin();
+    /// The board has settled after the end of the program.
+    void Finish();
+
+private:
+    bool m_first;
+    std::unique_ptr<VcdWriter> m_vcd;
+};
+
+}  // namespace vboard
