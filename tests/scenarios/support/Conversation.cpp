@@ -217,7 +217,8 @@ Conversation& Conversation::HearsMessage(const Bytes& message) {
     Does("select " + m_wiring.comm + " timeout 200000 us = 1");
     Does("read " + m_wiring.comm + " " + Lower({static_cast<std::uint8_t>(message.size())}) +
          " = 1");
-    return Does("read " + m_wiring.comm + " " + Lower(message) + " = " + Count(message));
+    return Does("read " + m_wiring.comm + (message.empty() ? "" : " ") + Lower(message) + " = " +
+                Count(message));
 }
 
 // ------ what fails ------
@@ -244,6 +245,10 @@ Conversation& Conversation::WritesInPart(const Bytes& frame, std::size_t count) 
                 std::to_string(count));
 }
 
+Conversation& Conversation::CannotWrite(const Bytes& bytes, const std::string& error) {
+    return Fails("write " + m_wiring.port + " " + Lower(bytes), error);
+}
+
 Conversation& Conversation::CannotOpenComm(const std::string& error) {
     return Fails("open " + m_wiring.comm + " O_RDWR", error);
 }
@@ -261,6 +266,20 @@ Conversation& Conversation::SetsLineInVain(const std::string& gpio, char level) 
     return Does("fopen " + path + " w+ = 0")
         .Fails("flush " + path + " \"" + level + "\"", "EPERM")
         .Does("close " + path + " = 0");
+}
+
+Conversation& Conversation::UnexportsInVain() {
+    const std::string path = kGpioFolder + "unexport";
+    Does("fopen " + path + " ab = 0");
+    for (const std::string& gpio : {m_wiring.tck, m_wiring.rxdNmi, m_wiring.reset}) {
+        Fails("flush " + path + " \"" + gpio + "\"", "EINVAL");
+    }
+    return Does("close " + path + " = 0");
+}
+
+Conversation& Conversation::Follows(const Conversation& other) {
+    m_text += other.m_text;
+    return *this;
 }
 
 Conversation& Conversation::Does(const std::string& line) {
