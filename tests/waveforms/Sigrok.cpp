@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#include "tests/waveforms/Sigrok.h"
+
+#include <sstream>
+
+#include "tests/scenarios/support/Process.h"
+#include "tests/support/TempFolder.h"
+
+namespace waveforms {
+
+bool HaveSigrok() {
+    const TempFolder folder;
+    return scenario::RunProcess({"sigrok-cli", "--version"}, folder.PathOf("")).status == 0;
+}
+
+std::vector<Annotation> Decode(const std::string& vcdPath, const std::string& line,
+                               const std::string& annotation) {
+    const TempFolder folder;
+    const std::string output =
+        scenario::RunProcess({"sigrok-cli", "-I", "vcd", "-i", vcdPath, "-P",
+                              "uart:rx=" + line + ":baudrate=9600:parity=even:format=hex", "-A",
+                              "uart=rx-" + annotation, "--protocol-decoder-samplenum"},
+                             folder.PathOf(""))
+            .output;
+    // "1651104-1651938 uart-1: 80"; a sample is a microsecond.
+    std::istringstream lines(output);
+    std::vector<Annotation> annotations;
+    for (std::string text; std::getline(lines, text);) {
+        const std::size_t words = text.find(": ");
+        if (words != std::string::npos) {
+            annotations.push_back({std::stol(text), text.substr(words + 2)});
+        }
+    }
+    return annotations;
+}
+
+}  // namespace waveforms

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/scenarios/support/Board.h"
+#include "tests/scenarios/support/Compare.h"
+#include "tests/scenarios/support/Process.h"
+#include "tests/waveforms/Sigrok.h"
+
+namespace waveforms {
+namespace {
+
+constexpr long kBitUs = 104;
+constexpr long kDataBits = 8;
+/// Both sides cut to whole microseconds, and the decoder works with whole samples a bit.
+constexpr double kToleranceUs = 3;
+
+/// A character as the transcript tells it.
+struct WireByte {
+    std::string value;
+    long startUs;  ///< -1 within a line: only the line's first character has its instant written.
+};
+
+/// The transcript's characters of one direction, '>' or '<'.
+std::vector<WireByte> WireBytes(const std::string& transcript, const std::string& arrow) {
+    std::vector<WireByte> wire;
+    std::istringstream lines(transcript);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string time, column, direction;
+        words >> time >> column >> direction;
+        if (column != "wire" || direction != arrow) {
+            continue;
+        }
+        long startUs = std::stol(time.erase(time.find('.'), 1));
+        for (std::string byte; words >> byte; startUs = -1) {
+            for (char& digit : byte) {
+                digit = static_cast<char>(std::toupper(digit));
+            }
+            wire.push_back({byte, startUs});
+        }
+    }
+    return wire;
+}
+
+/// A run of the program that records its waveform.
+class Recorded {
+public:
+    explicit Recorded(const std::vector<std::string>& faults = {}) {
+        m_board.With("--vcd", VcdPath());
+        for (const std::string& fault : faults) {
+            m_board.WithFault(fault);
+        }
+        m_outcome = m_board.Runs({"-f", scenario::BlinkyPath()});
+    }
+
+    [[nodiscard]] std::string VcdPath() const { return m_board.PathOf("run.vcd"); }
+    [[nodiscard]] std::string Vcd() const { return scenario::ReadFile(VcdPath()); }
+    [[nodiscard]] const scenario::Outcome& Outcome() const { return m_outcome; }
+
+    /// Expects the decoder to read the transcript's characters, and no error but `parityErrors`.
+    void ExpectDecodes(std::size_t parityErrors = 0) const {
+        ExpectDecodes("host_tx", ">");
+        ExpectDecodes("host_rx", "<");
+        EXPECT_EQ(Decode(VcdPath(), "host_tx", "parity-err").size() +
+                      Decode(VcdPath(), "host_rx", "parity-err").size(),
+                  parityErrors);
+        EXPECT_TRUE(Decode(VcdPath(), "host_tx", "warnings").empty());
+        EXPECT_TRUE(Decode(VcdPath(), "host_rx", "warnings").empty());
+    }
+
+private:
+    void ExpectDecodes(const std::string& line, const std::string& arrow) const {
+        const std::vector<WireByte> sent = WireBytes(m_outcome.transcript, arrow);
+        const std::vector<Annotation> read = Decode(VcdPath(), line, "data");
+        ASSERT_EQ(read.size(), sent.size()) << line;
+        ASSERT_FALSE(read.empty());
+        for (std::size_t index = 0; index < sent.size(); ++index) {
+            ASSERT_EQ(read[index].text, sent[index].value) << line << " character " << index;
+            if (sent[index].startUs >= 0) {
+                ASSERT_NEAR(static_cast<double>(read[index].startUs),
+                            static_cast<double>(sent[index].startUs + kBitUs), kToleranceUs)
+                    << line << " character " << index;
+            }
+        }
+    }
+
+    scenario::Board m_board;
+    scenario::Outcome m_outcome;
+};
+
+class TheUartDecoder : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!HaveSigrok()) {
+            GTEST_SKIP() << "sigrok-cli is not installed";
+        }
+    }
+};
+
+TEST_F(TheUartDecoder, ReadsTheTranscriptsBytesOutOfTheWaveformOfAWholeProgrammingRun) {
+    const Recorded run;
+    EXPECT_EQ(run.Outcome().status, 0);
+    EXPECT_GT(WireBytes(run.Outcome().transcript, ">").size(), 500U);
+    run.ExpectDecodes();
+}
+
+TEST_F(TheUartDecoder, SeesTheParityErrorThatWasOrderedAtItsCharacterAndNoOther) {
+    const Recorded run({"char:to-host#20=parity"});
+    run.ExpectDecodes(1);
+    const std::vector<Annotation> errors = Decode(run.VcdPath(), "host_rx", "parity-err");
+    const std::vector<Annotation> data = Decode(run.VcdPath(), "host_rx", "data");
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_NEAR(static_cast<double>(errors.front().startUs),
+                static_cast<double>(data.at(19).startUs + kDataBits * kBitUs), kToleranceUs);
+}
+
+TEST_F(TheUartDecoder, SeesAParityErrorOfTheHostsAndTheRetryAfterTheLoadersRefusal) {
+    const Recorded run({"char:to-chip#420=parity"});
+    EXPECT_EQ(run.Outcome().status, 0);
+    EXPECT_NE(run.Outcome().transcript.find("answers a0"), std::string::npos);
+    run.ExpectDecodes(1);
+}
+
+TEST_F(TheUartDecoder, ReadsWhatIsOnTheWireWhereCharactersAreChangedDoubledLateOrLost) {
+    const Recorded run({"char:to-chip#420=change 41", "char:to-host#9=double",
+                        "char:to-chip#500=late 300us", "char:to-host#70=lost"});
+    run.ExpectDecodes();
+}
+
+TEST_F(TheUartDecoder, ReadsAllUpToTheKillOfTheProgramInTheMiddleOfAWrite) {
+    const Recorded run({"write:port#60=kill"});
+    EXPECT_EQ(run.Outcome().status, 128 + 9);
+    run.ExpectDecodes();
+}
+
+TEST_F(TheUartDecoder, ReadsAllOfARunThatWouldWaitForEver) {
+    const Recorded run({"answer:write#3=silence"});
+    EXPECT_EQ(run.Outcome().status, 124);
+    run.ExpectDecodes();
+}
+
+TEST(TheWaveformOfARun, IsTheSameToTheByteASecondTime) {
+    const std::vector<std::string> faults = {"char:to-chip#420=parity", "char:to-host#70=double"};
+    const std::string vcd = Recorded(faults).Vcd();
+    EXPECT_GT(vcd.size(), 10'000U);
+    scenario::ExpectSame(Recorded(faults).Vcd(), vcd);
+}
+
+}  // namespace
+}  // namespace waveforms
