@@ -38,6 +38,10 @@ std::string ReplayLine(const RunOptions& options, const std::vector<std::string>
     if (options.noiseRate > 0) {
         line += fmt::format(" --noise {} --seed {}", options.noiseRate, options.noiseSeed);
     }
+    if (!options.via.empty()) {
+        add("--library", options.libraryPath);
+        add("--via", options.via);
+    }
     line += " --";
     for (const std::string& word : options.program) {
         line += fmt::format(" {}", ShellQuoted(word));

@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
+#include <sstream>
 
 #include "vboard/board/Session.h"
 #include "vboard/run/BoardAccess.h"
@@ -127,6 +129,26 @@ int Inherited(const Descriptor& descriptor) {
     return descriptor.IsOpen() ? fcntl(descriptor.Number(), F_DUPFD, kFirstSessionDescriptor) : -1;
 }
 
+/// The program and its arguments, behind the words of the emulator if there is one.
+std::vector<std::string> CommandOf(const RunOptions& options) {
+    std::istringstream via(options.via);
+    std::vector<std::string> words{std::istream_iterator<std::string>(via), {}};
+    words.insert(words.end(), options.program.begin(), options.program.end());
+    return words;
+}
+
+/// Lets the loader of the program, and no other, put the library in front of libc. An emulator is
+/// a program of this machine that could not load it: qemu-user hands the setting on.
+void Preload(const RunOptions& options, const std::string& library) {
+    const char* name = options.via.empty() ? "LD_PRELOAD" : "QEMU_SET_ENV";
+    const std::string setting = options.via.empty() ? library : "LD_PRELOAD=" + library;
+    const char separator = options.via.empty() ? ':' : ',';
+    const char* others = std::getenv(name);
+    const std::string all =
+        others == nullptr ? setting : fmt::format("{}{}{}", setting, separator, others);
+    setenv(name, all.c_str(), 1);
+}
+
 [[noreturn]] void BecomeProgram(const RunOptions& options, const RunFiles& files,
                                 const std::string& library) {
     // The program does not outlive a runner that was killed.
@@ -143,18 +165,17 @@ int Inherited(const Descriptor& descriptor) {
     session.pace = options.pace;
     session.limitNs = static_cast<std::int64_t>(options.timeLimitSeconds * 1e9);
     setenv(kSessionVariable, session.Text().c_str(), 1);
-    const char* others = std::getenv("LD_PRELOAD");
-    const std::string preload = others == nullptr ? library : fmt::format("{}:{}", library, others);
-    setenv("LD_PRELOAD", preload.c_str(), 1);
+    Preload(options, library);
 
+    const std::vector<std::string> words = CommandOf(options);
     std::vector<char*> arguments;
-    for (const std::string& argument : options.program) {
-        arguments.push_back(const_cast<char*>(argument.c_str()));
+    for (const std::string& word : words) {
+        arguments.push_back(const_cast<char*>(word.c_str()));
     }
     arguments.push_back(nullptr);
     execvp(arguments.front(), arguments.data());
     const int error = errno;
-    Say(fmt::format("'{}' can't be started: {}", options.program.front(), strerrordesc_np(error)));
+    Say(fmt::format("'{}' can't be started: {}", words.front(), strerrordesc_np(error)));
     _exit(error == ENOENT ? kExitNotFound : kExitCannotExecute);
 }
 

@@ -27,6 +27,7 @@ struct RunOptions {
     std::string callsPath;  ///< Where to list the calls that can be struck.
     std::string vcdPath;
     std::string libraryPath;  ///< Empty: the one that belongs to this runner.
+    std::string via;  ///< A qemu-user emulator that starts the program, with its options; or empty.
     bool quiet = false;
     std::vector<std::string> program;  ///< The program and its arguments; never empty.
 };

@@ -63,6 +63,16 @@ void AddFaults(CLI::App& run, vboard::RunOptions& options) {
         ->type_name("FILE");
 }
 
+void AddLibrary(CLI::App& run, vboard::RunOptions& options) {
+    CLI::Option* library =
+        run.add_option("--library", options.libraryPath, "Another build of libvboard.so")
+            ->type_name("FILE");
+    run.add_option("--via", options.via,
+                   "Start a program built for another processor through this qemu-user emulator")
+        ->type_name("COMMAND")
+        ->needs(library);
+}
+
 void AddRun(CLI::App& app, vboard::RunOptions& options) {
     CLI::App& run = *app.add_subcommand("run",
                                         "Run a program on a virtual board: "
@@ -92,8 +102,7 @@ void AddRun(CLI::App& app, vboard::RunOptions& options) {
     AddFaults(run, options);
     run.add_option("--vcd", options.vcdPath, "Write the waveforms as a Value Change Dump")
         ->type_name("FILE");
-    run.add_option("--library", options.libraryPath, "Another build of libvboard.so")
-        ->type_name("FILE");
+    AddLibrary(run, options);
     run.add_flag("--quiet", options.quiet, "No summary at the end");
 }
 
