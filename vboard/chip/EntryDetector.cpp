@@ -40,7 +40,7 @@ EntryDetector::Verdict EntryDetector::SetPin(Pin pin, PinLevel level) {
         return TckMoved();
     }
     if (!InReset()) {
-        return LeaveReset(pin);
+        return LeaveReset();
     }
     m_state.tckFalls = 0;
     m_state.armed = false;
@@ -60,9 +60,9 @@ EntryDetector::Verdict EntryDetector::TckMoved() {
     return Verdict::kNone;
 }
 
-EntryDetector::Verdict EntryDetector::LeaveReset(Pin by) {
-    m_state.armed =
-        by == Pin::kRstNmi && m_state.tck == PinLevel::kLow && m_state.tckFalls >= kFallsForLoader;
+// The count is 0 after a hold, so only a rise of RST/NMI can leave anything but the application.
+EntryDetector::Verdict EntryDetector::LeaveReset() {
+    m_state.armed = m_state.tck == PinLevel::kLow && m_state.tckFalls >= kFallsForLoader;
     m_state.tckFalls = 0;
     return m_state.armed ? Verdict::kArmed : Verdict::kApplication;
 }

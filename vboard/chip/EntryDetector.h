@@ -56,7 +56,7 @@ public:
 private:
     [[nodiscard]] PinLevel& LevelOf(Pin pin);
     Verdict TckMoved();
-    Verdict LeaveReset(Pin by);
+    Verdict LeaveReset();
 
     State m_state;
 };

@@ -11,7 +11,7 @@ constexpr std::size_t kAddressOffset = 4;
 constexpr std::size_t kLengthFieldOffset = 6;
 constexpr std::size_t kBytesBeforeCount = 4;  // L1 counts from the address on.
 constexpr std::size_t kMinLength = kFrameHeadBytes - kBytesBeforeCount;
-constexpr std::size_t kMaxLength = kMinLength + kMaxBlockBytes;
+static_assert(kMinLength + kMaxBlockBytes == 254, "an even length byte cannot pass the buffer");
 
 }  // namespace
 
@@ -49,8 +49,7 @@ FrameDecoder::Status FrameDecoder::Check() {
     }
     if (m_count == kLength2Offset + 1) {
         const std::size_t length = m_bytes[kLength1Offset];
-        if (length != m_bytes[kLength2Offset] || length % 2 != 0 || length < kMinLength ||
-            length > kMaxLength) {
+        if (length != m_bytes[kLength2Offset] || length % 2 != 0 || length < kMinLength) {
             return Fail(Defect::kLengths);
         }
         m_expectedCount = kBytesBeforeCount + length + kChecksumBytes;

@@ -48,7 +48,7 @@ public:
     enum class Defect : std::uint8_t {
         kNone,
         kHeader,    ///< The first character is not 0x80.
-        kLengths,   ///< L1 and L2 differ, are odd, below 4 or above 254; seen at L2.
+        kLengths,   ///< L1 and L2 differ, are odd or below 4; seen at L2.
         kChecksum,  ///< Seen at CKH.
         kParity,    ///< A character with a parity error.
         kFraming,   ///< A character without its stop bit.

@@ -111,9 +111,6 @@ LoaderCommands::Result LoaderCommands::Execute(const Frame& frame) {
 
 LoaderCommands::Result LoaderCommands::Finish(Result result) {
     m_flash.Finish();
-    if (result.answer == kNak) {
-        return result;
-    }
     if (m_frame.command == kReceiveBlock) {
         return FinishBlock(result);
     }
