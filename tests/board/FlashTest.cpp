@@ -245,6 +245,17 @@ TEST_F(FlashTest, AnAbortedEraseLeavesItsShareOfCellsErasedLowestAddressFirst) {
     EXPECT_EQ(Where(0xFF), "");
 }
 
+TEST_F(FlashTest, WhatAnAbortCutOffIsNotMadeUpForByTheNextWork) {
+    Flash flash = Make();
+    (void)flash.BeginProgramming(0x2100, Bytes(8, 0x00));
+    flash.Abort(kWordTime);
+    (void)flash.BeginSegmentErase(0x2200);
+    flash.Finish();
+    (void)flash.BeginSegmentErase(0x2200);
+    flash.Abort(kSegmentTime);
+    EXPECT_EQ(Where(0x00), "2100-2101");
+}
+
 TEST_F(FlashTest, AnAbortOutsideTheWorksTimeStaysInsideTheWork) {
     Flash flash = Make();
     Fill(0x00);
@@ -283,6 +294,23 @@ TEST_F(FlashTest, WithCumulativeEraseASegmentNeeds200MillisecondsInAll) {
     flash.Finish();
     EXPECT_EQ(needed, 17);
     EXPECT_EQ(Where(0xFF), "2200-23ff");
+}
+
+TEST_F(FlashTest, WithCumulativeEraseTheCountStartsAnewOnceASegmentIsErased) {
+    m_options.cumulativeErase = true;
+    Fill(0x00);
+    Flash flash = Make();
+    for (int round = 1; round <= 33; ++round) {
+        if (round == 18) {
+            m_memory[0x2200] = 0x00;
+        }
+        (void)flash.BeginSegmentErase(0x2200);
+        flash.Finish();
+    }
+    EXPECT_EQ(At(0x2200, 2), "00 ff");
+    (void)flash.BeginSegmentErase(0x2200);
+    flash.Finish();
+    EXPECT_EQ(At(0x2200, 2), "ff ff");
 }
 
 TEST_F(FlashTest, WithCumulativeEraseTimeSpentByDifferentErasesAddsUp) {

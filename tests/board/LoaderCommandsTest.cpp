@@ -273,6 +273,8 @@ TEST_F(LoaderCommandsTest, ReadsGiveAnyLengthUpTo250FromAnyAddress) {
     }
     for (const std::uint16_t count : Words{0, 251, 256, 0xFFFF}) {
         EXPECT_EQ(m_bench.Ask(Frame(0x14, 0x2100, count)), "a0") << count;
+        EXPECT_NE(m_bench.probe.Only("14").find("wrong count of bytes"), std::string::npos);
+        m_bench.probe.Clear();
     }
     EXPECT_EQ(m_bench.Ask(Frame(0x14, 0xFFFE, 2)), "80 00 02 02 11 11 6c ec");
     EXPECT_EQ(m_bench.Ask(Frame(0x14, 0xFFFE, 3)), "a0");
@@ -368,6 +370,9 @@ TEST_F(LoaderCommandsTest, LoadingTheProgramCounterEndsTheLoaderAfterItsAnswer) 
     EXPECT_EQ(m_bench.Mode(), ChipMode::kLoader);
     m_bench.Settle();
     EXPECT_EQ(m_bench.Mode(), ChipMode::kApplication);
+    EXPECT_FALSE(m_bench.chip.State().loaderUnlocked);
+    EXPECT_TRUE(m_bench.probe.Text().ends_with(
+        "loader_state=answering; chip_mode=application; loader_locked=1; loader_state=off"));
     m_bench.chip.ReceiveMessage(FromHex("b4 00"));
     m_bench.Settle();
     EXPECT_EQ(m_bench.Said(), "[b5 01 00]");
@@ -376,7 +381,7 @@ TEST_F(LoaderCommandsTest, LoadingTheProgramCounterEndsTheLoaderAfterItsAnswer) 
 
 TEST_F(LoaderCommandsTest, LoadingTheProgramCounterWithErasedOrForeignMemoryRunsNothing) {
     for (const std::uint16_t address : Words{0x3000, 0x1100, 0x0000}) {
-        ChipBench bench(Programmed());
+        ChipBench bench(Programmed().Holding(0x1100, {1, 2}).Holding(0x0000, {1, 2}));
         bench.EnterLoader().Unlock();
         EXPECT_EQ(bench.Ask(Frame(0x1A, address, 0)), "90");
         EXPECT_EQ(bench.Mode(), ChipMode::kStopped) << address;

@@ -71,6 +71,14 @@ TEST_F(VirtualClockTest, AnInstantInThePastIsServedNowWithoutTurningTimeBack) {
     EXPECT_EQ(m_order, "p");
 }
 
+TEST_F(VirtualClockTest, AnInstantInThePastIsServedAfterWhatWasAskedForBefore) {
+    m_clock.Pass(10us);
+    m_clock.After(0us, Note('a'));
+    m_clock.At(Instant(3us), Note('b'));
+    m_clock.Pass(0us);
+    EXPECT_EQ(m_order, "ab");
+}
+
 TEST_F(VirtualClockTest, CancelledActionsAreNotServedAndOthersAre) {
     const auto first = m_clock.After(1us, Note('a'));
     m_clock.After(1us, Note('b'));
