@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+
+// Whole transcripts, the board's side included, against files that were read line by line before
+// they were committed; and the times in them, against the pauses.
+//
+// UPDATE_GOLDEN=1 in the environment writes the files anew instead.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/scenarios/support/Board.h"
+#include "tests/scenarios/support/Compare.h"
+#include "tests/scenarios/support/Process.h"
+#include "tests/support/HexText.h"
+
+using scenario::BigPath;
+using scenario::BlinkyPath;
+using scenario::Board;
+using scenario::ExpectSame;
+using scenario::Outcome;
+using scenario::ReadFile;
+
+namespace {
+
+void ExpectGolden(const std::string& name, const Outcome& run) {
+    const std::string path =
+        std::string(FLASHMCU_SOURCE_DIR) + "/tests/scenarios/golden/" + name + ".transcript";
+    if (std::getenv("UPDATE_GOLDEN") != nullptr) {
+        std::ofstream(path) << run.transcript;
+    }
+    ExpectSame(run.transcript, ReadFile(path));
+}
+
+TEST(Transcript, OfProgrammingIsAsItWasReviewed) {
+    ExpectGolden("programming", Board().Runs({"-f", BlinkyPath()}));
+}
+
+TEST(Transcript, OfAResetAndAVersionQueryIsAsItWasReviewed) {
+    ExpectGolden("reset-and-version", Board().Runs({"-r", "-v"}));
+}
+
+TEST(Transcript, OfTheThirdModelIsAsItWasReviewed) {
+    ExpectGolden("third-model-reset", Board().OfModel("BRDC").Runs({"-r", "-m", "BRDC"}));
+}
+
+TEST(Transcript, OfAnUnansweredVersionQueryIsAsItWasReviewed) {
+    ExpectGolden("version-unanswered", Board().WithOption("silent=yes").Runs({"-v"}));
+}
+
+TEST(Transcript, OfABlockRefusedOnceIsAsItWasReviewed) {
+    const std::string image =
+        hex::Data(0x2100, {0x34, 0x12}) + hex::Data(0xFFFE, {0x00, 0x21}) + hex::EndOfFile();
+    ExpectGolden("block-refused-once", Board()
+                                           .WithFault("answer:write#2=nak")
+                                           .WithFile("image.hex", image)
+                                           .Runs({"-F", "-f", "image.hex"}));
+}
+
+TEST(Transcript, OfASilentChipIsAsItWasReviewed) {
+    ExpectGolden("silent-chip", Board().WithOption("silent=yes").Runs({"-r"}));
+}
+
+// ---- time ----
+
+struct Line {
+    long timeUs;
+    std::string column;
+    std::string words;
+};
+
+std::vector<Line> LinesOf(const std::string& transcript) {
+    std::vector<Line> lines;
+    std::istringstream stream(transcript);
+    for (std::string text; std::getline(stream, text);) {
+        std::istringstream words(text);
+        long seconds = 0;
+        char dot = 0;
+        std::string fraction;
+        Line line{};
+        words >> seconds >> dot >> fraction >> line.column >> std::ws;
+        std::getline(words, line.words);
+        line.timeUs = seconds * 1'000'000 + std::stol(fraction);
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/// Calls that wait are told when they have ended; every other call takes no time.
+bool Waits(const Line& line) {
+    return line.words.starts_with("read ") || line.words.starts_with("select ");
+}
+
+TEST(VirtualTime, PassesOnlyInPausesAndInCallsThatWait) {
+    const Outcome run = Board().Runs({"-f", BigPath()});
+    long nextUs = 0;
+    for (const Line& line : LinesOf(run.transcript)) {
+        if (line.column != "call" && line.column != "pause") {
+            continue;
+        }
+        if (Waits(line)) {
+            EXPECT_GE(line.timeUs, nextUs) << line.words;
+        } else {
+            // The clock is finer than a microsecond; what is written is cut.
+            EXPECT_NEAR(static_cast<double>(line.timeUs), static_cast<double>(nextUs), 1)
+                << line.words;
+        }
+        nextUs = line.timeUs + (line.column == "pause" ? std::stol(line.words) : 0);
+    }
+}
+
+TEST(VirtualTime, OfAProgrammingRunIsItsPausesAndItsCharactersAndWhatTheChipTakes) {
+    const Outcome run = Board().Runs({"-f", BlinkyPath()});
+    double wireUs = 0;
+    long pauseUs = 0;
+    for (const Line& line : LinesOf(run.transcript)) {
+        if (line.column == "wire") {
+            // 11 bits a character, a direction mark before them.
+            const auto characters = static_cast<double>((line.words.size() - 1) / 3);
+            wireUs += characters * 11 * 1e6 / 9600;
+        } else if (line.column == "pause") {
+            pauseUs += std::stol(line.words);
+        }
+    }
+    // Two queries with 500 ms behind each, 500 ms between, three entries of 1250 ms.
+    EXPECT_EQ(pauseUs, 3 * 500'000 + 3 * (100'000 + 1'050'000 + 100'000));
+    // At 400 kHz: 21 erases of 10593 periods each, 97 words of 35; the two queries take 1 ms each.
+    const double restUs = static_cast<double>(LinesOf(run.transcript).back().timeUs) - wireUs -
+                          static_cast<double>(pauseUs);
+    EXPECT_NEAR(restUs, 21 * 10593 * 2.5 + 97 * 35 * 2.5 + 2 * 1000, 5);
+}
+
+}  // namespace
