@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: MIT
+#include "tests/sweeps/Trial.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string_view>
+
+#include "tests/sweeps/Conversation.h"
+#include "vboard/board/BoardFile.h"
+
+namespace sweeps {
+namespace {
+
+constexpr int kExitSuccess = 0;
+constexpr int kExitFailure = 255;
+constexpr int kExitHeld = 124;
+constexpr int kExitKilled = 128 + 9;
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// "SOURCE:LINE LEVEL TEXT" without the line number.
+std::vector<std::string> LogLines(const std::string& output) {
+    std::vector<std::string> lines;
+    std::istringstream stream(output);
+    for (std::string line; std::getline(stream, line);) {
+        const std::size_t colon = line.find(':');
+        const std::size_t blank = line.find(' ', colon);
+        if (colon != std::string::npos && blank != std::string::npos) {
+            line.erase(colon, blank - colon);
+        }
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::string DifferenceOf(const std::vector<std::string>& expected,
+                         const std::vector<std::string>& printed) {
+    const auto [wanted, got] =
+        std::mismatch(expected.begin(), expected.end(), printed.begin(), printed.end());
+    if (wanted == expected.end() && got == printed.end()) {
+        return {};
+    }
+    return fmt::format(
+        "log line {}: expected '{}', printed '{}'", std::distance(expected.begin(), wanted) + 1,
+        wanted == expected.end() ? "(none)" : *wanted, got == printed.end() ? "(none)" : *got);
+}
+
+bool Contains(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+/// The program may wait for ever only where the chip owes it an answer to a frame that was written
+/// whole.
+bool WaitsForTheChip(const std::vector<Event>& recording) {
+    if (recording.empty()) {
+        return false;
+    }
+    const Event& last = recording.back();
+    return last.name == "write" && last.target == "/dev/ttyS1" && !last.failed;
+}
+
+}  // namespace
+
+std::string ReplayText(const std::string& imageName, const std::vector<std::string>& rules) {
+    std::string text = "vboard run";
+    for (const std::string& rule : rules) {
+        text += fmt::format(" --fault '{}'", rule);
+    }
+    return fmt::format("{} -- flashmcu -f tests/sweeps/images/{}.hex", text, imageName);
+}
+
+Worker::Worker(const Tools& tools, unsigned number)
+    : m_tools(tools), m_prefix(fmt::format("{}/worker-{}", tools.folder, number)) {}
+
+Worker::~Worker() {
+    for (const char* name : {"board", "transcript", "output", "errors", "calls"}) {
+        unlink(File(name).c_str());
+    }
+}
+
+std::string Worker::File(const char* name) const {
+    return fmt::format("{}.{}", m_prefix, name);
+}
+
+Worker::Ended Worker::Start(const Image& image, const std::vector<std::string>& rules) {
+    std::vector<std::string> words{
+        m_tools.vboard,     "run",     "--quiet",     "--board",      File("board"), "--transcript",
+        File("transcript"), "--calls", File("calls"), "--time-limit", "100000"};
+    for (const std::string& rule : rules) {
+        words.insert(words.end(), {"--fault", rule});
+    }
+    words.insert(words.end(), {"--", m_tools.flashmcu, "-f",
+                               fmt::format("{}/{}.hex", m_tools.folder, image.Name())});
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
+    constexpr mode_t kMode = 0600;
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, File("output").c_str(), kFlags,
+                                     kMode);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, File("errors").c_str(), kFlags,
+                                     kMode);
+    pid_t process = 0;
+    const int failed =
+        posix_spawn(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    int status = -1;
+    if (failed == 0) {
+        waitpid(process, &status, 0);
+    }
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(File("output")),
+            ReadFile(File("errors")), ReadFile(File("transcript"))};
+}
+
+Verdict Worker::Run(const Image& image, const std::vector<std::string>& rules) {
+    unlink(File("board").c_str());
+    return RunAgain(image, rules);
+}
+
+Verdict Worker::RunAgain(const Image& image, const std::vector<std::string>& rules) {
+    return Judge(image, Start(image, rules));
+}
+
+bool Worker::HoldsImage(const Image& image) const {
+    const int descriptor = open(File("board").c_str(), O_RDWR | O_CLOEXEC);
+    vboard::BoardFile file;
+    std::string problem;
+    const bool opened = descriptor >= 0 && file.Attach(descriptor, problem);
+    close(descriptor);
+    return opened &&
+           std::all_of(image.Covered().begin(), image.Covered().end(), [&file](const auto& cell) {
+               return file.ChipMemory()[cell.first] == cell.second;
+           });
+}
+
+Verdict Worker::Judge(const Image& image, const Ended& ended) const {
+    const std::vector<Event> recording = ReadTranscript(ended.transcript);
+    const Expectation expected = Follow(recording, image, false);
+    Verdict verdict;
+    verdict.log = LogLines(ended.output);
+    verdict.problem = expected.problem;
+    if (verdict.problem.empty()) {
+        verdict.problem = DifferenceOf(expected.log, verdict.log);
+    }
+    const bool cut = ended.status == kExitHeld || ended.status == kExitKilled;
+    if (verdict.problem.empty() && expected.complete == cut) {
+        verdict.problem =
+            fmt::format("status {}: {}", ended.status,
+                        cut ? "cut short behind its end" : "ended in the middle of a conversation");
+    }
+    if (verdict.problem.empty() && expected.complete && expected.status != ended.status) {
+        verdict.problem = fmt::format("status {} where {} was due", ended.status, expected.status);
+    }
+    switch (ended.status) {
+        case kExitSuccess:
+            verdict.outcome = HoldsImage(image) ? Outcome::kComplete : Outcome::kIncomplete;
+            break;
+        case kExitFailure:
+            verdict.outcome = Outcome::kFailed;
+            break;
+        case kExitKilled:
+            verdict.outcome = Outcome::kKilled;
+            break;
+        case kExitHeld:
+            verdict.outcome =
+                Contains(ended.errors, "ordered not to return") ? Outcome::kHeld : Outcome::kSilent;
+            if (verdict.outcome == Outcome::kSilent && !WaitsForTheChip(recording)) {
+                verdict.problem = "waits for ever although the chip owes no answer";
+            }
+            break;
+        default:
+            verdict.problem = fmt::format("status {}: {}", ended.status, ended.errors);
+            break;
+    }
+    return verdict;
+}
+
+Places Worker::FindPlaces(const Image& image) {
+    unlink(File("board").c_str());
+    const Ended ended = Start(image, {});
+    Places places;
+    std::istringstream calls(ReadFile(File("calls")));
+    std::string number;
+    std::string path;
+    for (Places::Call call; calls >> number >> call.kind >> path >> call.sizeBytes;) {
+        places.calls.push_back(call);
+    }
+    std::istringstream lines(ended.transcript);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string time;
+        std::string column;
+        std::string first;
+        words >> time >> column >> first;
+        if (column == "wire") {
+            const auto count =
+                static_cast<unsigned>(std::distance(std::istream_iterator<std::string>(words), {}));
+            (first == ">" ? places.charactersToChip : places.charactersToHost) += count;
+        } else if (column == "loader") {
+            ++places.answers;
+        } else if (column == "line") {
+            for (std::size_t i = 0; i < std::size(kLines); ++i) {
+                places.edges[i] += first == kLines[i] ? 1 : 0;
+            }
+        }
+    }
+    return places;
+}
+
+}  // namespace sweeps
