@@ -8,9 +8,9 @@
 namespace vboard {
 
 std::string Session::Text() const {
-    return fmt::format("{} {} {} {} {} {} {} {} {} {}", boardDescriptor, reportDescriptor,
+    return fmt::format("{} {} {} {} {} {} {} {} {} {} {}", boardDescriptor, reportDescriptor,
                        transcriptDescriptor, pace, limitNs, faultsDescriptor, callsDescriptor,
-                       noiseRate, noiseSeed, vcdDescriptor);
+                       noiseRate, noiseSeed, vcdDescriptor, summaryDescriptor);
 }
 
 bool Session::Parse(std::string_view text, Session& session) {
@@ -18,7 +18,7 @@ bool Session::Parse(std::string_view text, Session& session) {
     Session parsed;
     words >> parsed.boardDescriptor >> parsed.reportDescriptor >> parsed.transcriptDescriptor >>
         parsed.pace >> parsed.limitNs >> parsed.faultsDescriptor >> parsed.callsDescriptor >>
-        parsed.noiseRate >> parsed.noiseSeed >> parsed.vcdDescriptor;
+        parsed.noiseRate >> parsed.noiseSeed >> parsed.vcdDescriptor >> parsed.summaryDescriptor;
     if (words.fail()) {
         return false;
     }

@@ -31,9 +31,10 @@ struct Session {
     int callsDescriptor = -1;       ///< Where calls that can be struck are listed; -1: nowhere.
     double noiseRate = 0;           ///< Share of events that random faults strike; 0 = none.
     std::uint64_t noiseSeed = 0;
-    int vcdDescriptor = -1;    ///< -1: no waveform.
-    double pace = 0;           ///< 1 = real time, 10 = ten times as fast, 0 = as fast as it can.
-    std::int64_t limitNs = 0;  ///< Virtual time after which the run is ended; 0 = none.
+    int vcdDescriptor = -1;      ///< -1: no waveform.
+    int summaryDescriptor = -1;  ///< Shared memory, SummaryCounts; -1: none.
+    double pace = 0;             ///< 1 = real time, 10 = ten times as fast, 0 = as fast as it can.
+    std::int64_t limitNs = 0;    ///< Virtual time after which the run is ended; 0 = none.
 
     [[nodiscard]] std::string Text() const;
     /// False when the text is not one that Text() wrote.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/front/Recordings.h"
 
+#include <sys/mman.h>
+
 #include "vboard/front/LineFile.h"
 
 namespace vboard {
@@ -12,11 +14,26 @@ Recordings::Recordings(const Session& session, Board& board, bool first) : m_fir
             session.pace > 0);
         board.AddListener(*m_vcd);
     }
+    if (session.summaryDescriptor >= 0) {
+        void* counts = mmap(nullptr, sizeof(SummaryCounts), PROT_READ | PROT_WRITE, MAP_SHARED,
+                            session.summaryDescriptor, 0);
+        if (counts != MAP_FAILED) {
+            m_summary =
+                std::make_unique<Summary>(board.Clock(), *static_cast<SummaryCounts*>(counts));
+            board.AddListener(*m_summary);
+        }
+    }
 }
 
 void Recordings::Begin() {
     if (m_vcd) {
         m_vcd->Begin(m_first);
+    }
+}
+
+void Recordings::ProgramEnded() {
+    if (m_summary) {
+        m_summary->Finish();
     }
 }
 

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The waveforms of one program's run: made when its board is made, completed when the program ends.
+// What is recorded of one program's run besides the transcript: made when its board is made,
+// completed when the program ends.
 
 #include <memory>
 
 #include "vboard/board/Board.h"
 #include "vboard/board/Session.h"
+#include "vboard/record/Summary.h"
 #include "vboard/record/VcdWriter.h"
 
 namespace vboard {
@@ -19,12 +21,15 @@ public:
 
     /// The board has taken over its kept state: the record begins.
     void Begin();
+    /// The program has ended; the board has not settled yet.
+    void ProgramEnded();
     /// The board has settled after the end of the program.
     void Finish();
 
 private:
     bool m_first;
     std::unique_ptr<VcdWriter> m_vcd;
+    std::unique_ptr<Summary> m_summary;
 };
 
 }  // namespace vboard

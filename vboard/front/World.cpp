@@ -168,6 +168,7 @@ void World::End() {
     }
     m_ended = true;
     const std::int64_t endNs = m_board->Clock().Now().time_since_epoch().count();
+    m_recordings->ProgramEnded();
     m_board->Clock().SetPacer(nullptr);
     m_board->Clock().SetLimit(Instant::max(), {});
     m_board->Settle();

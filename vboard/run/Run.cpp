@@ -20,6 +20,7 @@
 #include "vboard/run/FaultOrder.h"
 #include "vboard/run/ReplayLine.h"
 #include "vboard/run/RunOptions.h"
+#include "vboard/run/SummaryOrder.h"
 
 namespace vboard {
 namespace {
@@ -41,6 +42,7 @@ struct RunFiles {
     Descriptor faults;
     Descriptor calls;
     Descriptor vcd;
+    SummaryOrder summary;
 };
 
 /// Beside the runner in a build folder, below the library folder when installed.
@@ -106,7 +108,8 @@ bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem)
     }
     return OpenOutput("transcript", options.transcriptPath, files.transcript, problem) &&
            OpenOutput("list of calls", options.callsPath, files.calls, problem) &&
-           OpenOutput("waveform", options.vcdPath, files.vcd, problem);
+           OpenOutput("waveform", options.vcdPath, files.vcd, problem) &&
+           files.summary.Open(options, problem);
 }
 
 /// Hands the rules over in a file of memory, where no length limits them.
@@ -162,6 +165,7 @@ void Preload(const RunOptions& options, const std::string& library) {
     session.noiseRate = options.noiseRate;
     session.noiseSeed = options.noiseSeed;
     session.vcdDescriptor = Inherited(files.vcd);
+    session.summaryDescriptor = Inherited(files.summary.Counts());
     session.pace = options.pace;
     session.limitNs = static_cast<std::int64_t>(options.timeLimitSeconds * 1e9);
     setenv(kSessionVariable, session.Text().c_str(), 1);
@@ -219,16 +223,19 @@ void EndTranscript(const RunFiles& files, int status) {
     static_cast<void>(write(files.transcript.Number(), line.data(), line.size()));
 }
 
-void Summarize(const RunFiles& files) {
+void Summarize(const RunOptions& options, const RunFiles& files, int status) {
     const RunReport& report = *files.reportMemory;
-    if (report.worlds == 0) {
+    if (report.worlds == 0 && !options.quiet) {
         Say("the program never reached the board: is it linked statically?");
-        return;
     }
     BoardFile now;
     std::string problem;
     if (!now.Attach(files.board.Number(), problem)) {
         Say(fmt::format("the board {}", problem));
+        return;
+    }
+    files.summary.Report(status, report, now);
+    if (options.quiet || options.summaryAsJson || report.worlds == 0) {
         return;
     }
     Say(fmt::format("{} bytes of flash programmed in {} blocks; {}; {:.6f} s of virtual time",
@@ -267,8 +274,8 @@ int Run(const RunOptions& options) {
     }
     const bool started = !WIFEXITED(status) || (WEXITSTATUS(status) != kExitNotFound &&
                                                 WEXITSTATUS(status) != kExitCannotExecute);
-    if (!options.quiet && started) {
-        Summarize(files);
+    if (started) {
+        Summarize(options, files, status);
     }
     if (status != 0 && started && (!faults.empty() || options.noiseRate > 0)) {
         Say(fmt::format("replay: {}", ReplayLine(options, faults)));

@@ -26,7 +26,10 @@ struct RunOptions {
     std::uint64_t noiseSeed = 1;
     std::string callsPath;  ///< Where to list the calls that can be struck.
     std::string vcdPath;
-    std::string libraryPath;  ///< Empty: the one that belongs to this runner.
+    bool summaryAsJson = false;  ///< In place of the one line on standard error.
+    std::string summaryPath;     ///< The same object into a file.
+    std::string imagePath;       ///< Intel HEX that the summary compares the flash with.
+    std::string libraryPath;     ///< Empty: the one that belongs to this runner.
     std::string via;  ///< A qemu-user emulator that starts the program, with its options; or empty.
     bool quiet = false;
     std::vector<std::string> program;  ///< The program and its arguments; never empty.

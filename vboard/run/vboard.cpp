@@ -73,6 +73,21 @@ void AddLibrary(CLI::App& run, vboard::RunOptions& options) {
         ->needs(library);
 }
 
+void AddSummary(CLI::App& run, vboard::RunOptions& options) {
+    run.add_option_function<std::string>(
+           "--summary",
+           [&options](const std::string& form) { options.summaryAsJson = form == "json"; },
+           "The summary at the end: one line, or an object for programs")
+        ->check(CLI::IsMember({"line", "json"}))
+        ->type_name("line|json");
+    run.add_option("--summary-file", options.summaryPath,
+                   "Write the summary for programs to a file")
+        ->type_name("FILE");
+    run.add_option("--image", options.imagePath,
+                   "Compare the flash with this Intel HEX file in the summary for programs")
+        ->type_name("FILE");
+}
+
 void AddRun(CLI::App& app, vboard::RunOptions& options) {
     CLI::App& run = *app.add_subcommand("run",
                                         "Run a program on a virtual board: "
@@ -102,6 +117,7 @@ void AddRun(CLI::App& app, vboard::RunOptions& options) {
     AddFaults(run, options);
     run.add_option("--vcd", options.vcdPath, "Write the waveforms as a Value Change Dump")
         ->type_name("FILE");
+    AddSummary(run, options);
     AddLibrary(run, options);
     run.add_flag("--quiet", options.quiet, "No summary at the end");
 }

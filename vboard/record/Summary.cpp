@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/record/Summary.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vboard {
+namespace {
+
+// First bytes of frames and answers (SLAU319).
+constexpr std::uint8_t kSync = 0x80;
+constexpr std::uint8_t kDataFrame = 0x80;
+constexpr std::uint8_t kAck = 0x90;
+constexpr std::uint8_t kNak = 0xA0;
+constexpr std::uint8_t kWriteBlock = 0x12;
+constexpr std::uint8_t kErase = 0x16;
+constexpr std::uint8_t kMassErase = 0x18;
+
+constexpr std::array<std::string_view, kOperationCount> kNames{"outside", "reset",   "detect",
+                                                               "erase",   "program", "other"};
+
+std::uint64_t Nanoseconds(Duration length) {
+    return static_cast<std::uint64_t>(length.count());
+}
+
+void Add(Activity& sum, const Activity& part) {
+    sum.count += part.count;
+    sum.lineNs += part.lineNs;
+    sum.busyNs += part.busyNs;
+    sum.pauseNs += part.pauseNs;
+    sum.waitingNs += part.waitingNs;
+    sum.leastNs += part.leastNs;
+    sum.charactersToChip += part.charactersToChip;
+    sum.charactersToHost += part.charactersToHost;
+    sum.syncs += part.syncs;
+    sum.frames += part.frames;
+    sum.refusals += part.refusals;
+    sum.retries += part.retries;
+    sum.blocks += part.blocks;
+    sum.blockBytes += part.blockBytes;
+    sum.acknowledgedBlocks += part.acknowledgedBlocks;
+    sum.acknowledgedBytes += part.acknowledgedBytes;
+}
+
+}  // namespace
+
+std::string_view NameOf(Operation operation) {
+    return kNames.at(static_cast<std::size_t>(operation));
+}
+
+Summary::Summary(const VirtualClock& clock, SummaryCounts& counts)
+    : m_clock(clock),
+      m_counts(counts),
+      m_accounted(clock.Now()),
+      m_lineUntil(clock.Now()),
+      m_pauseUntil(clock.Now()) {}
+
+void Summary::Finish() {
+    if (!m_finished) {
+        Advance();
+        EndOperation();
+        m_finished = true;
+    }
+}
+
+void Summary::OnSignal(Signal signal, std::uint32_t value) {
+    if (m_finished) {
+        return;
+    }
+    Advance();
+    if (signal == Signal::kChipBusy) {
+        m_busy = value != 0;
+    } else if (signal == Signal::kChipMode) {
+        SetMode(value);
+    }
+}
+
+void Summary::OnPause(Duration length) {
+    Advance();
+    m_pauseUntil = m_clock.Now() + length;
+}
+
+void Summary::OnCharacter(const WireCharacter& character) {
+    if (m_finished) {
+        return;
+    }
+    Advance();
+    const Duration length = character.bitTime * character.bitCount;
+    m_lineUntil = std::max(m_lineUntil, character.start + length);
+    m_now.leastNs += Nanoseconds(length);
+    if (character.direction == Direction::kHostToChip) {
+        ++m_now.charactersToChip;
+    } else {
+        ++m_now.charactersToHost;
+        TakeAnswer(character.value);
+    }
+}
+
+void Summary::OnLoaderCommand(const LoaderCommand& command) {
+    if (m_finished) {
+        return;
+    }
+    if (command.command == kSync) {
+        ++m_now.syncs;
+        m_now.retries += std::exchange(m_syncBefore, true) ? 1 : 0;
+        m_awaitsAnswer = false;
+        return;
+    }
+    ++m_now.frames;
+    m_now.retries += std::exchange(m_failedBefore, true) ? 1 : 0;
+    m_syncBefore = false;
+    m_awaitsAnswer = true;
+    m_erased |= command.command == kErase || command.command == kMassErase;
+    m_blockBytes = command.command == kWriteBlock ? command.lengthBytes : 0;
+    m_now.blocks += command.command == kWriteBlock ? 1 : 0;
+    m_now.blockBytes += m_blockBytes;
+}
+
+void Summary::TakeAnswer(std::uint8_t value) {
+    if (!std::exchange(m_awaitsAnswer, false)) {
+        return;
+    }
+    m_failedBefore = value != kAck && value != kDataFrame;
+    m_now.refusals += value == kNak ? 1 : 0;
+    if (value == kAck && m_blockBytes > 0) {
+        ++m_now.acknowledgedBlocks;
+        m_now.acknowledgedBytes += m_blockBytes;
+    }
+}
+
+void Summary::Advance() {
+    while (m_accounted < m_clock.Now()) {
+        const Instant until = NextChange(m_accounted, m_clock.Now());
+        Account(m_accounted, until);
+        m_accounted = until;
+    }
+}
+
+Instant Summary::NextChange(Instant from, Instant to) const {
+    for (const Instant end : {m_lineUntil, m_pauseUntil}) {
+        to = end > from ? std::min(to, end) : to;
+    }
+    return to;
+}
+
+void Summary::Account(Instant from, Instant to) {
+    const std::uint64_t length = Nanoseconds(to - from);
+    m_now.leastNs += m_busy ? length : 0;
+    if (from < m_lineUntil) {
+        m_now.lineNs += length;
+    } else if (m_busy) {
+        m_now.busyNs += length;
+    } else if (from < m_pauseUntil) {
+        m_now.pauseNs += length;
+    } else {
+        m_now.waitingNs += length;
+    }
+}
+
+void Summary::SetMode(std::uint32_t mode) {
+    const std::string_view name = ValueName(Signal::kChipMode, mode);
+    const bool inside = name == "reset" || name == "armed" || name == "loader";
+    if (inside != m_inside) {
+        EndOperation();
+        m_inside = inside;
+    }
+    m_entered |= name == "loader";
+}
+
+void Summary::EndOperation() {
+    m_now.count = m_inside ? 1 : 0;
+    Add(m_counts.at(static_cast<std::size_t>(Kind())), m_now);
+    m_now = {};
+    m_entered = false;
+    m_erased = false;
+    m_syncBefore = false;
+    m_failedBefore = false;
+    m_awaitsAnswer = false;
+}
+
+Operation Summary::Kind() const {
+    if (!m_inside) {
+        return Operation::kOutside;
+    }
+    if (m_now.blocks > 0) {
+        return Operation::kProgram;
+    }
+    if (m_erased) {
+        return Operation::kErase;
+    }
+    if (m_now.frames > 0) {
+        return Operation::kOther;
+    }
+    return m_entered ? Operation::kDetect : Operation::kReset;
+}
+
+}  // namespace vboard

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/run/RunSummary.h"
+
+#include <fmt/format.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <nlohmann/json.hpp>
+
+namespace vboard {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct Field {
+    const char* name;
+    std::uint64_t Activity::*value;
+};
+
+constexpr std::array<Field, 15> kFields{{
+    {"line_ns", &Activity::lineNs},
+    {"chip_busy_ns", &Activity::busyNs},
+    {"pause_ns", &Activity::pauseNs},
+    {"waiting_ns", &Activity::waitingNs},
+    {"least_ns", &Activity::leastNs},
+    {"characters_to_chip", &Activity::charactersToChip},
+    {"characters_to_host", &Activity::charactersToHost},
+    {"syncs", &Activity::syncs},
+    {"frames", &Activity::frames},
+    {"refusals", &Activity::refusals},
+    {"retries", &Activity::retries},
+    {"blocks", &Activity::blocks},
+    {"block_bytes", &Activity::blockBytes},
+    {"acknowledged_blocks", &Activity::acknowledgedBlocks},
+    {"acknowledged_bytes", &Activity::acknowledgedBytes},
+}};
+
+std::uint64_t LengthOf(const Activity& activity) {
+    return activity.lineNs + activity.busyNs + activity.pauseNs + activity.waitingNs;
+}
+
+void AddFields(Json& object, const Activity& activity) {
+    object["virtual_time_ns"] = LengthOf(activity);
+    for (const Field& field : kFields) {
+        object[field.name] = activity.*field.value;
+    }
+}
+
+Activity Total(const SummaryCounts& counts) {
+    Activity total{};
+    for (const Activity& activity : counts) {
+        for (const Field& field : kFields) {
+            total.*field.value += activity.*field.value;
+        }
+    }
+    return total;
+}
+
+Json EndOf(const RunResult& result) {
+    Json end;
+    end["status"] = WIFEXITED(result.status) ? Json(WEXITSTATUS(result.status)) : Json(nullptr);
+    end["signal"] = WIFSIGNALED(result.status) ? Json(WTERMSIG(result.status)) : Json(nullptr);
+    const bool judged = result.report.verdict != static_cast<std::uint32_t>(Verdict::kNone);
+    end["verdict"] = judged ? Json(result.report.verdictText.data()) : Json(nullptr);
+    return end;
+}
+
+Json ChipOf(const BoardFile& board) {
+    Json chip;
+    chip["mode"] =
+        ValueName(Signal::kChipMode, static_cast<std::uint32_t>(board.State().chip.mode));
+    std::uint16_t version = 0;
+    const bool runs =
+        RunningVersion(board.State(), board.ChipMemory(), board.Setup().Options(), version);
+    chip["version"] = runs ? Json(version) : Json(nullptr);
+    return chip;
+}
+
+Json FlashOf(const RunResult& result) {
+    if (result.image == nullptr) {
+        return nullptr;
+    }
+    const FlashComparison found = CompareFlash(*result.image, result.board);
+    Json flash;
+    flash["image"] = result.imagePath;
+    flash["image_bytes"] = result.image->CoveredBytes();
+    flash["equal"] = found.differentBytes == 0;
+    flash["different_bytes"] = found.differentBytes;
+    flash["first_difference"] = found.firstDifference < 0
+                                    ? Json(nullptr)
+                                    : Json(fmt::format("0x{:04x}", found.firstDifference));
+    flash["leftover_bytes"] = found.leftoverBytes;
+    return flash;
+}
+
+}  // namespace
+
+FlashComparison CompareFlash(const MemoryImage& image, const BoardFile& board) {
+    constexpr std::uint8_t kErased = 0xFF;
+    const auto& main = board.Setup().Part().mainMemory;
+    const Memory memory = board.ChipMemory();
+    FlashComparison found;
+    for (std::size_t place = 0; place < kMemorySizeBytes; ++place) {
+        const auto address = static_cast<std::uint16_t>(place);
+        if (!image.Covers(address)) {
+            found.leftoverBytes += main.Contains(address) && memory[place] != kErased ? 1 : 0;
+        } else if (image.At(address) != memory[place]) {
+            found.firstDifference = found.differentBytes++ == 0 ? address : found.firstDifference;
+        }
+    }
+    return found;
+}
+
+std::string SummaryJson(const RunResult& result) {
+    Json summary;
+    summary["end"] = EndOf(result);
+    summary["programs"] = result.report.worlds;
+    AddFields(summary, Total(result.counts));
+    Json& operations = summary["operations"];
+    for (std::size_t index = 0; index < kOperationCount; ++index) {
+        Json& operation = operations[std::string(NameOf(static_cast<Operation>(index)))];
+        operation["count"] = result.counts.at(index).count;
+        AddFields(operation, result.counts.at(index));
+    }
+    summary["chip"] = ChipOf(result.board);
+    summary["flash"] = FlashOf(result);
+    return summary.dump(2) + "\n";
+}
+
+}  // namespace vboard

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/run/SummaryOrder.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/mman.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "vboard/image/IntelHex.h"
+
+namespace vboard {
+namespace {
+
+constexpr mode_t kFileMode = 0644;
+
+}  // namespace
+
+SummaryOrder::~SummaryOrder() {
+    if (m_memory != nullptr) {
+        munmap(m_memory, sizeof(SummaryCounts));
+    }
+}
+
+bool SummaryOrder::Open(const RunOptions& options, std::string& problem) {
+    m_onStandardError = options.summaryAsJson && !options.quiet;
+    m_imagePath = options.imagePath;
+    if (!m_onStandardError && options.summaryPath.empty()) {
+        if (!m_imagePath.empty()) {
+            problem = "--image has no summary to stand in: add --summary json or --summary-file";
+        }
+        return m_imagePath.empty();
+    }
+    return ReadImage(problem) && MakeCounts(problem) && OpenFile(options.summaryPath, problem);
+}
+
+bool SummaryOrder::ReadImage(std::string& problem) {
+    if (m_imagePath.empty()) {
+        return true;
+    }
+    std::ifstream file(m_imagePath, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    if (!file) {
+        problem = fmt::format("image '{}' can't be read: {}", m_imagePath, strerrordesc_np(errno));
+        return false;
+    }
+    std::string why;
+    if (!ReadIntelHex(text, m_image.emplace(), why)) {
+        problem = fmt::format("image '{}': {}", m_imagePath, why);
+        return false;
+    }
+    return true;
+}
+
+bool SummaryOrder::MakeCounts(std::string& problem) {
+    m_counts = Descriptor(memfd_create("vboard-summary", MFD_CLOEXEC));
+    void* memory = MAP_FAILED;
+    if (m_counts.IsOpen() && ftruncate(m_counts.Number(), sizeof(SummaryCounts)) == 0) {
+        memory = mmap(nullptr, sizeof(SummaryCounts), PROT_READ | PROT_WRITE, MAP_SHARED,
+                      m_counts.Number(), 0);
+    }
+    if (memory == MAP_FAILED) {
+        problem = fmt::format("no memory for the summary: {}", strerrordesc_np(errno));
+        return false;
+    }
+    m_memory = static_cast<SummaryCounts*>(memory);
+    return true;
+}
+
+bool SummaryOrder::OpenFile(const std::string& path, std::string& problem) {
+    if (path.empty()) {
+        return true;
+    }
+    m_file = Descriptor(
+        open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, kFileMode));
+    if (!m_file.IsOpen()) {
+        problem = fmt::format("summary '{}' can't be written: {}", path, strerrordesc_np(errno));
+    }
+    return m_file.IsOpen();
+}
+
+void SummaryOrder::Report(int status, const RunReport& report, const BoardFile& board) const {
+    if (m_memory == nullptr) {
+        return;
+    }
+    const std::string text =
+        SummaryJson({status, report, *m_memory, board, m_image ? &*m_image : nullptr, m_imagePath});
+    if (m_onStandardError) {
+        fmt::print(stderr, "{}", text);
+    }
+    if (m_file.IsOpen()) {
+        static_cast<void>(write(m_file.Number(), text.data(), text.size()));
+    }
+}
+
+}  // namespace vboard
