@@ -65,10 +65,11 @@ std::string SpeedName(speed_t speed) {
     return found == kSpeeds.end() ? "code " + Hexadecimal(speed) : found->second;
 }
 
+// The input speed is the one that was set as such: cfgetispeed() would give the output speed.
 std::string SettingsText(const termios& settings) {
     const tcflag_t speedBits = CBAUD | CIBAUD;
     std::string text =
-        "in " + SpeedName(cfgetispeed(&settings)) + " out " + SpeedName(cfgetospeed(&settings)) +
+        "in " + SpeedName(settings.c_ispeed) + " out " + SpeedName(cfgetospeed(&settings)) +
         " cflag " + Hexadecimal(settings.c_cflag & ~speedBits) + " iflag " +
         std::to_string(settings.c_iflag) + " oflag " + std::to_string(settings.c_oflag) +
         " lflag " + std::to_string(settings.c_lflag) + " min " +
@@ -117,10 +118,13 @@ bool ParseLogLine(const std::string& text, LogLine& parts) {
     return true;
 }
 
-// The stream behind a GPIO file: what stdio hands on at a flush goes to the host.
+// The stream behind a GPIO file: what stdio hands on at a flush goes to the host. A stream that was
+// left open may be flushed when no host is there any more.
 ssize_t WriteToCookie(void* cookie, const char* bytes, std::size_t count) {
     const allocation_counter::Uncounted uncounted;
-    return currentHost->Flush(*static_cast<std::string*>(cookie), bytes, count);
+    return currentHost == nullptr
+               ? static_cast<ssize_t>(count)
+               : currentHost->Flush(*static_cast<std::string*>(cookie), bytes, count);
 }
 
 ssize_t ReadFromCookie(void* /*cookie*/, char* /*buffer*/, std::size_t /*sizeBytes*/) {
@@ -135,7 +139,9 @@ int SeekCookie(void* /*cookie*/, off64_t* offset, int /*whence*/) {
 int CloseCookie(void* cookie) {
     const allocation_counter::Uncounted uncounted;
     auto* path = static_cast<std::string*>(cookie);
-    currentHost->Record("fclose " + *path);
+    if (currentHost != nullptr) {
+        currentHost->Record("fclose " + *path);
+    }
     delete path;
     return 0;
 }

@@ -21,7 +21,7 @@ TempFolder::~TempFolder() {
 }
 
 std::string TempFolder::WriteFile(const std::string& name, const std::string& content) const {
-    const std::string path = PathOf(name);
+    std::string path = PathOf(name);
     std::ofstream file(path, std::ios::binary);
     file << content;
     return path;

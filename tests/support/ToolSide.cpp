@@ -121,4 +121,45 @@ void ToolSide_perror(const char* text) {
     Host().Perror(text);
 }
 
+// The names that the same calls have in a build with _FORTIFY_SOURCE.
+
+int ToolSide_open_2(const char* path, int flags) {
+    return ToolSide_open(path, flags);
+}
+
+int ToolSide_open64_2(const char* path, int flags) {
+    return ToolSide_open(path, flags);
+}
+
+long ToolSide_read_chk(int descriptor, void* buffer, std::size_t sizeBytes,
+                       std::size_t /*bufferBytes*/) {
+    return ToolSide_read(descriptor, buffer, sizeBytes);
+}
+
+int ToolSide_vsnprintf_chk(char* buffer, std::size_t sizeBytes, int /*flag*/,
+                           std::size_t /*bufferBytes*/, const char* format, va_list arguments) {
+    return ToolSide_vsnprintf(buffer, sizeBytes, format, arguments);
+}
+
+int ToolSide_snprintf_chk(char* buffer, std::size_t sizeBytes, int /*flag*/,
+                          std::size_t /*bufferBytes*/, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int count = ToolSide_vsnprintf(buffer, sizeBytes, format, arguments);
+    va_end(arguments);
+    return count;
+}
+
+int ToolSide_vprintf_chk(int /*flag*/, const char* format, va_list arguments) {
+    return ToolSide_vprintf(format, arguments);
+}
+
+int ToolSide_printf_chk(int /*flag*/, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int count = ToolSide_vprintf(format, arguments);
+    va_end(arguments);
+    return count;
+}
+
 }  // extern "C"

@@ -10,12 +10,10 @@
 
 using expected::Construction;
 using expected::Destruction;
-using expected::Directions;
 using expected::Exchange;
 using expected::Log;
 using expected::LogOf;
 using expected::NoTriState;
-using expected::NoValue;
 using expected::Pause;
 using expected::PortClosed;
 using expected::PortOpened;

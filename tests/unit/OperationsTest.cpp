@@ -414,6 +414,16 @@ TEST_F(Update, WithAMissingFileNeverSwitchesTheTristate) {
                                   Error("error opening file: " + name) + kFinish);
 }
 
+TEST_F(Update, WithTheReaderStillOpenFailsLikeAMissingFileAndLeavesItOpen) {
+    ASSERT_TRUE(m_target.m_hexReader.Open(m_image));
+    EXPECT_FALSE(Program());
+    EXPECT_TRUE(m_target.m_hexReader.m_file.is_open());
+    EXPECT_EQ(Conversation(), kImageOpened + kStarting +
+                                  LogOf("IntelHexFileWrapper", "error",
+                                        "CIntelHexWrapper::Open failed to open " + m_image) +
+                                  Error("error opening file: " + m_image) + kFinish);
+}
+
 TEST_F(Update, WithoutTheTristateDeviceOnlyClosesTheFile) {
     m_host.Without("/dev/knxspi");
     EXPECT_FALSE(Program());

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -178,9 +179,10 @@ TEST_F(SerialLink, SendsAFrameAsItStandsInTheBufferAndComparesTheWholeReply) {
 
 TEST_F(SerialLink, AReplyThatDiffersInLengthOrInAnyByteIsWrong) {
     OpenPort();
-    const Bytes reply{0x0A, 0x0B};
-    for (const Bytes& wrong :
-         {Bytes{0x0A}, Bytes{0x0A, 0x0B, 0x00}, Bytes{0x0A, 0x0C}, Bytes{0x0C, 0x0B}}) {
+    // Only the first two bytes are expected; a third like the one behind them is one too many.
+    const Bytes reply{0x0A, 0x0B, 0x0C};
+    for (const Bytes& wrong : {Bytes{0x0A}, Bytes{0x0A, 0x0B, 0x0C}, Bytes{0x0A, 0x0B, 0x00},
+                               Bytes{0x0A, 0x0C}, Bytes{0x0C, 0x0B}}) {
         Port().Answers(wrong);
         EXPECT_FALSE(m_target.SendFrameExpectReply(1, reply.data(), 2)) << ToText(wrong);
     }
@@ -188,6 +190,23 @@ TEST_F(SerialLink, AReplyThatDiffersInLengthOrInAnyByteIsWrong) {
     EXPECT_FALSE(m_target.SendFrameExpectReply(1, reply.data(), 2));
     EXPECT_FALSE(m_target.SendFrameExpectReply(1, reply.data(), 2));
     EXPECT_EQ(m_host.AnswersLeft(), 0);
+}
+
+TEST_F(SerialLink, AFrameThatTheBufferCannotHoldIsNotSent) {
+    OpenPort();
+    const Bytes reply{0x0A};
+    for (const int length : {301, 1000000, -1, INT_MAX, INT_MIN}) {
+        EXPECT_FALSE(m_target.SendFrameExpectReply(length, reply.data(), 1)) << length;
+    }
+    EXPECT_EQ(Conversation(), "");
+}
+
+TEST_F(SerialLink, AFrameMayFillTheWholeBuffer) {
+    OpenPort();
+    const Bytes reply{0x0A};
+    Port().Answers(reply);
+    EXPECT_TRUE(m_target.SendFrameExpectReply(300, reply.data(), 1));
+    EXPECT_EQ(Conversation(), Sent(Repeat(0x00, 300)) + Got(reply));
 }
 
 TEST_F(SerialLink, AFailedReadIsTheReplyOfNoBytes) {
