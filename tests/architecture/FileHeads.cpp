@@ -75,7 +75,7 @@ std::vector<Finding> CheckLicenceLines(const SourceTree& tree) {
 }
 
 std::vector<Finding> CheckGuards(const SourceTree& tree) {
-    static const std::regex kOldGuard("\n#ifndef (FLASHMCU_\\w+_H)\n#define \\1\n");
+    static const std::regex kOldGuard("\n#ifndef (\\w+_H)\n#define \\1\n");
     std::vector<Finding> findings;
     for (const SourceFile& file : tree) {
         if (ExtensionOf(file) != ".h" || !file.IsCpp() || file.IsIn("examples")) {

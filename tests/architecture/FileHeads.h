@@ -13,7 +13,7 @@ namespace architecture {
 /// The licence stands in the first line, in scripts in the line after "#!".
 [[nodiscard]] std::vector<Finding> CheckLicenceLines(const SourceTree& tree);
 
-/// A header has #pragma once, or the tool's #ifndef FLASHMCU_..._H.
+/// A header has #pragma once, or the older #ifndef NAME_H.
 [[nodiscard]] std::vector<Finding> CheckGuards(const SourceTree& tree);
 
 /// Where a source has a header of its own base name in its folder, that is its first include.
