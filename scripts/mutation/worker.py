@@ -1,0 +1,117 @@
+# SPDX-License-Identifier: MIT
+"""A copy of the sources with a build of its own, in which one mutant after another is tried."""
+
+import os
+import re
+import shutil
+import subprocess
+from dataclasses import dataclass
+from pathlib import Path
+
+# Cheap ones first: what they kill, the dearer ones need not see.
+SUITES = ("unit_tests", "scenario_tests")
+_FAILED = re.compile(r"^\[  FAILED  \] ([\w./]+)", re.MULTILINE)
+
+
+@dataclass(frozen=True)
+class Verdict:
+    result: str  # killed, survived, or broken: does not compile
+    by: str = ""
+
+
+class Worker:
+    def __init__(self, repository, folder):
+        self._repository = Path(repository)
+        self._source = Path(folder) / "source"
+        self._build = Path(folder) / "build"
+        self._limit_seconds = {}
+
+    def prepare(self, log):
+        """Brings the copy up to date, builds it, and measures how long the tests take."""
+        self._copy_sources()
+        options = ["-DCMAKE_BUILD_TYPE=", "-DCMAKE_CXX_FLAGS=-O0 -w",
+                   "-DFLASHMCU_WARNINGS_AS_ERRORS=OFF"]
+        if shutil.which("ccache"):
+            options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
+        self._must(["cmake", "-S", self._source, "-B", self._build, "-G", "Ninja", *options])
+        self._must(["ninja", "-C", self._build, *SUITES, "flashmcu", "vboard"])
+        for suite in SUITES:
+            seconds, outcome = _timed(lambda name=suite: self._run_suite(name, None))
+            if outcome:
+                raise RuntimeError(f"{suite} fails without any mutant: {outcome}")
+            self._limit_seconds[suite] = 20 + 10 * seconds
+            log(f"{suite} takes {seconds:.1f} s")
+
+    def try_mutant(self, mutant):
+        path = self._source / mutant.path
+        original = path.read_text(encoding="utf-8")
+        path.write_text(mutant.apply(original), encoding="utf-8")
+        try:
+            return self._judge()
+        finally:
+            path.write_text(original, encoding="utf-8")
+
+    def _judge(self):
+        for suite in SUITES:
+            # The programs that a suite starts are no part of its own link.
+            if not self._builds(suite, "flashmcu" if suite == "scenario_tests" else suite):
+                return Verdict("broken")
+            by = self._run_suite(suite, self._limit_seconds[suite])
+            if by:
+                return Verdict("killed", by)
+        return Verdict("survived")
+
+    def _copy_sources(self):
+        listed = subprocess.run(
+            ["git", "-C", self._repository, "ls-files", "-z", "--cached", "--others",
+             "--exclude-standard"], check=True, capture_output=True, text=True).stdout
+        names = {name for name in listed.split("\0") if name and
+                 (self._repository / name).is_file()}
+        for name in names:
+            source, copy = self._repository / name, self._source / name
+            # Unchanged files keep their time, so that the build has little to do.
+            if not copy.is_file() or copy.read_bytes() != source.read_bytes():
+                copy.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copy(source, copy)
+        for copy in self._source.rglob("*"):
+            if copy.is_file() and str(copy.relative_to(self._source)) not in names:
+                copy.unlink()
+
+    def _environment(self):
+        return {**os.environ, "CCACHE_BASEDIR": str(self._source.parent), "CCACHE_NOHASHDIR": "1"}
+
+    def _must(self, command):
+        done = subprocess.run([str(word) for word in command], capture_output=True, text=True,
+                              env=self._environment(), check=False)
+        if done.returncode != 0:
+            raise RuntimeError(f"{command[0]} fails:\n{done.stdout[-2000:]}{done.stderr[-2000:]}")
+
+    def _builds(self, *targets):
+        # A mutant is built once: it would only fill the cache. Listing a mutant's tests may fail,
+        # which is as good as a failed test.
+        done = subprocess.run(["ninja", "-C", self._build, *targets], capture_output=True,
+                              text=True, env={**self._environment(), "CCACHE_DISABLE": "1"},
+                              check=False)
+        return done.returncode == 0
+
+    def _run_suite(self, suite, limit_seconds):
+        """Empty when every test passes, else what went wrong first."""
+        program = self._build / "bin" / suite
+        try:
+            done = subprocess.run(
+                [program, "--gtest_fail_fast", "--gtest_brief=1"], capture_output=True, text=True,
+                errors="replace", timeout=limit_seconds, check=False, cwd=self._build,
+                # The same random inputs each time.
+                env={**os.environ, "RC_PARAMS": "seed=1"})
+        except subprocess.TimeoutExpired:
+            return f"{suite}: the time limit"
+        if done.returncode == 0:
+            return ""
+        failed = _FAILED.search(done.stdout)
+        return failed.group(1) if failed else f"{suite}: a crash"
+
+
+def _timed(action):
+    before = os.times().elapsed
+    result = action()
+    return os.times().elapsed - before, result
