@@ -76,7 +76,7 @@ constexpr std::array<ActionInfo, static_cast<std::size_t>(FaultAction::kCount)> 
     {kErrno, "ERRNO", ArgumentKind::kNone,
      "the call is not carried out and fails with this errno: eio, ENOENT ...", "read:port=eio"},
     {kShort, "short", ArgumentKind::kCount,
-     "carried out for the first N bytes only, and reports them", "write:port#4=short 3"},
+     "carried out for the first N bytes only, and reports them", "write:port#5=short 3"},
     {kBytes, "bytes", ArgumentKind::kBytes,
      "these bytes, in hexadecimal, in place of what was read or would be answered",
      "answer:mass-erase=bytes 90 90"},
@@ -111,7 +111,7 @@ constexpr std::array<ActionInfo, static_cast<std::size_t>(FaultAction::kCount)> 
     {kPreceded, "preceded", ArgumentKind::kBytes,
      "these bytes come before the answer", "answer:sync#2=preceded 41 42"},
     {kStuckErased, "stuck-erased", ArgumentKind::kNone,
-     "programming does not change the cell", "cell:0x2102-0x2103=stuck-erased"},
+     "programming does not change the cell", "cell:0x2104-0x2105=stuck-erased"},
     {kStuckProgrammed, "stuck-programmed", ArgumentKind::kNone,
      "erasing does not change the cell", "cell:0xfffe#1=stuck-programmed"},
 }};

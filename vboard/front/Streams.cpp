@@ -34,7 +34,7 @@ constexpr int kIdleTries = 100;
 ssize_t WriteStream(void* cookie, const char* data, std::size_t size) {
     OpenFile& file = FileOf(cookie);
     std::span rest(reinterpret_cast<const std::uint8_t*>(data), size);
-    for (int idleTries = 0; !rest.empty();) {
+    for (int idleTries = 0; !rest.empty() && !World::Get()->Over();) {
         const IoResult result = World::Get()->TheHost().Write(CallKind::kFlush, file, rest);
         if (result < 0) {
             errno = static_cast<int>(-result);

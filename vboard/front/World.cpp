@@ -194,8 +194,11 @@ void World::EndProgram(Verdict verdict, std::string_view text) {
         End();
         static_cast<void>(kill(getpid(), SIGKILL));
     }
-    std::fflush(nullptr);
     End();
+    // What the program has said so far is for people to read; what it has buffered for the board
+    // would never have been written.
+    m_over = true;
+    std::fflush(nullptr);
     Real().quickExit(kExitWaitsForEver);
     std::abort();
 }

@@ -27,6 +27,9 @@ public:
 
     [[nodiscard]] Host& TheHost() { return m_board->TheHost(); }
 
+    /// The run has been ended from outside the program: the board takes no more of its calls.
+    [[nodiscard]] bool Over() const { return m_over; }
+
     /// The program is ending: lets the board settle, keeps its state, completes what is recorded.
     void End();
 
@@ -50,6 +53,7 @@ private:
     int m_process = 0;  ///< A forked child has a copy of the world that is not its own.
     bool m_ended = false;
     bool m_made = false;
+    bool m_over = false;
     std::unique_ptr<Faults> m_faults;
     std::unique_ptr<LineFile> m_calls;
     BoardFile m_file;

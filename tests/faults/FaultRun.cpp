@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+#include "tests/faults/FaultRun.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+namespace faults {
+namespace {
+
+constexpr std::size_t kTimeWidth = 13;  // "    1.651000 "
+constexpr const char* kStrike = "fault   ";
+
+std::vector<std::string> LinesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/// Without their times.
+std::vector<std::string> Transcript(const scenario::Outcome& run) {
+    std::vector<std::string> lines = LinesOf(run.transcript);
+    for (std::string& line : lines) {
+        line.erase(0, std::min(kTimeWidth, line.size()));
+    }
+    return lines;
+}
+
+bool IsStrike(const std::string& line) {
+    return line.starts_with(kStrike);
+}
+
+std::string Joined(std::vector<std::string>::const_iterator from,
+                   std::vector<std::string>::const_iterator to) {
+    std::string text;
+    for (; from != to; ++from) {
+        text += *from + "\n";
+    }
+    return text;
+}
+
+}  // namespace
+
+scenario::Outcome RunWith(const std::vector<std::string>& rules) {
+    scenario::Board board;
+    for (const std::string& rule : rules) {
+        board.With("--fault", rule);
+    }
+    return board.Runs({"-f", scenario::BlinkyPath()});
+}
+
+std::string FromStrike(const scenario::Outcome& run, std::size_t count, std::size_t n) {
+    const std::vector<std::string> lines = Transcript(run);
+    auto strike = lines.begin();
+    for (std::size_t number = 1;; ++number, ++strike) {
+        strike = std::find_if(strike, lines.end(), IsStrike);
+        if (strike == lines.end()) {
+            return "no strike " + std::to_string(n);
+        }
+        if (number == n) {
+            break;
+        }
+    }
+    const auto left = static_cast<std::size_t>(lines.end() - strike);
+    return Joined(strike, strike + static_cast<std::ptrdiff_t>(std::min(count, left)));
+}
+
+std::size_t Strikes(const scenario::Outcome& run) {
+    const std::vector<std::string> lines = Transcript(run);
+    return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), IsStrike));
+}
+
+std::string LastWords(const scenario::Outcome& run, std::size_t count) {
+    const std::vector<std::string> lines = LinesOf(run.log);
+    return Joined(lines.end() - static_cast<std::ptrdiff_t>(std::min(count, lines.size())),
+                  lines.end());
+}
+
+std::string Verdict(const scenario::Outcome& run) {
+    std::vector<std::string> lines = LinesOf(run.error);
+    EXPECT_TRUE(!lines.empty() && lines.back().starts_with("vboard: replay: ")) << run.error;
+    if (!lines.empty()) {
+        lines.pop_back();
+    }
+    return Joined(lines.begin(), lines.end());
+}
+
+}  // namespace faults

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// One programming run of the blinky example with ordered faults, and what a test looks at.
+
+#include <string>
+#include <vector>
+
+#include "tests/scenarios/support/Board.h"
+
+namespace faults {
+
+/// A fresh board, the rules, `flashmcu -f blinky.hex`.
+scenario::Outcome RunWith(const std::vector<std::string>& rules);
+
+/// The transcript's lines without times from the n-th strike on (counted from 1), `count` of them.
+std::string FromStrike(const scenario::Outcome& run, std::size_t count, std::size_t n = 1);
+
+/// How many strikes there are.
+std::size_t Strikes(const scenario::Outcome& run);
+
+/// The last lines of the program's output, without the numbers of source lines.
+std::string LastWords(const scenario::Outcome& run, std::size_t count);
+
+/// What the runner said on standard error, without its last line, which replays the run.
+std::string Verdict(const scenario::Outcome& run);
+
+}  // namespace faults
