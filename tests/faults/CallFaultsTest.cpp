@@ -53,7 +53,7 @@ class ACallOfAKind : public testing::TestWithParam<const char*> {};
 TEST_P(ACallOfAKind, ThatKillsTheProgramIsTheLastThingItDoes) {
     const Outcome run = RunWith({std::string(GetParam()) + "=kill"});
     EXPECT_EQ(run.status, kKilled);
-    EXPECT_NE(Verdict(run).find("vboard: killed at an ordered fault, at "), std::string::npos);
+    EXPECT_NE(run.error.find("vboard: killed at an ordered fault, at "), std::string::npos);
     const std::string end = FromStrike(run, 100);
     EXPECT_EQ(end.find("call "), std::string::npos) << end;
     EXPECT_TRUE(end.ends_with("end     killed by signal 9\n")) << end;
@@ -62,8 +62,7 @@ TEST_P(ACallOfAKind, ThatKillsTheProgramIsTheLastThingItDoes) {
 TEST_P(ACallOfAKind, ThatNeverReturnsIsAWaitForEver) {
     const Outcome run = RunWith({std::string(GetParam()) + "=silence"});
     EXPECT_EQ(run.status, kStuck);
-    EXPECT_NE(Verdict(run).find("for a call that was ordered not to return, at "),
-              std::string::npos);
+    EXPECT_NE(run.error.find("for a call that was ordered not to return, at "), std::string::npos);
     const std::string end = FromStrike(run, 100);
     EXPECT_EQ(end.find("call "), std::string::npos) << end;
     EXPECT_TRUE(end.ends_with("end     exit status 124\n")) << end;
@@ -156,7 +155,7 @@ TEST(AShortFlush, ThatNeverTakesAnythingIsAWaitForEver) {
     const Outcome run = RunWith({"flush:export#*=short 0"});
     EXPECT_EQ(run.status, kStuck);
     EXPECT_EQ(
-        Verdict(run),
+        run.error,
         "vboard: would wait for ever in flush of /sys/class/gpio/export for a write that takes "
         "something, at 0.501000 s of virtual time\n");
 }

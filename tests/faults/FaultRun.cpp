@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/faults/FaultRun.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <sstream>
 
@@ -78,15 +76,6 @@ std::string LastWords(const scenario::Outcome& run, std::size_t count) {
     const std::vector<std::string> lines = LinesOf(run.log);
     return Joined(lines.end() - static_cast<std::ptrdiff_t>(std::min(count, lines.size())),
                   lines.end());
-}
-
-std::string Verdict(const scenario::Outcome& run) {
-    std::vector<std::string> lines = LinesOf(run.error);
-    EXPECT_TRUE(!lines.empty() && lines.back().starts_with("vboard: replay: ")) << run.error;
-    if (!lines.empty()) {
-        lines.pop_back();
-    }
-    return Joined(lines.begin(), lines.end());
 }
 
 }  // namespace faults

@@ -22,7 +22,4 @@ std::size_t Strikes(const scenario::Outcome& run);
 /// The last lines of the program's output, without the numbers of source lines.
 std::string LastWords(const scenario::Outcome& run, std::size_t count);
 
-/// What the runner said on standard error, without its last line, which replays the run.
-std::string Verdict(const scenario::Outcome& run);
-
 }  // namespace faults

@@ -18,10 +18,19 @@ using scenario::Outcome;
 
 constexpr int kRefused = 125;
 
-std::string Replayed(const Outcome& run) {
+/// The command after "vboard: replay: "; empty where there is no such line.
+std::string Replayed(const std::string& error) {
     const std::string kMark = "vboard: replay: ";
-    const std::size_t at = run.error.find(kMark);
-    return at == std::string::npos ? "" : run.error.substr(at + kMark.size());
+    const std::size_t at = error.find(kMark);
+    return at == std::string::npos ? "" : error.substr(at + kMark.size());
+}
+
+scenario::Ended Started(const std::vector<std::string>& options) {
+    const TempFolder folder;
+    std::vector<std::string> words{"vboard", "run", "--quiet"};
+    words.insert(words.end(), options.begin(), options.end());
+    words.insert(words.end(), {"--", "flashmcu", "-f", BlinkyPath()});
+    return scenario::RunProcess(words, folder.PathOf("."));
 }
 
 TEST(WrongFaults, AreRefusedBeforeTheProgramStarts) {
@@ -154,15 +163,23 @@ TEST(ReplayLine, IsPrintedWhenARunWithFaultsGoesWrong) {
 }
 
 TEST(ReplayLine, IsNotPrintedWhenTheRunGoesWell) {
-    const Outcome run = RunWith({"answer:write#2=nak"});
+    const scenario::Ended run = Started({"--fault", "answer:write#2=nak"});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.error, "");
 }
 
 TEST(ReplayLine, IsNotPrintedWithoutFaults) {
-    const Outcome run = Board().WithOption("silent=yes").Runs({"-f", BlinkyPath()});
+    const scenario::Ended run = Started({"--option", "silent=yes"});
     EXPECT_EQ(run.status, 124);
-    EXPECT_EQ(Replayed(run), "");
+    EXPECT_EQ(Replayed(run.error), "");
+}
+
+TEST(ReplayLine, IsTheLastOfAKilledRun) {
+    const scenario::Ended run = Started({"--fault", "program@1s=kill"});
+    EXPECT_EQ(run.error,
+              "vboard: killed at an ordered fault, at 1.000000 s of virtual time\n"
+              "vboard: replay: vboard run --fault program@1s=kill -- flashmcu -f " +
+                  BlinkyPath() + "\n");
 }
 
 TEST(ReplayLine, RunsTheSameAgainToTheByte) {
@@ -178,10 +195,8 @@ TEST(ReplayLine, RunsTheSameAgainToTheByte) {
         std::vector<std::string> words{"vboard", "run", "--quiet", "--transcript", "first"};
         words.insert(words.end(), order.begin(), order.end());
         words.insert(words.end(), {"--", "flashmcu", "-f", "blinky.hex"});
-        Outcome first;
         const auto ended = scenario::RunProcess(words, folder.PathOf("."));
-        first.error = ended.error;
-        std::string line = Replayed(first);
+        std::string line = Replayed(ended.error);
         ASSERT_TRUE(line.starts_with("vboard run ")) << ended.status << ended.error;
         line.insert(std::string("vboard run ").size(), "--quiet --transcript second ");
         const auto again = scenario::RunProcess({"sh", "-c", line}, folder.PathOf("."));

@@ -71,7 +71,7 @@ TEST(ACharacterToTheHost, LostIsWaitedForInVain) {
               "fault   char:to-host#1=lost\n"
               "chip    loader_state frame\n"
               "end     exit status 124\n");
-    EXPECT_EQ(Verdict(run),
+    EXPECT_EQ(run.error,
               "vboard: would wait for ever in read of /dev/ttyS1 for a byte, at 1.653292 s of "
               "virtual time\n");
 }
