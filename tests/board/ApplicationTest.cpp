@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "support/ChipBench.h"
 
 namespace {
@@ -14,7 +16,7 @@ using vboard::ChipMode;
 using vboard::Instant;
 using namespace std::chrono_literals;
 
-const Bytes kRequest{0xB4, 0x00};
+constexpr std::array<std::uint8_t, 2> kRequest{0xB4, 0x00};
 
 TEST(ApplicationTest, TheVersionIsAnsweredHighByteFirstAfterTheAnswerTime) {
     ChipBench bench(ChipSetup().Holding(0x2100, {0x34, 0x12}));

@@ -24,8 +24,13 @@ using namespace std::chrono_literals;
 
 using Words = std::vector<std::uint16_t>;
 
-const Bytes kErasedPassword = Repeated(0xFF, 32);
-const Bytes kVersionFrame = FromHex("80 1e 04 04 ff ff ff ff 7b e5");
+Bytes ErasedPassword() {
+    return Repeated(0xFF, 32);
+}
+
+Bytes VersionFrame() {
+    return FromHex("80 1e 04 04 ff ff ff ff 7b e5");
+}
 
 ChipSetup Programmed() {
     return ChipSetup().Holding(0xFFE0, Repeated(0x11, 32));
@@ -46,7 +51,7 @@ TEST_F(LoaderCommandsTest, ThePublishedReadIsAnsweredWithThePublishedFrame) {
 }
 
 TEST_F(LoaderCommandsTest, TheVersionAnswerHasItsFixedLayoutAndNeedsNoPassword) {
-    EXPECT_EQ(m_bench.Ask(kVersionFrame),
+    EXPECT_EQ(m_bench.Ask(VersionFrame()),
               "80 00 10 10 f2 49 00 00 00 00 00 00 00 00 01 61 00 00 00 00 9c c7");
     EXPECT_EQ(m_bench.probe.Only("1e"), "1e loader version -> 80");
 }
@@ -54,7 +59,7 @@ TEST_F(LoaderCommandsTest, TheVersionAnswerHasItsFixedLayoutAndNeedsNoPassword) 
 TEST_F(LoaderCommandsTest, ALoaderWithoutTheVersionCommandRefusesIt) {
     ChipBench bench(Programmed().Part("msp430-56k-v202"));
     bench.EnterLoader();
-    EXPECT_EQ(bench.Ask(kVersionFrame), "a0");
+    EXPECT_EQ(bench.Ask(VersionFrame()), "a0");
     EXPECT_EQ(bench.probe.Only("1e"), "1e loader version: not a command of this loader -> a0");
 }
 
@@ -120,15 +125,15 @@ TEST_F(LoaderCommandsTest, EveryByteOfThePasswordCounts) {
 }
 
 TEST_F(LoaderCommandsTest, AfterAMassEraseThePasswordIsAllOnes) {
-    EXPECT_EQ(m_bench.Ask(PasswordFrame(kErasedPassword)), "90");
+    EXPECT_EQ(m_bench.Ask(PasswordFrame(ErasedPassword())), "90");
     EXPECT_FALSE(m_bench.chip.State().loaderUnlocked);
     EXPECT_EQ(m_bench.Ask(MassEraseFrame()), "90");
-    EXPECT_EQ(m_bench.Ask(PasswordFrame(kErasedPassword)), "90");
+    EXPECT_EQ(m_bench.Ask(PasswordFrame(ErasedPassword())), "90");
     EXPECT_TRUE(m_bench.chip.State().loaderUnlocked);
 }
 
 TEST_F(LoaderCommandsTest, AWrongPasswordIsAcknowledgedAndLockedByDefault) {
-    EXPECT_EQ(m_bench.Ask(PasswordFrame(kErasedPassword)), "90");
+    EXPECT_EQ(m_bench.Ask(PasswordFrame(ErasedPassword())), "90");
     EXPECT_EQ(m_bench.probe.Only("10"), "10 password: wrong -> 90");
     EXPECT_EQ(m_bench.Ask(WriteFrame(0x3000, {1, 2})), "a0");
 }
@@ -138,7 +143,7 @@ TEST_F(LoaderCommandsTest, AWrongPasswordIsRefusedWherePartOrOptionSaySo) {
          {Programmed().Part("msp430-56k-v202"), Programmed().Option("wrong-password", "nak")}) {
         ChipBench bench(setup);
         bench.EnterLoader();
-        EXPECT_EQ(bench.Ask(PasswordFrame(kErasedPassword)), "a0");
+        EXPECT_EQ(bench.Ask(PasswordFrame(ErasedPassword())), "a0");
         EXPECT_EQ(bench.At(0x2100, 2), "00 01");
     }
 }
@@ -146,7 +151,7 @@ TEST_F(LoaderCommandsTest, AWrongPasswordIsRefusedWherePartOrOptionSaySo) {
 TEST_F(LoaderCommandsTest, TheOptionGoesBeforeThePartsRow) {
     ChipBench bench(Programmed().Part("msp430-56k-key").Option("wrong-password", "ack-locked"));
     bench.EnterLoader();
-    EXPECT_EQ(bench.Ask(PasswordFrame(kErasedPassword)), "90");
+    EXPECT_EQ(bench.Ask(PasswordFrame(ErasedPassword())), "90");
     EXPECT_EQ(bench.At(0x2100, 2), "00 01");
 }
 
@@ -154,7 +159,7 @@ TEST_F(LoaderCommandsTest, OnAPartWithALoaderKeyAWrongPasswordErasesTheFlash) {
     ChipBench bench(Programmed().Part("msp430-56k-key").Holding(0x1000, {0x55}));
     bench.EnterLoader();
     bench.Sync();
-    bench.Type(PasswordFrame(kErasedPassword));
+    bench.Type(PasswordFrame(ErasedPassword()));
     const Instant arrived = bench.clock.Now();
     EXPECT_EQ(bench.probe.Only("chip_busy"), "chip_busy=1");
     bench.Settle();
@@ -168,7 +173,7 @@ TEST_F(LoaderCommandsTest, OnAPartWithALoaderKeyAWrongPasswordErasesTheFlash) {
 TEST_F(LoaderCommandsTest, ALoaderKeyOfZeroOnlyRefusesAWrongPassword) {
     ChipBench bench(Programmed().Part("msp430-56k-key").Holding(0xFFDE, {0x00, 0x00}));
     bench.EnterLoader();
-    EXPECT_EQ(bench.Ask(PasswordFrame(kErasedPassword)), "a0");
+    EXPECT_EQ(bench.Ask(PasswordFrame(ErasedPassword())), "a0");
     EXPECT_EQ(bench.At(0x2100, 2), "00 01");
 }
 
@@ -183,7 +188,7 @@ TEST_F(LoaderCommandsTest, APasswordOfAnotherLengthIsRefusedAndErasesNothing) {
 
 TEST_F(LoaderCommandsTest, AWrongPasswordAfterTheRightOneDoesNotLockAgain) {
     m_bench.Unlock();
-    EXPECT_EQ(m_bench.Ask(PasswordFrame(kErasedPassword)), "90");
+    EXPECT_EQ(m_bench.Ask(PasswordFrame(ErasedPassword())), "90");
     EXPECT_EQ(m_bench.Ask(WriteFrame(0x3000, {1, 2})), "90");
 }
 
@@ -400,7 +405,7 @@ TEST_F(LoaderCommandsTest, ABaudChangeIsAnsweredAtTheOldSpeedAndHoldsTenMillisec
         m_bench.Settle();
         EXPECT_EQ(m_bench.clock.Now(), answered + vboard::SerialFormat{}.CharacterTime() + 10ms);
         EXPECT_EQ(m_bench.chip.Format().bitsPerSecond, speeds[number]);
-        EXPECT_EQ(m_bench.Ask(kVersionFrame).substr(0, 11), "80 00 10 10");
+        EXPECT_EQ(m_bench.Ask(VersionFrame()).substr(0, 11), "80 00 10 10");
     }
 }
 
