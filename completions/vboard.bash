@@ -5,7 +5,7 @@
 _vboard_help() { "${COMP_WORDS[0]}" "$@" --help 2>/dev/null; }
 _vboard_commands() { _vboard_help | sed -n '/^Subcommands:/,$ s/^  \([a-z][a-z-]*\) .*/\1/p'; }
 # Each option with the type of its value, if it takes one.
-_vboard_options() { _vboard_help "$@" | sed -En 's/^  (-[a-z],)?(--[a-z-]+) ?([A-Z=]*).*/\2 \3/p'; }
+_vboard_options() { _vboard_help "$@" | sed -En 's/^  (-[a-z],)?(--[a-z-]+) ?([^ :]*).*/\2 \3/p'; }
 
 _vboard() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} i type
@@ -36,6 +36,7 @@ _vboard() {
             compopt -o filenames 2>/dev/null
             mapfile -t COMPREPLY < <(compgen -f -- "$word")
             ;;
+        *\|*) mapfile -t COMPREPLY < <(compgen -W "${type//|/ }" -- "$word") ;;
         *) COMPREPLY=() ;;
     esac
 }
