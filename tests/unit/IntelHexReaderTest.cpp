@@ -214,6 +214,15 @@ TEST_F(IntelHexReader, KeepsTheTextOfTheRecordUpToTheNextColon) {
     EXPECT_EQ(Conversation(), kReadError);
 }
 
+TEST_F(IntelHexReader, LeavesNothingOfALongRecordBehindAShortOne) {
+    Read(hex::Data(0x2100, Repeat(0x5A, 255)) + std::string(400, ' ') + ":00000001FF");
+    EXPECT_TRUE(Next(255));
+    EXPECT_EQ(m_length, 255);
+    EXPECT_TRUE(m_reader.ReadLineToBuffer());
+    EXPECT_EQ(std::string(m_reader.m_lineBuffer, 1024),
+              ":00000001FF" + std::string(1024 - 11, '\0'));
+}
+
 TEST_F(IntelHexReader, CountsEveryCallAsAFrame) {
     Read(hex::Data(0, {1}) + hex::Segment(0) + hex::EndOfFile());
     for (unsigned frame = 1; frame <= 5; ++frame) {
