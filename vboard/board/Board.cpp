@@ -81,6 +81,7 @@ void Board::Restore(const BoardState& state) {
     for (std::size_t line = 0; line < kHostLineCount; ++line) {
         drives.at(line) = SysfsGpio::DriveOf(state.gpios.at(m_setup.Model().gpios.at(line)));
     }
+    m_port->RestoreAttributes(FromKernel(state.portSettings));
     m_harness->Restore(drives, state.tristate);
     m_chip->Restore(state.chip);
 }
@@ -91,6 +92,7 @@ BoardState Board::State() const {
         state.gpios.at(gpio) = m_gpios->StateOf(gpio);
     }
     state.tristate = m_harness->Tristate();
+    state.portSettings = ToKernel(m_port->Attributes());
     state.chip = m_chip->State();
     return state;
 }

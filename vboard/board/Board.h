@@ -11,6 +11,7 @@
 #include "vboard/board/BoardSetup.h"
 #include "vboard/chip/Chip.h"
 #include "vboard/host/Host.h"
+#include "vboard/host/LineSettings.h"
 #include "vboard/host/SysfsGpio.h"
 #include "vboard/record/Trace.h"
 
@@ -26,6 +27,7 @@ class TtyPort;
 struct BoardState {
     std::array<GpioState, kGpioCount> gpios{};
     bool tristate = false;
+    KernelSettings portSettings = ToKernel(FirstOpenSettings());
     ChipState chip;
     bool operator==(const BoardState&) const = default;
 };

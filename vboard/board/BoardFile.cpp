@@ -1,17 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/board/BoardFile.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <optional>
+
+#include "vboard/board/StartState.h"
 
 namespace vboard {
 namespace {
@@ -25,7 +29,7 @@ struct Header {
     std::array<char, 8> magic;
     std::uint32_t formatNumber;
     std::uint32_t setupLength;
-    std::uint32_t setupCheckSum;
+    std::uint32_t checkSum;  ///< Of the setup, and of this header with 0 in this place.
     std::array<std::uint8_t, 44> reserved;
 };
 static_assert(sizeof(Header) == 64);
@@ -33,11 +37,12 @@ static_assert(sizeof(Header) == 64);
 constexpr std::size_t kSetupOffset = sizeof(Header);
 constexpr std::size_t kSlotOffset = 0x1000;
 constexpr std::size_t kSlotSizeBytes = 0x800;
+constexpr std::size_t kSlotCount = 2;
 constexpr std::size_t kMemoryOffset = 0x2000;
 constexpr std::size_t kLongestSetup = kSlotOffset - kSetupOffset;
 static_assert(kMemoryOffset + kMemorySizeBytes == BoardFile::kFileSizeBytes);
 
-/// The state as it lies in a slot. A GPIO is three bits: exported, output, high.
+/// The state as it lies in a slot. A GPIO is four bits: exported, output, high, active low.
 struct StoredState {
     std::uint32_t generation;
     std::uint32_t checkSum;  ///< Of everything behind it.
@@ -50,12 +55,14 @@ struct StoredState {
     std::uint8_t chipTckFalls;
     std::uint8_t loaderUnlocked;
     std::uint8_t reserved;
+    KernelSettings port;
 };
-static_assert(sizeof(StoredState) == 8 + kGpioCount + 8);
+static_assert(sizeof(StoredState) == 8 + kGpioCount + 8 + sizeof(KernelSettings));
 
 constexpr unsigned kExportedBit = 1;
 constexpr unsigned kOutputBit = 2;
 constexpr unsigned kHighBit = 4;
+constexpr unsigned kActiveLowBit = 8;
 
 /// FNV-1a, 32 bits: enough to tell a whole record from a torn or a foreign one.
 std::uint32_t CheckSum(std::span<const std::uint8_t> bytes, std::uint32_t seed) {
@@ -72,15 +79,34 @@ std::uint32_t CheckSumOf(const StoredState& stored) {
     return CheckSum(std::span(bytes).subspan(8), stored.generation);
 }
 
+std::uint32_t CheckSumOf(Header header, std::span<const std::uint8_t> setup) {
+    header.checkSum = 0;
+    std::array<std::uint8_t, sizeof(Header)> bytes{};
+    std::memcpy(bytes.data(), &header, sizeof header);
+    return CheckSum(setup, CheckSum(bytes, 0));
+}
+
+StoredState SlotAt(const std::uint8_t* file, std::size_t slot) {
+    StoredState stored{};
+    std::memcpy(&stored, file + kSlotOffset + slot * kSlotSizeBytes, sizeof stored);
+    return stored;
+}
+
+/// Generations are counted without end: the number begins anew after 2^32.
+bool IsLater(std::uint32_t generation, std::uint32_t other) {
+    return static_cast<std::int32_t>(generation - other) > 0;
+}
+
 StoredState Pack(const BoardState& state) {
     StoredState stored{};
     for (std::size_t gpio = 0; gpio < kGpioCount; ++gpio) {
         const GpioState& from = state.gpios.at(gpio);
-        stored.gpios.at(gpio) = static_cast<std::uint8_t>((from.exported ? kExportedBit : 0U) |
-                                                          (from.output ? kOutputBit : 0U) |
-                                                          (from.high ? kHighBit : 0U));
+        stored.gpios.at(gpio) = static_cast<std::uint8_t>(
+            (from.exported ? kExportedBit : 0U) | (from.output ? kOutputBit : 0U) |
+            (from.high ? kHighBit : 0U) | (from.activeLow ? kActiveLowBit : 0U));
     }
     stored.tristate = state.tristate ? 1 : 0;
+    stored.port = state.portSettings;
     stored.chipMode = static_cast<std::uint8_t>(state.chip.mode);
     stored.chipHold = static_cast<std::uint8_t>(state.chip.hold);
     stored.chipRstNmi = static_cast<std::uint8_t>(state.chip.rstNmi);
@@ -99,9 +125,10 @@ BoardState Unpack(const StoredState& stored) {
     for (std::size_t gpio = 0; gpio < kGpioCount; ++gpio) {
         const unsigned bits = stored.gpios.at(gpio);
         state.gpios.at(gpio) = {(bits & kExportedBit) != 0, (bits & kOutputBit) != 0,
-                                (bits & kHighBit) != 0};
+                                (bits & kHighBit) != 0, (bits & kActiveLowBit) != 0};
     }
     state.tristate = stored.tristate != 0;
+    state.portSettings = stored.port;
     state.chip.mode = static_cast<ChipMode>(
         std::min<std::uint8_t>(stored.chipMode, static_cast<std::uint8_t>(ChipMode::kUnpowered)));
     state.chip.hold = LevelFrom(stored.chipHold);
@@ -124,8 +151,8 @@ Memory BoardFile::ChipMemory() const {
     return Memory(m_bytes + kMemoryOffset, kMemorySizeBytes);
 }
 
-bool BoardFile::Map(int descriptor, std::string& problem) {
-    void* mapped = mmap(nullptr, kFileSizeBytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+bool BoardFile::Map(int descriptor, int protection, std::string& problem) {
+    void* mapped = mmap(nullptr, kFileSizeBytes, protection, MAP_SHARED, descriptor, 0);
     if (mapped == MAP_FAILED) {
         problem = fmt::format("can't be mapped: {}", strerrordesc_np(errno));
         return false;
@@ -134,45 +161,60 @@ bool BoardFile::Map(int descriptor, std::string& problem) {
     return true;
 }
 
-bool BoardFile::Create(int descriptor, const BoardSetup& setup, const BoardState& state,
-                       std::string& problem) {
+bool BoardFile::Create(int descriptor, const BoardSetup& setup, const MemoryImage* image,
+                       Failure& failure) {
     const std::string text = setup.Text();
     if (text.size() > kLongestSetup) {
-        problem = fmt::format("the setup is longer than {} bytes", kLongestSetup);
+        failure.problem = fmt::format("can't hold a setup of more than {} bytes", kLongestSetup);
         return false;
     }
-    if (ftruncate(descriptor, kFileSizeBytes) != 0) {
-        problem =
-            fmt::format("can't be made {} bytes long: {}", kFileSizeBytes, strerrordesc_np(errno));
+    // All of it is there before it is mapped: a full disk is noticed here and nowhere else.
+    const int error = posix_fallocate(descriptor, 0, kFileSizeBytes);
+    if (error != 0) {
+        failure.problem =
+            fmt::format("can't be made {} bytes long: {}", kFileSizeBytes, strerrordesc_np(error));
         return false;
     }
-    if (!Map(descriptor, problem)) {
+    if (!Map(descriptor, PROT_READ | PROT_WRITE, failure.problem)) {
+        return false;
+    }
+    if (!FillMemory(setup, image, ChipMemory(), failure.problem)) {
+        failure.blamesImage = true;
         return false;
     }
     std::copy(text.begin(), text.end(), m_bytes + kSetupOffset);
     m_setup = setup;
-    m_state = state;
-    FillWithOldFirmware(ChipMemory(), setup.Options());
+    m_state = StateAtStart(setup, ChipMemory());
     WriteState();
     Header header{};
     header.magic = kMagic;
     header.formatNumber = kFormatNumber;
     header.setupLength = static_cast<std::uint32_t>(text.size());
-    header.setupCheckSum =
-        CheckSum(std::span(m_bytes + kSetupOffset, text.size()), header.setupLength);
+    header.checkSum = CheckSumOf(header, std::span(m_bytes + kSetupOffset, text.size()));
+    // A board that was not finished is not taken for one.
+    std::atomic_signal_fence(std::memory_order_release);
     std::memcpy(m_bytes, &header, sizeof header);
     return true;
 }
 
 bool BoardFile::Attach(int descriptor, std::string& problem) {
-    struct stat status {};
-    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_size != static_cast<off_t>(kFileSizeBytes)) {
+    return Attach(descriptor, PROT_READ | PROT_WRITE, problem);
+}
+
+bool BoardFile::AttachForReading(int descriptor, std::string& problem) {
+    return Attach(descriptor, PROT_READ, problem);
+}
+
+bool BoardFile::Attach(int descriptor, int protection, std::string& problem) {
+    const std::string file = fmt::format("/proc/self/fd/{}", descriptor);
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(file, error) ||
+        std::filesystem::file_size(file, error) != kFileSizeBytes) {
         problem = fmt::format("is not a board file: a board file is a plain file of {} bytes",
                               kFileSizeBytes);
         return false;
     }
-    return Map(descriptor, problem) && ReadSetup(problem) && ReadState(problem);
+    return Map(descriptor, protection, problem) && ReadSetup(problem) && ReadState(problem);
 }
 
 bool BoardFile::ReadSetup(std::string& problem) {
@@ -188,9 +230,9 @@ bool BoardFile::ReadSetup(std::string& problem) {
         return false;
     }
     if (header.setupLength > kLongestSetup ||
-        CheckSum(std::span(m_bytes + kSetupOffset, header.setupLength), header.setupLength) !=
-            header.setupCheckSum) {
-        problem = "is damaged: the check sum of its setup does not match";
+        CheckSumOf(header, std::span(m_bytes + kSetupOffset, header.setupLength)) !=
+            header.checkSum) {
+        problem = "is damaged: the check sum of its header and setup does not match";
         return false;
     }
     const std::string text(m_bytes + kSetupOffset, m_bytes + kSetupOffset + header.setupLength);
@@ -204,11 +246,10 @@ bool BoardFile::ReadSetup(std::string& problem) {
 
 bool BoardFile::ReadState(std::string& problem) {
     std::optional<StoredState> newest;
-    for (std::size_t slot = 0; slot < 2; ++slot) {
-        StoredState stored{};
-        std::memcpy(&stored, m_bytes + kSlotOffset + slot * kSlotSizeBytes, sizeof stored);
+    for (std::size_t slot = 0; slot < kSlotCount; ++slot) {
+        const StoredState stored = SlotAt(m_bytes, slot);
         if (stored.checkSum == CheckSumOf(stored) &&
-            (!newest || stored.generation > newest->generation)) {
+            (!newest || IsLater(stored.generation, newest->generation))) {
             newest = stored;
         }
     }
@@ -225,8 +266,14 @@ void BoardFile::WriteState() {
     StoredState stored = Pack(m_state);
     stored.generation = ++m_generation;
     stored.checkSum = CheckSumOf(stored);
-    std::memcpy(m_bytes + kSlotOffset + (m_generation % 2) * kSlotSizeBytes, &stored,
+    std::memcpy(m_bytes + kSlotOffset + (m_generation % kSlotCount) * kSlotSizeBytes, &stored,
                 sizeof stored);
+}
+
+bool BoardFile::IsCurrent() const {
+    const StoredState ours = SlotAt(m_bytes, m_generation % kSlotCount);
+    const StoredState next = SlotAt(m_bytes, (m_generation + 1) % kSlotCount);
+    return ours.generation == m_generation && !IsLater(next.generation, m_generation);
 }
 
 void BoardFile::Store(const BoardState& state) {

@@ -4,11 +4,11 @@
 // A board kept in a file, mapped into memory so that the file is current at every instant.
 //
 //   offset   bytes  what
-//   0        64     magic, format number, lengths and a check sum of the setup
+//   0        64     magic, format number, length of the setup, a check sum of header and setup
 //   0x0040   4032   setup: lines of KEY=VALUE
-//   0x1000   2048   state, slot 0 } written in turn, each with a number and a check sum of its own,
-//   so that a program killed 0x1800   2048   state, slot 1 } in the middle of a change leaves the
-//   one before 0x2000   65536  the chip's memory, byte by byte as the chip holds it
+//   0x1000   2048   state, slot 0 } written in turn, each with a number and a check sum of its own:
+//   0x1800   2048   state, slot 1 } a program killed in the middle of a change leaves the one
+//   before 0x2000   65536  the chip's memory, byte by byte as the chip holds it
 //
 // All numbers are little-endian and of fixed width: a 32-bit program and a 64-bit runner share one
 // file.
@@ -17,6 +17,7 @@
 #include <string>
 
 #include "vboard/board/Board.h"
+#include "vboard/image/MemoryImage.h"
 
 namespace vboard {
 
@@ -29,24 +30,38 @@ public:
     BoardFile(const BoardFile&) = delete;
     BoardFile& operator=(const BoardFile&) = delete;
 
-    /// Makes an empty file (of any length) behind `descriptor` into one that holds the given board,
-    /// and maps it. The descriptor stays the caller's and may be closed afterwards. On failure
-    /// `problem` says why in one line.
-    [[nodiscard]] bool Create(int descriptor, const BoardSetup& setup, const BoardState& state,
-                              std::string& problem);
-    /// Maps a board file. A damaged or foreign one is refused.
+    /// Makes an empty file (of any length) behind `descriptor` into one that holds a new board,
+    /// with `image` in its flash where there is one (nullptr: the older firmware of a delivered
+    /// chip), and maps it. The descriptor stays the caller's and may be closed afterwards. On
+    /// failure `problem` says why in one line; `blamesImage` where that is about the image.
+    struct Failure {
+        std::string problem;
+        bool blamesImage = false;
+    };
+    [[nodiscard]] bool Create(int descriptor, const BoardSetup& setup, const MemoryImage* image,
+                              Failure& failure);
+    /// Maps a board file. A damaged or foreign one is refused. The memory of the chip has no check
+    /// sum: it changes in place at every instant, and whatever it holds is what that chip holds.
     [[nodiscard]] bool Attach(int descriptor, std::string& problem);
+    /// The same from a descriptor that can only be read: nothing of the board may be changed.
+    [[nodiscard]] bool AttachForReading(int descriptor, std::string& problem);
 
     [[nodiscard]] const BoardSetup& Setup() const { return m_setup; }
     [[nodiscard]] const BoardState& State() const { return m_state; }
     /// The mapped memory of the chip.
     [[nodiscard]] Memory ChipMemory() const;
 
+    /// True when nobody else has kept a state in the file since this object did, or read it.
+    [[nodiscard]] bool IsCurrent() const;
+    /// Reads the state anew.
+    [[nodiscard]] bool Reload(std::string& problem) { return ReadState(problem); }
+
     /// Keeps a state; an equal one costs no write.
     void Store(const BoardState& state);
 
 private:
-    [[nodiscard]] bool Map(int descriptor, std::string& problem);
+    [[nodiscard]] bool Map(int descriptor, int protection, std::string& problem);
+    [[nodiscard]] bool Attach(int descriptor, int protection, std::string& problem);
     [[nodiscard]] bool ReadSetup(std::string& problem);
     [[nodiscard]] bool ReadState(std::string& problem);
     void WriteState();

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <utility>
@@ -12,13 +13,25 @@ namespace {
 
 constexpr unsigned kLargestTrigger = 16;
 
-constexpr std::array<ChipOptionInfo, 5> kBoardOptions{{
+constexpr std::size_t kLongestPath = 200;
+
+constexpr std::array<ChipOptionInfo, 6> kBoardOptions{{
     {"model", "BRDA, BRDB, BRDC", "BRDA", "wiring of the board: GPIO numbers and device names", ""},
     {"chip", "a name of `vboard list chips`", "the first of them", "the part on the board", ""},
-    {"port", "a path", "the model's", "name of the programming port", ""},
-    {"comm", "a path", "the model's", "name of the communication device", ""},
+    {"port", "a path below /dev/", "the model's", "name of the programming port", ""},
+    {"comm", "a path below /dev/", "the model's", "name of the communication device", ""},
     {"receive-trigger", "1..16", "1",
      "characters that the port's receive FIFO gathers before it hands them on", "16550-type UARTs"},
+    {"start", "running, erased, loader, reset, silent", "running",
+     "what a new board does; the states are listed below", ""},
+}};
+
+constexpr std::array<std::pair<std::string_view, StartState>, 5> kStarts{{
+    {"running", StartState::kRunning},
+    {"erased", StartState::kErased},
+    {"loader", StartState::kLoader},
+    {"reset", StartState::kReset},
+    {"silent", StartState::kSilent},
 }};
 
 template <class Rows>
@@ -50,6 +63,8 @@ void BoardSetup::Apply() {
     const auto port = m_set.find("port");
     m_portPath = port == m_set.end() ? std::string(m_model->portPath) : port->second;
     const auto comm = m_set.find("comm");
+    m_effectiveOptions = m_options;
+    m_effectiveOptions.silent = m_options.silent || m_start == StartState::kSilent;
     m_commPath = comm == m_set.end() ? std::string(m_model->commPath) : comm->second;
 }
 
@@ -75,8 +90,10 @@ bool BoardSetup::Set(std::string_view key, std::string_view value, std::string& 
         }
         m_part = part;
     } else if (key == "port" || key == "comm") {
-        if (!value.starts_with('/')) {
-            problem = fmt::format("'{}' needs an absolute path, not '{}'", key, value);
+        if (!value.starts_with("/dev/") || value.size() > kLongestPath) {
+            problem =
+                fmt::format("'{}' takes a path below /dev/ of at most {} characters, not '{}'", key,
+                            kLongestPath, value);
             return false;
         }
     } else if (key == "receive-trigger") {
@@ -86,6 +103,15 @@ bool BoardSetup::Set(std::string_view key, std::string_view value, std::string& 
             return false;
         }
         m_receiveTrigger = trigger;
+    } else if (key == "start") {
+        const auto* found = std::find_if(kStarts.begin(), kStarts.end(),
+                                         [value](const auto& row) { return row.first == value; });
+        if (found == kStarts.end()) {
+            problem = fmt::format(
+                "'start' takes running, erased, loader, reset or silent, not '{}'", value);
+            return false;
+        }
+        m_start = found->second;
     } else if (!SetChipOption(m_options, key, value, problem)) {
         return false;
     }

@@ -14,14 +14,17 @@
 
 namespace vboard {
 
+/// What a board does when it is new. The words for them stand in board/StartState.h.
+enum class StartState : std::uint8_t { kRunning, kErased, kLoader, kReset, kSilent };
+
 class BoardSetup {
 public:
     /// A BRDA board with the default part.
     BoardSetup();
 
-    /// Sets one key: model, chip, port, comm, receive-trigger, or one of the chip's options. False,
-    /// with a sentence in `problem` that names the accepted words, when it is refused; nothing has
-    /// changed then.
+    /// Sets one key: model, chip, port, comm, receive-trigger, start, or one of the chip's options.
+    /// False, with a sentence in `problem` that names the accepted words, when it is refused;
+    /// nothing has changed then.
     [[nodiscard]] bool Set(std::string_view key, std::string_view value, std::string& problem);
 
     /// Everything that was set, as lines of KEY=VALUE in the order of the keys.
@@ -31,9 +34,15 @@ public:
 
     [[nodiscard]] const BoardModel& Model() const { return *m_model; }
     [[nodiscard]] const ChipModel& Part() const { return *m_part; }
-    [[nodiscard]] const ChipOptions& Options() const { return m_options; }
+    /// The chip's options; a board that starts silent has a silent chip.
+    [[nodiscard]] const ChipOptions& Options() const { return m_effectiveOptions; }
+    /// Everything that was set, key by key.
+    [[nodiscard]] const std::map<std::string, std::string, std::less<>>& Settings() const {
+        return m_set;
+    }
     [[nodiscard]] const std::string& PortPath() const { return m_portPath; }
     [[nodiscard]] const std::string& CommPath() const { return m_commPath; }
+    [[nodiscard]] StartState Start() const { return m_start; }
     [[nodiscard]] unsigned ReceiveTrigger() const { return m_receiveTrigger; }
 
     /// Keys of the board itself, for listings; the chip's stand in AllChipOptions().
@@ -46,6 +55,8 @@ private:
     const BoardModel* m_model;
     const ChipModel* m_part;
     ChipOptions m_options;
+    ChipOptions m_effectiveOptions;
+    StartState m_start = StartState::kRunning;
     std::string m_portPath;
     std::string m_commPath;
     unsigned m_receiveTrigger = 1;

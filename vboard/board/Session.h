@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "vboard/board/HeldText.h"
+
 namespace vboard {
 
 /// Name of the environment variable.
@@ -58,8 +60,21 @@ struct RunReport {
     std::int64_t boardTimeNs;       ///< When the board had settled; a later program begins here.
     std::uint64_t bytesProgrammed;  ///< By write commands that the loader acknowledged.
     std::uint64_t blocksProgrammed;
-    std::array<char, 216> verdictText;
+    std::int32_t owner;  ///< Process that used the board last; what it knows of it is current.
+    std::uint32_t reserved;
+    std::array<char, 208> verdictText;
 };
 static_assert(sizeof(RunReport) == 256);
+
+/// Longest path of a device, with its end.
+inline constexpr std::size_t kLongestDevicePath = 256;
+
+/// All of the shared memory.
+struct RunMemory {
+    RunReport report;
+    std::array<char, kLongestDevicePath> portPath;
+    std::array<char, kLongestDevicePath> commPath;
+    HeldText transcript;
+};
 
 }  // namespace vboard

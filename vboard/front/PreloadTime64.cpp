@@ -1,63 +1,186 @@
 // SPDX-License-Identifier: MIT
 
-// The seam for 32-bit programs that were built with 64-bit time: the names their calls have in
-// libc. Nobody calls them on a processor whose time always had 64 bits, where libc has no such
-// names.
+// The names that 32-bit programs built with 64-bit time call in place of the plain ones. Nobody
+// calls them on a processor whose time always had 64 bits, and its libc has no such names.
 
-#undef _FORTIFY_SOURCE
+#include "vboard/front/Preload.h"
 
-#include <dlfcn.h>
+// From here on the structures are those of such programs.
+#define _FILE_OFFSET_BITS 64
+#define _TIME_BITS 64
+
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/select.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <time.h>
 
-#include <cstdint>
+#include <cstdarg>
 
-#include "vboard/front/Wrapping.h"
-
-#define VBOARD_EXPORT extern "C" __attribute__((visibility("default")))
+#include "vboard/front/FileStatus.h"
+#include "vboard/front/RealLibc.h"
+#include "vboard/front/Waiting.h"
 
 namespace {
 
+using vboard::Answer;
+using vboard::AnyOurs;
+using vboard::AskClock;
 using vboard::DurationOf;
+using vboard::FileFor;
+using vboard::FileSets;
+using vboard::HostFor;
+using vboard::OpenFile;
+using vboard::PauseVirtually;
+using vboard::PollFiles;
+using vboard::TheHost;
+using vboard::TimeoutOf;
 
-using std::chrono_literals::operator""ns;
 using std::chrono_literals::operator""us;
 
-struct Timeval64 {
-    std::int64_t seconds;
-    std::int64_t microseconds;
-};
-
-/// The kernel's layout, which glibc shares: the padding lies behind on little-endian processors.
-struct Timespec64 {
-    std::int64_t seconds;
-    std::int32_t nanoseconds;
-    std::int32_t padding;
-};
-
+/// The C library's own function of this name.
 template <class Function>
 Function RealNamed(const char* name) {
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+    return reinterpret_cast<Function>(vboard::FindReal(name));
 }
 
 }  // namespace
 
 VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
-                             Timeval64* timeout) {
-    if (vboard::AnyOurs(count, reading, writing)) {
-        return vboard::SelectOurs(
-            count, reading, writing, excepting,
-            timeout == nullptr
-                ? std::nullopt
-                : std::optional(DurationOf(timeout->seconds, timeout->microseconds, 1us)));
+                             timeval* timeout) {
+    const FileSets sets{count, reading, writing, excepting};
+    if (AnyOurs(sets)) {
+        return vboard::SelectFiles(sets, timeout);
+    }
+    if (Empty(sets) && timeout != nullptr &&
+        PauseVirtually(DurationOf(timeout->tv_sec, timeout->tv_usec, 1us))) {
+        return 0;
     }
     static const auto real = RealNamed<decltype(&__select64)>("__select64");
     return real(count, reading, writing, excepting, timeout);
 }
 
-VBOARD_EXPORT int __nanosleep64(const Timespec64* length, Timespec64* remaining) {
-    if (vboard::PauseVirtually(DurationOf(length->seconds, length->nanoseconds, 1ns))) {
+VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
+                              const timespec* timeout, const sigset_t* mask) {
+    const FileSets sets{count, reading, writing, excepting};
+    if (AnyOurs(sets)) {
+        return vboard::SelectFiles(sets, TimeoutOf(timeout));
+    }
+    if (Empty(sets) && timeout != nullptr && PauseVirtually(DurationOf(*timeout))) {
+        return 0;
+    }
+    static const auto real = RealNamed<decltype(&__pselect64)>("__pselect64");
+    return real(count, reading, writing, excepting, timeout, mask);
+}
+
+VBOARD_EXPORT int __ppoll64(pollfd* files, nfds_t count, const timespec* timeout,
+                            const sigset_t* mask) {
+    if (AnyOurs(files, count)) {
+        return PollFiles("poll", files, count, TimeoutOf(timeout));
+    }
+    if (count == 0 && timeout != nullptr && PauseVirtually(DurationOf(*timeout))) {
+        return 0;
+    }
+    static const auto real = RealNamed<decltype(&__ppoll64)>("__ppoll64");
+    return real(files, count, timeout, mask);
+}
+
+VBOARD_EXPORT int __nanosleep64(const timespec* length, timespec* remaining) {
+    if (PauseVirtually(DurationOf(*length))) {
         return 0;
     }
     static const auto real = RealNamed<decltype(&__nanosleep64)>("__nanosleep64");
     return real(length, remaining);
+}
+
+VBOARD_EXPORT int __clock_nanosleep_time64(clockid_t clock, int flags, const timespec* time,
+                                           timespec* remaining) {
+    const bool until = (flags & TIMER_ABSTIME) != 0;
+    if (until ? vboard::PauseUntil(clock, DurationOf(*time)) : PauseVirtually(DurationOf(*time))) {
+        return 0;
+    }
+    static const auto real =
+        RealNamed<decltype(&__clock_nanosleep_time64)>("__clock_nanosleep_time64");
+    return real(clock, flags, time, remaining);
+}
+
+VBOARD_EXPORT int __clock_gettime64(clockid_t clock, timespec* time) {
+    if (const auto now = AskClock(clock)) {
+        vboard::StoreDuration(*now, *time);
+        return 0;
+    }
+    static const auto real = RealNamed<decltype(&__clock_gettime64)>("__clock_gettime64");
+    return real(clock, time);
+}
+
+VBOARD_EXPORT int __gettimeofday64(timeval* time, void* zone) {
+    if (const auto now = AskClock(CLOCK_REALTIME)) {
+        vboard::StoreTimeOfDay(*now, *time);
+        return 0;
+    }
+    static const auto real = RealNamed<decltype(&__gettimeofday64)>("__gettimeofday64");
+    return real(time, zone);
+}
+
+VBOARD_EXPORT time_t __time64(time_t* stored) {
+    if (const auto now = AskClock(CLOCK_REALTIME)) {
+        return vboard::StoreSeconds(*now, stored);
+    }
+    static const auto real = RealNamed<decltype(&__time64)>("__time64");
+    return real(stored);
+}
+
+VBOARD_EXPORT int __timespec_get64(timespec* time, int base) {
+    const auto now = base == TIME_UTC ? AskClock(CLOCK_REALTIME) : std::nullopt;
+    if (now) {
+        vboard::StoreDuration(*now, *time);
+        return base;
+    }
+    static const auto real = RealNamed<decltype(&__timespec_get64)>("__timespec_get64");
+    return real(time, base);
+}
+
+VBOARD_EXPORT int __stat64_time64(const char* path, struct stat* status) {
+    if (vboard::Host* host = HostFor(path)) {
+        return Answer<int>([&] { return vboard::StoreStatus(*host, path, *status); });
+    }
+    static const auto real = RealNamed<decltype(&__stat64_time64)>("__stat64_time64");
+    return real(path, status);
+}
+
+VBOARD_EXPORT int __lstat64_time64(const char* path, struct stat* status) {
+    if (vboard::Host* host = HostFor(path)) {
+        return Answer<int>([&] { return vboard::StoreStatus(*host, path, *status); });
+    }
+    static const auto real = RealNamed<decltype(&__lstat64_time64)>("__lstat64_time64");
+    return real(path, status);
+}
+
+VBOARD_EXPORT int __fstat64_time64(int descriptor, struct stat* status) {
+    if (OpenFile* file = FileFor(descriptor)) {
+        return Answer<int>([&] { return vboard::StoreStatus(TheHost(), file->path, *status); });
+    }
+    static const auto real = RealNamed<decltype(&__fstat64_time64)>("__fstat64_time64");
+    return real(descriptor, status);
+}
+
+VBOARD_EXPORT int __fstatat64_time64(int folder, const char* path, struct stat* status, int flags) {
+    if (vboard::Host* host = HostFor(path)) {
+        return Answer<int>([&] { return vboard::StoreStatus(*host, path, *status); });
+    }
+    static const auto real = RealNamed<decltype(&__fstatat64_time64)>("__fstatat64_time64");
+    return real(folder, path, status, flags);
+}
+
+VBOARD_EXPORT int __fcntl_time64(int descriptor, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void* argument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (FileFor(descriptor) != nullptr) {
+        return vboard::ControlDescriptor(descriptor, command, argument);
+    }
+    static const auto real = RealNamed<decltype(&__fcntl_time64)>("__fcntl_time64");
+    return real(descriptor, command, argument);
 }

@@ -1,4 +1,10 @@
 // SPDX-License-Identifier: MIT
+
+// The table holds the plain names, not those that large-file or 64-bit-time macros put in their
+// place.
+#undef _FILE_OFFSET_BITS
+#undef _TIME_BITS
+
 #include "vboard/front/RealLibc.h"
 
 #include <dlfcn.h>
@@ -6,38 +12,19 @@
 namespace vboard {
 namespace {
 
-template <class Function>
-void LookUp(Function& function, const char* name) {
-    function = reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
 RealLibc LookUpAll() {
     RealLibc real{};
-    LookUp(real.open, "open");
-    LookUp(real.close, "close");
-    LookUp(real.read, "read");
-    LookUp(real.write, "write");
-    LookUp(real.ioctl, "ioctl");
-    LookUp(real.fcntl, "fcntl");
-    LookUp(real.select, "select");
-    LookUp(real.poll, "poll");
-    LookUp(real.fopen, "fopen");
-    LookUp(real.fopen64, "fopen64");
-    LookUp(real.isatty, "isatty");
-    LookUp(real.tcgetattr, "tcgetattr");
-    LookUp(real.tcsetattr, "tcsetattr");
-    LookUp(real.tcdrain, "tcdrain");
-    LookUp(real.tcflush, "tcflush");
-    LookUp(real.tcsendbreak, "tcsendbreak");
-    LookUp(real.usleep, "usleep");
-    LookUp(real.sleep, "sleep");
-    LookUp(real.nanosleep, "nanosleep");
-    LookUp(real.clock_nanosleep, "clock_nanosleep");
-    LookUp(real.quickExit, "_exit");
+#define VBOARD_LOOK_UP(name) real.name = reinterpret_cast<decltype(real.name)>(FindReal(#name));
+    VBOARD_REAL_FUNCTIONS(VBOARD_LOOK_UP)
+#undef VBOARD_LOOK_UP
     return real;
 }
 
 }  // namespace
+
+void* FindReal(const char* name) {
+    return dlsym(RTLD_NEXT, name);
+}
 
 const RealLibc& Real() {
     static const RealLibc real = LookUpAll();

@@ -3,42 +3,49 @@
 
 // The one way to the C library's own functions behind the wrappers.
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/select.h>
-#include <sys/types.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/uio.h>
 #include <termios.h>
 #include <time.h>
+#include <unistd.h>
 
-#include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 
 namespace vboard {
 
+// Every wrapped function that has a declaration; those that have none are other names of these.
+#define VBOARD_REAL_FUNCTIONS(DO)                                                                 \
+    DO(open)                                                                                      \
+    DO(open64) DO(openat) DO(openat64) DO(creat) DO(creat64) DO(close) DO(close_range)            \
+        DO(closefrom) DO(read) DO(write) DO(readv) DO(writev) DO(pread) DO(pread64) DO(pwrite)    \
+            DO(pwrite64) DO(lseek) DO(lseek64) DO(dup) DO(dup2) DO(dup3) DO(fcntl) DO(fcntl64)    \
+                DO(access) DO(eaccess) DO(euidaccess) DO(faccessat) DO(stat) DO(stat64) DO(lstat) \
+                    DO(lstat64) DO(fstat) DO(fstat64) DO(fstatat) DO(fstatat64) DO(statx)         \
+                        DO(fopen) DO(fopen64) DO(freopen) DO(freopen64) DO(fdopen) DO(fileno)     \
+                            DO(fileno_unlocked) DO(ioctl) DO(isatty) DO(ttyname) DO(ttyname_r)    \
+                                DO(tcgetattr) DO(tcsetattr) DO(tcdrain) DO(tcflush) DO(tcflow)    \
+                                    DO(tcsendbreak) DO(select) DO(pselect) DO(poll) DO(ppoll)     \
+                                        DO(usleep) DO(sleep) DO(nanosleep) DO(clock_nanosleep)    \
+                                            DO(clock_gettime) DO(gettimeofday) DO(time)           \
+                                                DO(timespec_get) DO(execv) DO(execve) DO(execvp)  \
+                                                    DO(execvpe) DO(fexecve) DO(_exit) DO(_Exit)
+
 struct RealLibc {
-    int (*open)(const char*, int, ...);
-    int (*close)(int);
-    ssize_t (*read)(int, void*, std::size_t);
-    ssize_t (*write)(int, const void*, std::size_t);
-    int (*ioctl)(int, unsigned long, ...);
-    int (*fcntl)(int, int, ...);
-    int (*select)(int, fd_set*, fd_set*, fd_set*, timeval*);
-    int (*poll)(pollfd*, nfds_t, int);
-    std::FILE* (*fopen)(const char*, const char*);
-    std::FILE* (*fopen64)(const char*, const char*);
-    int (*isatty)(int);
-    int (*tcgetattr)(int, termios*);
-    int (*tcsetattr)(int, int, const termios*);
-    int (*tcdrain)(int);
-    int (*tcflush)(int, int);
-    int (*tcsendbreak)(int, int);
-    int (*usleep)(useconds_t);
-    unsigned (*sleep)(unsigned);
-    int (*nanosleep)(const timespec*, timespec*);
-    int (*clock_nanosleep)(clockid_t, int, const timespec*, timespec*);
-    void (*quickExit)(int);  ///< _exit
+#define VBOARD_MEMBER(name) decltype(&::name) name;
+    VBOARD_REAL_FUNCTIONS(VBOARD_MEMBER)
+#undef VBOARD_MEMBER
 };
 
 /// Looked up once, at the first call.
 [[nodiscard]] const RealLibc& Real();
+
+/// The address behind a name that no header declares; nullptr when the C library has none.
+[[nodiscard]] void* FindReal(const char* name);
 
 }  // namespace vboard

@@ -3,39 +3,59 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <utility>
+#include <vector>
 
-#include "vboard/front/World.h"
+#include "vboard/front/Wrapping.h"
 
 namespace vboard {
 namespace {
-
-OpenFile& FileOf(void* cookie) {
-    return *static_cast<OpenFile*>(cookie);
-}
-
-ssize_t ReadStream(void* cookie, char* buffer, std::size_t size) {
-    const IoResult result = World::Get()->TheHost().Read(
-        FileOf(cookie), std::span(reinterpret_cast<std::uint8_t*>(buffer), size));
-    if (result < 0) {
-        errno = static_cast<int>(-result);
-        return -1;
-    }
-    return static_cast<ssize_t>(result);
-}
 
 /// stdio tries the rest of a write again at once, for as long as it takes; more tries in a row that
 /// take nothing than this are taken for a wait that never ends.
 constexpr int kIdleTries = 100;
 
+struct Stream {
+    std::FILE* stream = nullptr;
+    std::shared_ptr<OpenFile> file;
+    int descriptor = -1;
+};
+
+/// Streams of the board that are open. Never destroyed: stdio flushes after every destructor has
+/// run.
+std::vector<Stream*>& OpenStreams() {
+    static auto* streams = new std::vector<Stream*>;
+    return *streams;
+}
+
+Stream* FindStream(std::FILE* stream) {
+    const auto& streams = OpenStreams();
+    const auto found = std::find_if(streams.begin(), streams.end(),
+                                    [stream](const Stream* s) { return s->stream == stream; });
+    return found == streams.end() ? nullptr : *found;
+}
+
+OpenFile& FileOf(void* cookie) {
+    return *static_cast<Stream*>(cookie)->file;
+}
+
+ssize_t ReadStream(void* cookie, char* buffer, std::size_t size) {
+    return Answer<ssize_t>([=] {
+        return TheHost().Read(FileOf(cookie),
+                              std::span(reinterpret_cast<std::uint8_t*>(buffer), size));
+    });
+}
+
 ssize_t WriteStream(void* cookie, const char* data, std::size_t size) {
     OpenFile& file = FileOf(cookie);
     std::span rest(reinterpret_cast<const std::uint8_t*>(data), size);
     for (int idleTries = 0; !rest.empty() && !World::Get()->Over();) {
-        const IoResult result = World::Get()->TheHost().Write(CallKind::kFlush, file, rest);
+        const IoResult result = TheHost().Write(CallKind::kFlush, file, rest);
         if (result < 0) {
             errno = static_cast<int>(-result);
             return 0;  // fopencookie(3): a failed write reports 0.
@@ -56,13 +76,13 @@ int SeekStream(void* /*cookie*/, off64_t* offset, int /*whence*/) {
 }
 
 int CloseStream(void* cookie) {
-    const std::unique_ptr<OpenFile> file(&FileOf(cookie));
-    const IoResult result = World::Get()->TheHost().Close(*file);
-    if (result < 0) {
-        errno = static_cast<int>(-result);
-        return -1;
+    const std::unique_ptr<Stream> stream(static_cast<Stream*>(cookie));
+    std::erase(OpenStreams(), stream.get());
+    if (stream->descriptor >= 0) {
+        stream->file.reset();
+        return CloseDescriptor(stream->descriptor);
     }
-    return 0;
+    return Answer<int>([&] { return TheHost().Close(*stream->file); });
 }
 
 }  // namespace
@@ -81,13 +101,30 @@ int FlagsOfMode(const char* mode) {
     }
 }
 
-std::FILE* MakeStream(std::unique_ptr<OpenFile> file, const char* mode) {
+std::FILE* MakeStream(std::shared_ptr<OpenFile> file, int descriptor, const char* mode) {
     constexpr cookie_io_functions_t kFunctions{ReadStream, WriteStream, SeekStream, CloseStream};
-    std::FILE* stream = fopencookie(file.get(), mode, kFunctions);
-    if (stream != nullptr) {
-        static_cast<void>(file.release());
+    auto stream = std::make_unique<Stream>(Stream{nullptr, std::move(file), descriptor});
+    stream->stream = fopencookie(stream.get(), mode, kFunctions);
+    if (stream->stream == nullptr) {
+        return nullptr;
     }
-    return stream;
+    OpenStreams().push_back(stream.get());
+    return stream.release()->stream;
+}
+
+bool IsOurs(std::FILE* stream) {
+    return FindStream(stream) != nullptr;
+}
+
+int DescriptorOf(std::FILE* stream) {
+    Stream& found = *FindStream(stream);
+    if (found.descriptor < 0) {
+        found.descriptor = MakePlaceholder(*found.file);
+        if (found.descriptor >= 0) {
+            TheDescriptors().Put(found.descriptor, found.file);
+        }
+    }
+    return found.descriptor;
 }
 
 }  // namespace vboard

@@ -2,8 +2,8 @@
 #include "vboard/front/World.h"
 
 #include <fmt/format.h>
+#include <pthread.h>
 #include <signal.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,19 +21,13 @@ namespace {
 constexpr std::uint8_t kWriteCommand = 0x12;
 constexpr std::uint8_t kAcknowledged = 0x90;
 
-[[noreturn]] void Fail(std::string_view problem) {
-    WriteAll(STDERR_FILENO, fmt::format("vboard: {}\n", problem));
-    Real().quickExit(kExitOwnError);
-    std::abort();
-}
-
 /// All of an inherited file, from its beginning: an earlier program of the run may have read it.
 std::string ReadAll(int descriptor) {
     std::string text;
     std::array<char, 4096> part{};
     for (;;) {
         const ssize_t got =
-            pread(descriptor, part.data(), part.size(), static_cast<off_t>(text.size()));
+            Real().pread(descriptor, part.data(), part.size(), static_cast<off_t>(text.size()));
         if (got <= 0) {
             return text;
         }
@@ -50,40 +44,27 @@ World* World::IfMade() {
 }
 
 World* World::Get() {
-    static bool looked = false;
-    if (looked) {
-        return s_world;
+    RunLink* link = RunLink::Get();
+    if (s_world == nullptr && link != nullptr) {
+        // Never destroyed: streams that the program left open are flushed after every destructor
+        // has run.
+        auto* world = new World(*link);
+        world->Make();
+        s_world = world;
     }
-    looked = true;
-    const char* text = std::getenv(kSessionVariable);
-    Session session;
-    if (text == nullptr || !Session::Parse(text, session)) {
-        return nullptr;
-    }
-    // Never destroyed: streams that the program left open are flushed after every destructor has
-    // run.
-    auto* world = new World;
-    if (!world->Make(session)) {
-        delete world;
-        return nullptr;
-    }
-    s_world = world;
-    return world;
+    return s_world;
 }
 
-bool World::Make(const Session& session) {
+void World::Make() {
+    const Session& session = m_link.TheSession();
     std::string problem;
     if (!m_file.Attach(session.boardDescriptor, problem)) {
-        Fail(fmt::format("the board {}", problem));
+        FailRun(fmt::format("the board {}", problem));
     }
-    void* report = mmap(nullptr, sizeof(RunReport), PROT_READ | PROT_WRITE, MAP_SHARED,
-                        session.reportDescriptor, 0);
-    if (report == MAP_FAILED) {
-        Fail("the run's report can't be mapped");
-    }
-    m_report = static_cast<RunReport*>(report);
+    m_report = &m_link.Memory().report;
     ++m_report->worlds;
     m_process = getpid();
+    m_report->owner = m_process;
     const Instant start{Duration{m_report->boardTimeNs}};
     OrderFaults(session);
     m_board = std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), *m_faults, *this, start);
@@ -91,13 +72,7 @@ bool World::Make(const Session& session) {
     m_board->Restore(m_file.State());
     m_recordings->Begin();
     m_board->AddListener(*this);
-    if (session.transcriptDescriptor >= 0) {
-        const int descriptor = session.transcriptDescriptor;
-        m_transcript = std::make_unique<Transcript>(
-            m_board->Clock(), [descriptor](std::string_view lines) { WriteAll(descriptor, lines); },
-            session.pace > 0);
-        m_board->AddListener(*m_transcript);
-    }
+    Record(session);
     if (session.pace > 0) {
         m_pacer = std::make_unique<RealTimePacer>(session.pace, start.time_since_epoch());
         m_board->Clock().SetPacer(m_pacer.get());
@@ -112,7 +87,50 @@ bool World::Make(const Session& session) {
         // A cut of the supply is an event of the run that ordered it: the next finds it back.
         m_board->SetPower(true);
     }
-    return true;
+    static_cast<void>(pthread_atfork(BeforeFork, nullptr, AfterForkInChild));
+    static_cast<void>(at_quick_exit(EndIfMade));
+}
+
+void World::Record(const Session& session) {
+    const int descriptor = session.transcriptDescriptor;
+    if (descriptor < 0) {
+        return;
+    }
+    const auto write = [descriptor](std::string_view lines) { WriteAll(descriptor, lines); };
+    HeldText& held = m_link.Memory().transcript;
+    const bool watched = session.pace > 0;
+    const auto keep = [&held, write, watched](std::string_view lines) {
+        held.Append(lines, write);
+        if (watched) {
+            held.HandOn(write);
+        }
+    };
+    m_transcript = std::make_unique<Transcript>(m_board->Clock(), keep, true);
+    m_board->AddListener(*m_transcript);
+}
+
+void World::TakeTurn() {
+    if (m_report->owner == m_process) {
+        return;
+    }
+    m_report->owner = m_process;
+    const Instant reached{Duration{m_report->boardTimeNs}};
+    if (reached == m_board->Clock().Now() && m_file.IsCurrent()) {
+        return;
+    }
+    std::string problem;
+    if (!m_file.Reload(problem)) {
+        FailRun(fmt::format("the board {}", problem));
+    }
+    m_board->Clock().SkipTo(reached);
+    m_made = false;
+    m_board->Restore(m_file.State());
+    m_made = true;
+}
+
+void World::Pause(Duration length) {
+    TheHost().Pause(length);
+    Keep();
 }
 
 void World::OrderFaults(const Session& session) {
@@ -120,7 +138,7 @@ void World::OrderFaults(const Session& session) {
     std::string problem;
     if (session.faultsDescriptor >= 0 &&
         !ParseFaultPlan(ReadAll(session.faultsDescriptor), rules, problem)) {
-        Fail(problem);
+        FailRun(problem);
     }
     if (rules.empty() && session.noiseRate <= 0 && session.callsDescriptor < 0) {
         m_faults = std::make_unique<Faults>();
@@ -162,25 +180,58 @@ void World::OnLoaderCommand(const LoaderCommand& command) {
     }
 }
 
-void World::End() {
-    if (m_ended || getpid() != m_process) {
-        return;
-    }
-    m_ended = true;
-    const std::int64_t endNs = m_board->Clock().Now().time_since_epoch().count();
-    m_recordings->ProgramEnded();
-    m_board->Clock().SetPacer(nullptr);
-    m_board->Clock().SetLimit(Instant::max(), {});
+void World::LetSettle() {
+    const std::int64_t nowNs = Now().time_since_epoch().count();
     m_board->Settle();
     Keep();
-    m_report->virtualTimeNs = endNs;
+    m_report->virtualTimeNs = nowNs;
+}
+
+void World::CompleteRecords() {
     if (m_transcript) {
         m_transcript->Finish();
     }
     if (m_calls) {
         m_calls->HandOn();
     }
+}
+
+void World::End() {
+    if (m_ended || getpid() != m_process) {
+        return;
+    }
+    m_ended = true;
+    m_recordings->ProgramEnded();
+    m_board->Clock().SetPacer(nullptr);
+    m_board->Clock().SetLimit(Instant::max(), {});
+    if (m_report->owner == m_process) {
+        LetSettle();
+    }
+    CompleteRecords();
     m_recordings->Finish();
+}
+
+void World::EndIfMade() {
+    if (s_world != nullptr) {
+        s_world->End();
+    }
+}
+
+void World::GoOnIfMade() {
+    if (s_world != nullptr && getpid() == s_world->m_process) {
+        s_world->m_ended = false;
+    }
+}
+
+void World::BeforeFork() {
+    if (s_world->m_report->owner == s_world->m_process) {
+        s_world->Keep();
+    }
+    s_world->CompleteRecords();
+}
+
+void World::AfterForkInChild() {
+    s_world->m_process = getpid();
 }
 
 void World::EndProgram(Verdict verdict, std::string_view text) {
@@ -199,7 +250,7 @@ void World::EndProgram(Verdict verdict, std::string_view text) {
     // would never have been written.
     m_over = true;
     std::fflush(nullptr);
-    Real().quickExit(kExitWaitsForEver);
+    Real()._exit(kExitWaitsForEver);
     std::abort();
 }
 
@@ -217,8 +268,6 @@ void World::WaitsForEver(std::string_view call, std::string_view path, std::stri
 namespace {
 // Runs at exit() and at the return of main.
 __attribute__((destructor)) void EndOfProgram() {
-    if (vboard::World* world = vboard::World::IfMade()) {
-        world->End();
-    }
+    vboard::World::EndIfMade();
 }
 }  // namespace

@@ -14,6 +14,7 @@
 #include "vboard/front/LineFile.h"
 #include "vboard/front/RealTimePacer.h"
 #include "vboard/front/Recordings.h"
+#include "vboard/front/RunLink.h"
 #include "vboard/record/Transcript.h"
 
 namespace vboard {
@@ -25,22 +26,39 @@ public:
     /// The world if it has been made already, else nullptr.
     [[nodiscard]] static World* IfMade();
 
-    [[nodiscard]] Host& TheHost() { return m_board->TheHost(); }
+    /// The host, for a call of the program: the board is brought up to date first if another
+    /// program of the run has used it meanwhile.
+    [[nodiscard]] Host& TheHost() {
+        TakeTurn();
+        return m_board->TheHost();
+    }
+    [[nodiscard]] Instant Now() { return m_board->Clock().Now(); }
+    void Pause(Duration length);
 
     /// The run has been ended from outside the program: the board takes no more of its calls.
     [[nodiscard]] bool Over() const { return m_over; }
 
     /// The program is ending: lets the board settle, keeps its state, completes what is recorded.
     void End();
+    static void EndIfMade();
+
+    /// The program did not end after all: it could not become another one.
+    static void GoOnIfMade();
 
     void Kill() override;
     void WaitsForEver(std::string_view call, std::string_view path,
                       std::string_view awaited) override;
 
 private:
-    World() = default;
-    [[nodiscard]] bool Make(const Session& session);
+    explicit World(RunLink& link) : m_link(link) {}
+    void Make();
+    void Record(const Session& session);
     void OrderFaults(const Session& session);
+    void TakeTurn();
+    void LetSettle();
+    void CompleteRecords();
+    static void BeforeFork();
+    static void AfterForkInChild();
     [[noreturn]] void EndProgram(Verdict verdict, std::string_view text);
     void Keep();
 
@@ -50,7 +68,8 @@ private:
 
     static World* s_world;
 
-    int m_process = 0;  ///< A forked child has a copy of the world that is not its own.
+    RunLink& m_link;
+    int m_process = 0;  ///< What a vforked child does is not this world's.
     bool m_ended = false;
     bool m_made = false;
     bool m_over = false;

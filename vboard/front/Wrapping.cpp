@@ -2,7 +2,9 @@
 #include "vboard/front/Wrapping.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -10,16 +12,36 @@
 #include "vboard/front/Streams.h"
 
 namespace vboard {
+namespace {
+
+/// All pieces as one, since the board sees a write as one.
+std::vector<std::uint8_t> Gathered(const iovec* pieces, int count) {
+    std::vector<std::uint8_t> bytes;
+    for (int i = 0; i < count; ++i) {
+        const auto* start = static_cast<const std::uint8_t*>(pieces[i].iov_base);
+        bytes.insert(bytes.end(), start, start + pieces[i].iov_len);
+    }
+    return bytes;
+}
+
+int SetStatusFlags(OpenFile& file, int flags) {
+    constexpr int kChangeable = O_APPEND | O_NONBLOCK;
+    file.flags = (file.flags & ~kChangeable) | (flags & kChangeable);
+    file.nonBlocking = (flags & O_NONBLOCK) != 0;
+    return 0;
+}
+
+}  // namespace
 
 int OpenDescriptor(Host& host, const char* path, int flags) {
     const int before = errno;
     int error = 0;
-    std::unique_ptr<OpenFile> file = host.Open(CallKind::kOpen, path, flags, {}, error);
+    std::shared_ptr<OpenFile> file = host.Open(CallKind::kOpen, path, flags, {}, error);
     if (file == nullptr) {
         errno = error;
         return -1;
     }
-    const int descriptor = Real().open("/dev/null", O_RDWR | (flags & O_CLOEXEC));
+    const int descriptor = MakePlaceholder(*file);
     if (descriptor >= 0) {
         TheDescriptors().Put(descriptor, std::move(file));
         errno = before;
@@ -31,15 +53,23 @@ std::FILE* OpenStream(Host& host, const char* path, const char* mode) {
     const int before = errno;
     int error = EINVAL;
     const int flags = FlagsOfMode(mode);
-    std::unique_ptr<OpenFile> file =
+    std::shared_ptr<OpenFile> file =
         flags < 0 ? nullptr : host.Open(CallKind::kFopen, path, flags, mode, error);
     if (file == nullptr) {
         errno = error;
         return nullptr;
     }
-    std::FILE* stream = MakeStream(std::move(file), mode);
+    std::FILE* stream = MakeStream(std::move(file), -1, mode);
     errno = stream == nullptr ? ENOMEM : before;
     return stream;
+}
+
+std::FILE* StreamOn(int descriptor, const char* mode) {
+    if (FlagsOfMode(mode) < 0) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    return MakeStream(TheDescriptors().At(descriptor), descriptor, mode);
 }
 
 int CloseDescriptor(int descriptor) {
@@ -51,60 +81,113 @@ int CloseDescriptor(int descriptor) {
     });
 }
 
-bool AnyOurs(int count, const fd_set* reading, const fd_set* writing) {
-    for (int descriptor = 0; descriptor < count; ++descriptor) {
-        const bool named = (reading != nullptr && FD_ISSET(descriptor, reading)) ||
-                           (writing != nullptr && FD_ISSET(descriptor, writing));
-        if (named && FileFor(descriptor) != nullptr) {
-            return true;
+int CloseRange(unsigned first, unsigned last, int flags) {
+    const auto end = static_cast<unsigned>(TheDescriptors().End());
+    const bool closes = (flags & CLOSE_RANGE_CLOEXEC) == 0;
+    for (unsigned descriptor = first; closes && descriptor < end && descriptor <= last;
+         ++descriptor) {
+        if (FileFor(static_cast<int>(descriptor)) != nullptr) {
+            static_cast<void>(CloseDescriptor(static_cast<int>(descriptor)));
         }
     }
-    return false;
+    const RunLink* link = RunLink::Get();
+    if (link == nullptr || first > link->LastReserved() || last < link->FirstReserved()) {
+        return Real().close_range(first, last, flags);
+    }
+    if (first < link->FirstReserved()) {
+        static_cast<void>(Real().close_range(first, link->FirstReserved() - 1, flags));
+    }
+    return last > link->LastReserved() ? Real().close_range(link->LastReserved() + 1, last, flags)
+                                       : 0;
 }
 
-int SelectOurs(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
-               std::optional<Duration> timeout) {
-    std::vector<Watched> watched;
-    std::vector<int> descriptors;
-    for (int descriptor = 0; descriptor < count; ++descriptor) {
-        const Readiness wanted{reading != nullptr && FD_ISSET(descriptor, reading),
-                               writing != nullptr && FD_ISSET(descriptor, writing)};
-        OpenFile* file = FileFor(descriptor);
-        if (file != nullptr && (wanted.readable || wanted.writable)) {
-            watched.push_back({file, wanted, {}});
-            descriptors.push_back(descriptor);
-        }
+bool IsReserved(int descriptor) {
+    const RunLink* link = descriptor < kFirstSessionDescriptor ? nullptr : RunLink::Get();
+    return link != nullptr && static_cast<unsigned>(descriptor) <= link->LastReserved();
+}
+
+int Copied(int original, int copy) {
+    if (copy >= 0 && copy != original) {
+        TheDescriptors().Share(original, copy);
     }
-    const int result =
-        Answer<int>([&] { return TheHost().Select("select", std::span(watched), timeout); });
-    if (result < 0) {
-        return result;
+    return copy;
+}
+
+void MakeRoom(int original, int target) {
+    if (target != original && FileFor(target) != nullptr) {
+        static_cast<void>(CloseDescriptor(target));
     }
-    for (fd_set* set : {reading, writing, excepting}) {
-        if (set != nullptr) {
-            FD_ZERO(set);
-        }
-    }
-    for (std::size_t i = 0; i < watched.size(); ++i) {
-        if (watched[i].ready.readable) {
-            FD_SET(descriptors[i], reading);
-        }
-        if (watched[i].ready.writable) {
-            FD_SET(descriptors[i], writing);
-        }
+}
+
+IoResult ReadPieces(OpenFile& file, const iovec* pieces, int count) {
+    std::vector<std::uint8_t> bytes = Gathered(pieces, count);
+    const IoResult result = TheHost().Read(file, bytes);
+    std::size_t left = result > 0 ? static_cast<std::size_t>(result) : 0;
+    const std::uint8_t* next = bytes.data();
+    for (int i = 0; i < count && left > 0; ++i) {
+        const std::size_t part = std::min(left, pieces[i].iov_len);
+        std::copy_n(next, part, static_cast<std::uint8_t*>(pieces[i].iov_base));
+        next += part;
+        left -= part;
     }
     return result;
 }
 
-bool PauseVirtually(Duration length) {
-    World* world = World::Get();
-    if (world == nullptr) {
-        return false;
+IoResult WritePieces(OpenFile& file, const iovec* pieces, int count) {
+    return TheHost().Write(CallKind::kWrite, file, Gathered(pieces, count));
+}
+
+IoResult ReadAt(OpenFile& file, void* buffer, std::size_t size, std::int64_t offset) {
+    const IoResult place = TheHost().Seek(file, offset, SEEK_SET);
+    return place < 0 ? place
+                     : TheHost().Read(file, std::span(static_cast<std::uint8_t*>(buffer), size));
+}
+
+IoResult WriteAt(OpenFile& file, const void* data, std::size_t size, std::int64_t offset) {
+    const IoResult place = TheHost().Seek(file, offset, SEEK_SET);
+    return place < 0 ? place
+                     : TheHost().Write(CallKind::kWrite, file,
+                                       std::span(static_cast<const std::uint8_t*>(data), size));
+}
+
+int ControlDescriptor(int descriptor, int command, void* argument) {
+    OpenFile& file = *FileFor(descriptor);
+    switch (command) {
+        case F_GETFL:
+            return file.flags & ~(O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC | O_CLOEXEC);
+        case F_SETFL:
+            return SetStatusFlags(file,
+                                  static_cast<int>(reinterpret_cast<std::intptr_t>(argument)));
+        case F_DUPFD:
+        case F_DUPFD_CLOEXEC:
+            return Copied(descriptor, Real().fcntl(descriptor, command, argument));
+        default:
+            return Real().fcntl(descriptor, command, argument);
     }
-    const int before = errno;
-    world->TheHost().Pause(length);
-    errno = before;
-    return true;
+}
+
+void AdoptInherited() {
+    if (RunLink::Get() == nullptr) {
+        return;
+    }
+    for (const Placeholder& placeholder : InheritedPlaceholders()) {
+        std::shared_ptr<OpenFile> file =
+            World::Get()->TheHost().Inherit(placeholder.path, placeholder.flags);
+        if (file != nullptr) {
+            TheDescriptors().Put(placeholder.descriptor, std::move(file));
+        }
+    }
+}
+
+IoResult Exists(const Host& host, const char* path) {
+    return host.Find(path) == PathKind::kNone ? -ENOENT : 0;
 }
 
 }  // namespace vboard
+
+namespace {
+// Before main: the program may have come into being with devices open.
+__attribute__((constructor)) void BeginningOfProgram() {
+    vboard::AdoptInherited();
+}
+}  // namespace

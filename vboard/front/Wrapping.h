@@ -3,12 +3,12 @@
 
 // What the wrappers have in common: whose file is it, and how a room's answer becomes libc's.
 
-#include <sys/select.h>
+#include <sys/uio.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "vboard/front/Descriptors.h"
@@ -23,8 +23,8 @@ namespace vboard {
         (std::strncmp(path, "/dev/", 5) != 0 && std::strncmp(path, "/sys/class/gpio", 15) != 0)) {
         return nullptr;
     }
-    World* world = World::Get();
-    return world != nullptr && world->TheHost().Owns(path) ? &world->TheHost() : nullptr;
+    const RunLink* link = RunLink::Get();
+    return link != nullptr && link->Owns(path) ? &World::Get()->TheHost() : nullptr;
 }
 
 /// The board's file behind a descriptor; else nullptr.
@@ -50,23 +50,32 @@ Result Answer(Ask&& ask) {
 [[nodiscard]] int OpenDescriptor(Host& host, const char* path, int flags);
 /// Opens a path of the board as a stream: nullptr and errno on failure.
 [[nodiscard]] std::FILE* OpenStream(Host& host, const char* path, const char* mode);
+/// A stream on a descriptor of the board: nullptr and errno on failure.
+[[nodiscard]] std::FILE* StreamOn(int descriptor, const char* mode);
 int CloseDescriptor(int descriptor);
+/// True for a descriptor that the run itself needs.
+[[nodiscard]] bool IsReserved(int descriptor);
+/// close_range(2) that spares what the run itself needs.
+int CloseRange(unsigned first, unsigned last, int flags);
 
-/// True when one of the sets names a file of the board.
-[[nodiscard]] bool AnyOurs(int count, const fd_set* reading, const fd_set* writing);
-/// select(2) on files of the board; other descriptors in the sets are reported as not ready.
-int SelectOurs(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
-               std::optional<Duration> timeout);
+/// A copy of the board's `original`, as libc made it: registers it. Returns `copy`.
+int Copied(int original, int copy);
+/// The target of dup2 or dup3, which is closed when it is the board's.
+void MakeRoom(int original, int target);
 
-/// A pause of the program, in virtual time. False when there is no board: then the pause is the
-/// machine's.
-[[nodiscard]] bool PauseVirtually(Duration length);
+/// Reading and writing in pieces, and at a place of its own.
+IoResult ReadPieces(OpenFile& file, const iovec* pieces, int count);
+IoResult WritePieces(OpenFile& file, const iovec* pieces, int count);
+IoResult ReadAt(OpenFile& file, void* buffer, std::size_t size, std::int64_t offset);
+IoResult WriteAt(OpenFile& file, const void* data, std::size_t size, std::int64_t offset);
 
-/// A time of seconds and a fraction, as a duration.
-template <class Seconds, class Fraction>
-constexpr Duration DurationOf(Seconds seconds, Fraction fraction, Duration unit) {
-    return std::chrono::seconds(static_cast<std::int64_t>(seconds)) +
-           unit * static_cast<std::int64_t>(fraction);
-}
+/// Finds the devices behind descriptors that were open when the program came into being.
+void AdoptInherited();
+
+/// fcntl on a descriptor of the board. `argument` is the third word, whatever it is.
+int ControlDescriptor(int descriptor, int command, void* argument);
+
+/// 0 where a path of the board exists, else -ENOENT.
+[[nodiscard]] IoResult Exists(const Host& host, const char* path);
 
 }  // namespace vboard

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/host/CommDevice.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -37,6 +39,14 @@ public:
         m_device.m_harness.SetTristate(state != 0);
         return 0;
     }
+    [[nodiscard]] std::string Describe(unsigned long request, const void* argument) const override {
+        if (request != kTristateRequest || argument == nullptr) {
+            return DeviceFile::Describe(request, argument);
+        }
+        int state = 0;
+        std::memcpy(&state, argument, sizeof state);
+        return fmt::format("tristate {}", state);
+    }
     [[nodiscard]] Readiness Ready() const override { return {!m_device.m_received.empty(), true}; }
 
 private:
@@ -61,10 +71,12 @@ IoResult CommDevice::Read(std::span<std::uint8_t> buffer, bool nonBlocking) {
     if (buffer.empty()) {
         return 0;
     }
+    const auto somethingCame = [this] { return !m_received.empty(); };
     if (m_received.empty() && nonBlocking) {
+        m_clock.RunUntil(somethingCame, m_clock.Now() + kFruitlessStep);
         return -EAGAIN;
     }
-    const auto waited = m_clock.RunUntil([this] { return !m_received.empty(); }, std::nullopt);
+    const auto waited = m_clock.RunUntil(somethingCame, std::nullopt);
     if (waited != VirtualClock::Waited::kSatisfied) {
         return kWouldWaitForEver;
     }

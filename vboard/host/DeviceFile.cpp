@@ -1,12 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/host/DeviceFile.h"
 
+#include <fmt/format.h>
+
 #include <cerrno>
 
 namespace vboard {
 
 IoResult DeviceFile::Ioctl(unsigned long /*request*/, void* /*argument*/) {
     return -ENOTTY;
+}
+std::string DeviceFile::Describe(unsigned long request, const void* /*argument*/) const {
+    return fmt::format("{:#x}", request);
+}
+IoResult DeviceFile::Seek(std::int64_t /*offset*/, int /*whence*/) {
+    return -ESPIPE;
 }
 IoResult DeviceFile::GetAttributes(termios& /*attributes*/) {
     return -ENOTTY;
@@ -21,6 +29,9 @@ IoResult DeviceFile::Flush(int /*queue*/) {
     return -ENOTTY;
 }
 IoResult DeviceFile::SendBreak() {
+    return -ENOTTY;
+}
+IoResult DeviceFile::ControlFlow(int /*action*/) {
     return -ENOTTY;
 }
 

@@ -22,6 +22,14 @@ using IoResult = std::int64_t;
 /// The call would never return: nothing that could still happen brings what it waits for.
 inline constexpr IoResult kWouldWaitForEver = INT64_MIN;
 
+/// How far a call that finds nothing and would not wait moves the clock, at most: a program that
+/// asks again and again lets time go by with each question, as it does on a real machine. The clock
+/// stops earlier where what is asked for comes.
+inline constexpr Duration kFruitlessStep = std::chrono::milliseconds{1};
+
+/// What a path names.
+enum class PathKind : std::uint8_t { kNone, kTerminal, kDevice, kFile, kFolder };
+
 /// What select and poll ask for.
 struct Readiness {
     bool readable = false;
@@ -39,8 +47,14 @@ public:
 
     /// `argument` is what the program passed: read or written as the request says.
     virtual IoResult Ioctl(unsigned long request, void* argument);
+    /// The request in words for a transcript, after it has been carried out.
+    [[nodiscard]] virtual std::string Describe(unsigned long request, const void* argument) const;
 
     [[nodiscard]] virtual Readiness Ready() const { return {true, true}; }
+
+    /// Moves the place at which the next read or write begins, as lseek(2); -ESPIPE where there is
+    /// none.
+    virtual IoResult Seek(std::int64_t offset, int whence);
 
     // What only a terminal can do; other files answer -ENOTTY.
     virtual IoResult GetAttributes(termios& attributes);
@@ -48,6 +62,7 @@ public:
     virtual IoResult Drain();
     virtual IoResult Flush(int queue);
     virtual IoResult SendBreak();
+    virtual IoResult ControlFlow(int action);
     [[nodiscard]] virtual bool IsTerminal() const { return false; }
 };
 
@@ -61,6 +76,7 @@ public:
     };
     /// `flags` are those of open(2).
     virtual Opened Open(int flags) = 0;
+    [[nodiscard]] virtual bool IsTerminal() const { return false; }
 };
 
 }  // namespace vboard

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 
 #include <algorithm>
 #include <array>
@@ -10,7 +11,7 @@
 #include <cstring>
 #include <utility>
 
-#include "vboard/host/CommDevice.h"
+#include "vboard/host/LineSettings.h"
 #include "vboard/host/SysfsGpio.h"
 #include "vboard/host/TermiosText.h"
 
@@ -53,6 +54,18 @@ std::string OpenFlagsText(int flags) {
     return text;
 }
 
+IoResult CountReady(std::span<Watched> files) {
+    IoResult count = 0;
+    for (Watched& watched : files) {
+        const Readiness now = watched.file->device->Ready();
+        watched.ready = {watched.wanted.readable && now.readable,
+                         watched.wanted.writable && now.writable};
+        count += watched.ready.readable ? 1 : 0;
+        count += watched.ready.writable ? 1 : 0;
+    }
+    return count;
+}
+
 }  // namespace
 
 Host::Host(VirtualClock& clock, Probe& probe, Faults& faults, ProgramControl& control)
@@ -66,17 +79,25 @@ void Host::AddGpios(SysfsGpio& gpios) {
     m_gpios = &gpios;
 }
 
-bool Host::Owns(std::string_view path) const {
-    return IsGpioPath(path) || m_devices.contains(path) ||
+bool Host::IsHardware(std::string_view path) {
+    return IsGpioPath(path) ||
            std::any_of(kHardwarePrefixes.begin(), kHardwarePrefixes.end(),
                        [path](std::string_view prefix) { return path.starts_with(prefix); });
 }
 
-int Host::Find(std::string_view path) const {
+bool Host::Owns(std::string_view path) const {
+    return IsHardware(path) || m_devices.contains(path);
+}
+
+PathKind Host::Find(std::string_view path) const {
     if (IsGpioPath(path) && m_gpios != nullptr) {
         return m_gpios->Find(path);
     }
-    return m_devices.contains(path) ? 0 : ENOENT;
+    const auto found = m_devices.find(path);
+    if (found == m_devices.end()) {
+        return PathKind::kNone;
+    }
+    return found->second->IsTerminal() ? PathKind::kTerminal : PathKind::kDevice;
 }
 
 void Host::Tell(std::string_view name, std::string_view path, std::string_view detail,
@@ -105,6 +126,14 @@ IoResult Host::StuckIn(std::string_view call, const OpenFile& file, std::string_
     return -EINTR;
 }
 
+Device::Opened Host::OpenDevice(std::string_view path, int flags) {
+    if (IsGpioPath(path) && m_gpios != nullptr) {
+        return m_gpios->Open(path, flags);
+    }
+    const auto found = m_devices.find(path);
+    return found == m_devices.end() ? Device::Opened{nullptr, ENOENT} : found->second->Open(flags);
+}
+
 std::unique_ptr<OpenFile> Host::Open(CallKind how, std::string_view path, int flags,
                                      std::string_view detail, int& error) {
     const std::string_view name = how == CallKind::kFopen ? "fopen" : "open";
@@ -112,12 +141,8 @@ std::unique_ptr<OpenFile> Host::Open(CallKind how, std::string_view path, int fl
     Device::Opened opened;
     if (struck) {
         opened.error = static_cast<int>(-*struck);
-    } else if (IsGpioPath(path) && m_gpios != nullptr) {
-        opened = m_gpios->Open(path, flags);
-    } else if (const auto found = m_devices.find(path); found != m_devices.end()) {
-        opened = found->second->Open(flags);
     } else {
-        opened.error = ENOENT;
+        opened = OpenDevice(path, flags);
     }
     error = opened.error;
     if (m_probe.Listening()) {
@@ -127,7 +152,16 @@ std::unique_ptr<OpenFile> Host::Open(CallKind how, std::string_view path, int fl
         return nullptr;
     }
     return std::make_unique<OpenFile>(
-        OpenFile{std::string(path), std::move(opened.file), (flags & O_NONBLOCK) != 0});
+        OpenFile{std::string(path), std::move(opened.file), (flags & O_NONBLOCK) != 0, flags});
+}
+
+std::unique_ptr<OpenFile> Host::Inherit(std::string_view path, int flags) {
+    Device::Opened opened = OpenDevice(path, flags);
+    if (opened.file == nullptr) {
+        return nullptr;
+    }
+    return std::make_unique<OpenFile>(
+        OpenFile{std::string(path), std::move(opened.file), (flags & O_NONBLOCK) != 0, flags});
 }
 
 IoResult Host::Close(OpenFile& file) {
@@ -139,6 +173,9 @@ IoResult Host::Close(OpenFile& file) {
 }
 
 IoResult Host::Read(OpenFile& file, std::span<std::uint8_t> buffer) {
+    if ((file.flags & O_ACCMODE) == O_WRONLY) {
+        return -EBADF;
+    }
     const CallFault fault = m_faults.OnCall(CallKind::kRead, file.path, buffer.size());
     const auto struck = Struck(fault, "read", file.path);
     IoResult result = 0;
@@ -164,6 +201,9 @@ IoResult Host::Read(OpenFile& file, std::span<std::uint8_t> buffer) {
 }
 
 IoResult Host::Write(CallKind how, OpenFile& file, std::span<const std::uint8_t> data) {
+    if ((file.flags & O_ACCMODE) == O_RDONLY) {
+        return -EBADF;
+    }
     const std::string_view name = how == CallKind::kFlush ? "flush" : "write";
     const CallFault fault = m_faults.OnCall(how, file.path, data.size());
     const auto struck = Struck(fault, name, file.path);
@@ -195,18 +235,44 @@ IoResult Host::Perform(CallKind kind, std::string_view name, const OpenFile& fil
     return result;
 }
 
+IoResult Host::Seek(OpenFile& file, std::int64_t offset, int whence) {
+    return file.device->Seek(offset, whence);
+}
+
 IoResult Host::Ioctl(OpenFile& file, unsigned long request, void* argument) {
-    const auto detail = [&]() -> std::string {
-        if (request != kTristateRequest || argument == nullptr) {
-            return fmt::format("{:#x}", request);
-        }
-        int state = 0;
-        std::memcpy(&state, argument, sizeof state);
-        return fmt::format("tristate {}", state);
-    };
+    // The kernel looks at 32 bits, and some callers fill the others with the sign.
+    request &= 0xFFFFFFFFUL;
+    if (ReadsSettings(request) || ActionOf(request)) {
+        return SettingsRequest(file, request, argument);
+    }
+    if (request == FIONBIO && argument != nullptr) {
+        int on = 0;
+        std::memcpy(&on, argument, sizeof on);
+        file.nonBlocking = on != 0;
+        return 0;
+    }
     return Perform(
         CallKind::kIoctl, "ioctl", file, [&] { return file.device->Ioctl(request, argument); },
-        detail);
+        [&] { return file.device->Describe(request, argument); });
+}
+
+// What libc's tcgetattr and tcsetattr make of it.
+IoResult Host::SettingsRequest(OpenFile& file, unsigned long request, void* argument) {
+    if (!file.device->IsTerminal()) {
+        return -ENOTTY;
+    }
+    if (argument == nullptr) {
+        return -EFAULT;
+    }
+    if (const auto action = ActionOf(request)) {
+        return SetAttributes(file, *action, LoadSettings(request, argument));
+    }
+    termios settings{};
+    const IoResult result = GetAttributes(file, settings);
+    if (result == 0) {
+        StoreSettings(request, settings, argument);
+    }
+    return result;
 }
 
 IoResult Host::GetAttributes(OpenFile& file, termios& attributes) {
@@ -238,8 +304,14 @@ IoResult Host::SendBreak(OpenFile& file) {
     return result;
 }
 
+IoResult Host::ControlFlow(OpenFile& file, int action) {
+    const IoResult result = file.device->ControlFlow(action);
+    Tell("tcflow", file.path, {}, result);
+    return result;
+}
+
 IoResult Host::Select(std::string_view name, std::span<Watched> files,
-                      std::optional<Duration> timeout) {
+                      std::optional<Duration> timeout, bool othersAwaited) {
     const std::string_view path = files.empty() ? std::string_view{} : files.front().file->path;
     const CallFault fault = m_faults.OnCall(CallKind::kSelect, path, 0);
     const auto struck = Struck(fault, name, path);
@@ -247,28 +319,27 @@ IoResult Host::Select(std::string_view name, std::span<Watched> files,
         Tell(name, path, {}, *struck);
         return *struck;
     }
-    IoResult count = 0;
-    const auto anyReady = [&] {
-        count = 0;
-        if (fault.kind == CallFault::Kind::kCount) {
-            return false;
-        }
+    // An ordered fault may keep the program from seeing that a file is ready.
+    const bool blind = fault.kind == CallFault::Kind::kCount;
+    const auto countReady = [files, blind] { return blind ? 0 : CountReady(files); };
+    const auto anyReady = [&countReady] { return countReady() > 0; };
+    IoResult count = countReady();
+    if (count == 0 && timeout == Duration::zero()) {
+        // The answer is that of this moment; what comes meanwhile is for the next question.
+        m_clock.RunUntil(anyReady, m_clock.Now() + kFruitlessStep);
         for (Watched& watched : files) {
-            const Readiness now = watched.file->device->Ready();
-            watched.ready = {watched.wanted.readable && now.readable,
-                             watched.wanted.writable && now.writable};
-            count += watched.ready.readable ? 1 : 0;
-            count += watched.ready.writable ? 1 : 0;
+            watched.ready = {};
         }
-        return count > 0;
-    };
-    std::optional<Instant> deadline;
-    if (timeout) {
-        deadline = m_clock.Now() + *timeout;
-    }
-    if (m_clock.RunUntil(anyReady, deadline) == VirtualClock::Waited::kNothingLeft) {
-        m_control.WaitsForEver(name, path, "a file to become ready");
-        return -EINTR;
+    } else if (count == 0) {
+        const auto deadline = timeout ? std::optional(m_clock.Now() + *timeout) : std::nullopt;
+        if (m_clock.RunUntil(anyReady, deadline) == VirtualClock::Waited::kNothingLeft) {
+            if (othersAwaited) {
+                return kWouldWaitForEver;
+            }
+            m_control.WaitsForEver(name, path, "a file to become ready");
+            return -EINTR;
+        }
+        count = countReady();
     }
     if (m_probe.Listening()) {
         Tell(name, path,
@@ -282,6 +353,12 @@ void Host::Pause(Duration length) {
     static_cast<void>(Struck(m_faults.OnCall(CallKind::kPause, {}, 0), "pause", {}));
     m_probe.OnPause(length);
     m_clock.Pass(length);
+}
+
+Instant Host::AskTime() {
+    const Instant now = m_clock.Now();
+    m_clock.Pass(kTimeOfAsking);
+    return now;
 }
 
 }  // namespace vboard

@@ -38,6 +38,7 @@ struct OpenFile {
     std::string path;
     std::unique_ptr<DeviceFile> device;
     bool nonBlocking = false;
+    int flags = 0;  ///< Those of open(2).
 };
 
 /// One file of a select or poll.
@@ -47,8 +48,15 @@ struct Watched {
     Readiness ready;  ///< Result.
 };
 
+/// What asking for the time takes.
+inline constexpr Duration kTimeOfAsking = std::chrono::microseconds{1};
+
 class Host {
 public:
+    /// True for paths under which a machine may have hardware of the kind that a board plays:
+    /// serial ports, GPIO files and communication devices.
+    [[nodiscard]] static bool IsHardware(std::string_view path);
+
     /// All must outlive the host.
     Host(VirtualClock& clock, Probe& probe, Faults& faults, ProgramControl& control);
 
@@ -56,34 +64,46 @@ public:
     void AddGpios(SysfsGpio& gpios);
 
     /// True for every path that must not reach the machine's own hardware: the devices of this
-    /// board, and serial ports, GPIO files and communication devices that this board does not have.
+    /// board, and hardware that this board does not have.
     [[nodiscard]] bool Owns(std::string_view path) const;
-    /// 0 when an owned path exists, else ENOENT.
-    [[nodiscard]] int Find(std::string_view path) const;
+    /// What an owned path names; kNone when this board does not have it.
+    [[nodiscard]] PathKind Find(std::string_view path) const;
 
     /// `how` is kOpen or kFopen. On failure the result is empty and `error` the errno.
     std::unique_ptr<OpenFile> Open(CallKind how, std::string_view path, int flags,
                                    std::string_view detail, int& error);
+    /// A file that was open in the program before and came with its descriptor; no call of the
+    /// program. Empty where there is no such device any more.
+    std::unique_ptr<OpenFile> Inherit(std::string_view path, int flags);
     IoResult Close(OpenFile& file);
     IoResult Read(OpenFile& file, std::span<std::uint8_t> buffer);
     /// `how` is kWrite, or kFlush for what stdio writes.
     IoResult Write(CallKind how, OpenFile& file, std::span<const std::uint8_t> data);
+    IoResult Seek(OpenFile& file, std::int64_t offset, int whence);
     IoResult Ioctl(OpenFile& file, unsigned long request, void* argument);
     IoResult GetAttributes(OpenFile& file, termios& attributes);
     IoResult SetAttributes(OpenFile& file, int action, const termios& attributes);
     IoResult Drain(OpenFile& file);
     IoResult Flush(OpenFile& file, int queue);
     IoResult SendBreak(OpenFile& file);
+    IoResult ControlFlow(OpenFile& file, int action);
 
     /// Waits until one of the files is ready or `timeout` has passed (none: no limit). The count of
-    /// ready files, or -errno.
+    /// ready files, or -errno. Where the program awaits other files as well (`othersAwaited`), a
+    /// wait that the board can't end is answered with kWouldWaitForEver and no verdict.
     IoResult Select(std::string_view name, std::span<Watched> files,
-                    std::optional<Duration> timeout);
+                    std::optional<Duration> timeout, bool othersAwaited = false);
 
     /// A pause of the program.
     void Pause(Duration length);
 
+    /// The time, for a program that asks for it. It takes a moment, so that a loop that only looks
+    /// at the clock comes to an end.
+    Instant AskTime();
+
 private:
+    [[nodiscard]] Device::Opened OpenDevice(std::string_view path, int flags);
+    IoResult SettingsRequest(OpenFile& file, unsigned long request, void* argument);
     IoResult StuckIn(std::string_view call, const OpenFile& file, std::string_view awaited);
     /// What a fault makes of a call that carries no bytes.
     IoResult Perform(CallKind kind, std::string_view name, const OpenFile& file,

@@ -6,26 +6,55 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <optional>
 #include <utility>
 
 namespace vboard {
 namespace {
 
-enum class GpioFileKind : std::uint8_t { kExport, kUnexport, kDirection, kValue };
+enum class GpioFileKind : std::uint8_t { kExport, kUnexport, kDirection, kValue, kActiveLow };
 
 struct GpioPath {
     GpioFileKind kind;
     unsigned gpio;
 };
 
-std::optional<unsigned> ParseNumber(std::string_view text) {
+/// A name's number: decimal digits alone, as the kernel names the folders.
+std::optional<unsigned> ParseFolderNumber(std::string_view text) {
     unsigned number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{} || end != text.data() + text.size()) {
+    const bool padded = text.size() > 1 && text.front() == '0';
+    if (error != std::errc{} || end != text.data() + text.size() || padded) {
         return std::nullopt;
     }
     return number;
+}
+
+/// A number as the kernel's kstrtol takes it: a sign, then decimal, 0x or 0 for octal; nothing else
+/// beside it.
+std::optional<long> ParseNumber(std::string_view text) {
+    const bool negative = text.starts_with('-');
+    if (negative || text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    int base = 10;
+    if (text.starts_with("0x") || text.starts_with("0X")) {
+        base = 16;
+        text.remove_prefix(2);
+    } else if (text.size() > 1 && text.front() == '0') {
+        base = 8;
+    }
+    // A second sign is not a number.
+    if (text.empty() || text.front() == '-') {
+        return std::nullopt;
+    }
+    long number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    if (error != std::errc{} || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return negative ? -number : number;
 }
 
 /// sysfs takes a text with or without a newline at its end.
@@ -49,7 +78,7 @@ std::optional<GpioPath> ParsePath(std::string_view path) {
     if (!path.starts_with(kPrefix) || slash == std::string_view::npos) {
         return std::nullopt;
     }
-    const auto gpio = ParseNumber(path.substr(kPrefix.size(), slash - kPrefix.size()));
+    const auto gpio = ParseFolderNumber(path.substr(kPrefix.size(), slash - kPrefix.size()));
     const std::string_view file = path.substr(slash);
     if (!gpio || *gpio >= kGpioCount) {
         return std::nullopt;
@@ -60,11 +89,14 @@ std::optional<GpioPath> ParsePath(std::string_view path) {
     if (file == "/value") {
         return GpioPath{GpioFileKind::kValue, *gpio};
     }
+    if (file == "/active_low") {
+        return GpioPath{GpioFileKind::kActiveLow, *gpio};
+    }
     return std::nullopt;
 }
 
 bool IsPerLine(const GpioPath& path) {
-    return path.kind == GpioFileKind::kDirection || path.kind == GpioFileKind::kValue;
+    return path.kind != GpioFileKind::kExport && path.kind != GpioFileKind::kUnexport;
 }
 
 }  // namespace
@@ -84,12 +116,11 @@ public:
         if (!m_gpios.StateOf(m_path.gpio).exported) {
             return -ENODEV;
         }
-        const std::string text = m_path.kind == GpioFileKind::kValue
-                                     ? m_gpios.Value(m_path.gpio)
-                                     : m_gpios.Direction(m_path.gpio);
-        const std::size_t count = std::min(buffer.size(), text.size() - m_offset);
-        std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(m_offset), count, buffer.begin());
-        m_offset = count == 0 ? 0 : m_offset + count;
+        const std::string text = Text();
+        const std::size_t offset = std::min(m_offset, text.size());
+        const std::size_t count = std::min(buffer.size(), text.size() - offset);
+        std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(offset), count, buffer.begin());
+        m_offset = count == 0 ? 0 : offset + count;
         return static_cast<IoResult>(count);
     }
 
@@ -97,12 +128,38 @@ public:
         if (m_access == O_RDONLY) {
             return -EBADF;
         }
+        // The kernel drops an empty write before the attribute hears of it.
+        if (data.empty()) {
+            return 0;
+        }
         const std::string text(data.begin(), data.end());
         const IoResult result = Store(WithoutNewline(text));
         return result < 0 ? result : static_cast<IoResult>(data.size());
     }
 
+    IoResult Seek(std::int64_t offset, int whence) override {
+        if (whence == SEEK_CUR) {
+            offset += static_cast<std::int64_t>(m_offset);
+        }
+        if (offset < 0 || (whence != SEEK_SET && whence != SEEK_CUR)) {
+            return -EINVAL;
+        }
+        m_offset = static_cast<std::size_t>(offset);
+        return offset;
+    }
+
 private:
+    [[nodiscard]] std::string Text() const {
+        switch (m_path.kind) {
+            case GpioFileKind::kValue:
+                return m_gpios.Value(m_path.gpio);
+            case GpioFileKind::kActiveLow:
+                return m_gpios.ActiveLow(m_path.gpio);
+            default:
+                return m_gpios.Direction(m_path.gpio);
+        }
+    }
+
     IoResult Store(std::string_view text) {
         switch (m_path.kind) {
             case GpioFileKind::kExport:
@@ -113,6 +170,8 @@ private:
                 return m_gpios.SetDirection(m_path.gpio, text);
             case GpioFileKind::kValue:
                 return m_gpios.SetValue(m_path.gpio, text);
+            case GpioFileKind::kActiveLow:
+                return m_gpios.SetActiveLow(m_path.gpio, text);
         }
         return -EIO;
     }
@@ -126,17 +185,20 @@ private:
 SysfsGpio::SysfsGpio(Harness& harness, const std::array<unsigned, kHostLineCount>& gpios)
     : m_harness(harness), m_wired(gpios) {}
 
-int SysfsGpio::Find(std::string_view path) const {
+PathKind SysfsGpio::Find(std::string_view path) const {
+    constexpr std::string_view kLinePrefix = "/sys/class/gpio/gpio";
     if (path == kFolder) {
-        return 0;
+        return PathKind::kFolder;
     }
-    if (path.starts_with("/sys/class/gpio/gpio") &&
-        path.find('/', kFolder.size() + 1) == std::string_view::npos) {
-        const auto gpio = ParseNumber(path.substr(std::string_view("/sys/class/gpio/gpio").size()));
-        return gpio && *gpio < kGpioCount && m_gpios.at(*gpio).exported ? 0 : ENOENT;
+    if (path.starts_with(kLinePrefix) &&
+        path.find('/', kLinePrefix.size()) == std::string_view::npos) {
+        const auto gpio = ParseFolderNumber(path.substr(kLinePrefix.size()));
+        return gpio && *gpio < kGpioCount && m_gpios.at(*gpio).exported ? PathKind::kFolder
+                                                                        : PathKind::kNone;
     }
     const auto parsed = ParsePath(path);
-    return parsed && (!IsPerLine(*parsed) || m_gpios.at(parsed->gpio).exported) ? 0 : ENOENT;
+    return parsed && (!IsPerLine(*parsed) || m_gpios.at(parsed->gpio).exported) ? PathKind::kFile
+                                                                                : PathKind::kNone;
 }
 
 Device::Opened SysfsGpio::Open(std::string_view path, int flags) {
@@ -147,6 +209,10 @@ Device::Opened SysfsGpio::Open(std::string_view path, int flags) {
     }
     if (IsPerLine(*parsed) && !m_gpios.at(parsed->gpio).exported) {
         return {nullptr, ENOENT};
+    }
+    // Their mode is write-only, and sysfs holds to it for root as well.
+    if (!IsPerLine(*parsed) && (flags & O_ACCMODE) != O_WRONLY) {
+        return {nullptr, EACCES};
     }
     return {std::make_unique<GpioFile>(*this, *parsed, flags), 0};
 }
@@ -159,16 +225,17 @@ Drive SysfsGpio::DriveOf(const GpioState& state) {
 }
 
 IoResult SysfsGpio::Export(std::string_view text, bool exported) {
-    const auto gpio = ParseNumber(text);
-    if (!gpio || *gpio >= kGpioCount) {
+    const auto number = ParseNumber(text);
+    if (!number || *number < 0 || *number >= static_cast<long>(kGpioCount)) {
         return -EINVAL;
     }
-    GpioState& state = m_gpios.at(*gpio);
+    GpioState& state = m_gpios.at(static_cast<std::size_t>(*number));
     if (state.exported == exported) {
         return exported ? -EBUSY : -EINVAL;
     }
     // Neither changes what the pin does: the controller keeps its registers.
     state.exported = exported;
+    state.activeLow = false;
     return 0;
 }
 
@@ -204,8 +271,21 @@ IoResult SysfsGpio::SetValue(unsigned gpio, std::string_view text) {
     if (!value) {
         return -EINVAL;
     }
-    state.high = *value != 0;
+    state.high = (*value != 0) != state.activeLow;
     Apply(gpio);
+    return 0;
+}
+
+IoResult SysfsGpio::SetActiveLow(unsigned gpio, std::string_view text) {
+    GpioState& state = m_gpios.at(gpio);
+    if (!state.exported) {
+        return -ENODEV;
+    }
+    const auto value = ParseNumber(text);
+    if (!value) {
+        return -EINVAL;
+    }
+    state.activeLow = *value != 0;
     return 0;
 }
 
@@ -220,7 +300,11 @@ std::string SysfsGpio::Value(unsigned gpio) const {
     if (wired != m_wired.end()) {
         high = m_harness.IsHigh(static_cast<HostLine>(wired - m_wired.begin()));
     }
-    return high ? "1\n" : "0\n";
+    return high != state.activeLow ? "1\n" : "0\n";
+}
+
+std::string SysfsGpio::ActiveLow(unsigned gpio) const {
+    return m_gpios.at(gpio).activeLow ? "1\n" : "0\n";
 }
 
 void SysfsGpio::Apply(unsigned gpio) {

@@ -3,7 +3,7 @@
 
 // The kernel's sysfs GPIO files (Documentation/ABI/obsolete/sysfs-gpio): export and unexport, and
 // for each exported line a folder with direction, value and active_low. What the kernel refuses is
-// refused here with the same errno.
+// refused here with the same errno. There is no edge file: the lines raise no interrupts.
 
 #include <array>
 #include <cstdint>
@@ -24,7 +24,8 @@ inline constexpr unsigned kGpioCount = 256;
 struct GpioState {
     bool exported = false;
     bool output = false;
-    bool high = false;  ///< The output latch.
+    bool high = false;       ///< The output latch.
+    bool activeLow = false;  ///< "value" is the other way round.
     bool operator==(const GpioState&) const = default;
 };
 
@@ -38,8 +39,8 @@ public:
 
     /// Opens one of the files below the folder with the flags of open(2).
     Device::Opened Open(std::string_view path, int flags);
-    /// 0 when the path names something below the folder, else the errno of looking it up.
-    [[nodiscard]] int Find(std::string_view path) const;
+    /// What the path names; kNone when it is not there.
+    [[nodiscard]] PathKind Find(std::string_view path) const;
 
     void Restore(unsigned gpio, const GpioState& state) { m_gpios.at(gpio) = state; }
     [[nodiscard]] const GpioState& StateOf(unsigned gpio) const { return m_gpios.at(gpio); }
@@ -52,8 +53,10 @@ private:
     IoResult Export(std::string_view text, bool exported);
     IoResult SetDirection(unsigned gpio, std::string_view text);
     IoResult SetValue(unsigned gpio, std::string_view text);
+    IoResult SetActiveLow(unsigned gpio, std::string_view text);
     [[nodiscard]] std::string Direction(unsigned gpio) const;
     [[nodiscard]] std::string Value(unsigned gpio) const;
+    [[nodiscard]] std::string ActiveLow(unsigned gpio) const;
     void Apply(unsigned gpio);
 
     Harness& m_harness;

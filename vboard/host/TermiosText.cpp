@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include "vboard/host/TtyPort.h"
+#include "vboard/host/LineSettings.h"
 
 namespace vboard {
 namespace {

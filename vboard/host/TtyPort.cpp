@@ -4,88 +4,26 @@
 #include <sys/ioctl.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
+
+#include "vboard/host/LineSettings.h"
 
 namespace vboard {
 namespace {
-
-struct Speed {
-    speed_t constant;
-    std::uint32_t bitsPerSecond;
-};
-
-constexpr std::array<Speed, 19> kSpeeds{{
-    {B50, 50},       {B75, 75},         {B110, 110},       {B134, 134},       {B150, 150},
-    {B200, 200},     {B300, 300},       {B600, 600},       {B1200, 1200},     {B1800, 1800},
-    {B2400, 2400},   {B4800, 4800},     {B9600, 9600},     {B19200, 19200},   {B38400, 38400},
-    {B57600, 57600}, {B115200, 115200}, {B230400, 230400}, {B460800, 460800},
-}};
-
-constexpr std::uint32_t kFallbackBitsPerSecond = 9600;
 
 /// The line's FIFO hands on fewer characters than its trigger after this many character times of
 /// silence.
 constexpr int kFifoTimeoutCharacters = 4;
 
-std::uint32_t BitsPerSecond(speed_t constant) {
-    const auto* found = std::find_if(kSpeeds.begin(), kSpeeds.end(),
-                                     [constant](const Speed& s) { return s.constant == constant; });
-    return found == kSpeeds.end() ? kFallbackBitsPerSecond : found->bitsPerSecond;
-}
+/// select and poll call the port writable, and a blocking writer goes on, below this many waiting
+/// characters.
+constexpr std::size_t kWritableBelow = 256;
 
-std::uint8_t DataBits(tcflag_t flags) {
-    switch (flags & CSIZE) {
-        case CS5:
-            return 5;
-        case CS6:
-            return 6;
-        case CS7:
-            return 7;
-        default:
-            return 8;
-    }
-}
-
-/// What a Linux serial port is set to when it is opened for the first time: 9600 8N1, cooked.
-termios FirstOpenSettings() {
-    termios attributes{};
-    attributes.c_iflag = ICRNL | IXON;
-    attributes.c_oflag = OPOST | ONLCR;
-    attributes.c_cflag = B9600 | CS8 | CREAD | HUPCL | CLOCAL;
-    attributes.c_lflag = ISIG | ICANON | ECHO | ECHOE | ECHOK | ECHOCTL | ECHOKE | IEXTEN;
-    attributes.c_cc[VMIN] = 1;
-    attributes.c_cc[VTIME] = 0;
-    static_cast<void>(cfsetispeed(&attributes, B9600));
-    static_cast<void>(cfsetospeed(&attributes, B9600));
-    return attributes;
-}
-
-void StoreInt(void* argument, int value) {
-    std::memcpy(argument, &value, sizeof value);
-}
-
-int LoadInt(const void* argument) {
-    int value = 0;
-    std::memcpy(&value, argument, sizeof value);
-    return value;
-}
+/// tcsendbreak holds the line low this long.
+constexpr Duration kBreakTime = std::chrono::milliseconds{250};
 
 }  // namespace
-
-SerialFormat FormatOf(const termios& attributes) {
-    SerialFormat format;
-    format.bitsPerSecond = BitsPerSecond(cfgetospeed(&attributes));
-    format.dataBits = DataBits(attributes.c_cflag);
-    format.stopBits = (attributes.c_cflag & CSTOPB) != 0 ? 2 : 1;
-    format.parity = Parity::kNone;
-    if ((attributes.c_cflag & PARENB) != 0) {
-        format.parity = (attributes.c_cflag & PARODD) != 0 ? Parity::kOdd : Parity::kEven;
-    }
-    return format;
-}
 
 class TtyFile : public DeviceFile {
 public:
@@ -97,13 +35,16 @@ public:
     IoResult Read(std::span<std::uint8_t> buffer, bool nonBlocking) override {
         return m_port.Read(buffer, nonBlocking);
     }
-    IoResult Write(std::span<const std::uint8_t> data, bool /*nonBlocking*/) override {
-        return m_port.Write(data);
+    IoResult Write(std::span<const std::uint8_t> data, bool nonBlocking) override {
+        return m_port.Write(data, nonBlocking);
     }
     IoResult Ioctl(unsigned long request, void* argument) override {
         return m_port.Ioctl(request, argument);
     }
-    [[nodiscard]] Readiness Ready() const override { return {m_port.EnoughToSelect(), true}; }
+    [[nodiscard]] std::string Describe(unsigned long request, const void* argument) const override {
+        return TtyPort::Describe(request, argument);
+    }
+    [[nodiscard]] Readiness Ready() const override { return m_port.Ready(); }
     IoResult GetAttributes(termios& attributes) override {
         attributes = m_port.Attributes();
         return 0;
@@ -113,8 +54,8 @@ public:
     }
     IoResult Drain() override { return m_port.Drain(); }
     IoResult Flush(int queue) override { return m_port.Flush(queue); }
-    // A break reaches the loader as a character that never ends; it is ignored there.
-    IoResult SendBreak() override { return 0; }
+    IoResult SendBreak() override { return m_port.SendBreak(); }
+    IoResult ControlFlow(int action) override { return TtyPort::ControlFlow(action); }
     [[nodiscard]] bool IsTerminal() const override { return true; }
 
 private:
@@ -132,7 +73,15 @@ TtyPort::TtyPort(VirtualClock& clock, Probe& probe, SerialWire& wire, unsigned r
     m_wire.ConnectHost([this](const ReceivedCharacter& character) { Arrived(character); });
 }
 
+void TtyPort::RestoreAttributes(const termios& attributes) {
+    m_attributes = attributes;
+    m_wire.SetHostFormat(FormatOf(attributes));
+}
+
 Device::Opened TtyPort::Open(int /*flags*/) {
+    if (m_exclusive) {
+        return {nullptr, EBUSY};
+    }
     if (m_openings++ == 0) {
         m_modemLines |= TIOCM_DTR | TIOCM_RTS;
     }
@@ -147,6 +96,7 @@ void TtyPort::Close() {
     // The last close waits for the transmit queue and forgets what nobody has read.
     static_cast<void>(Drain());
     m_openings = 0;
+    m_exclusive = false;
     m_clock.Cancel(m_fifoTimeout);
     m_fifo.clear();
     m_input.clear();
@@ -201,9 +151,10 @@ void TtyPort::Accept(const ReceivedCharacter& character) {
     m_input.push_back(0);
 }
 
-bool TtyPort::EnoughToSelect() const {
+Readiness TtyPort::Ready() const {
     const std::size_t minimum = m_attributes.c_cc[VTIME] == 0 ? m_attributes.c_cc[VMIN] : 1;
-    return m_input.size() >= std::max<std::size_t>(1, minimum);
+    return {m_input.size() >= std::max<std::size_t>(1, minimum),
+            m_wire.PendingToChip() < kWritableBelow};
 }
 
 /// termios(3), non-canonical reads: the four cases of VMIN and VTIME. False when the wait would
@@ -237,11 +188,11 @@ IoResult TtyPort::Read(std::span<std::uint8_t> buffer, bool nonBlocking) {
     if (buffer.empty()) {
         return 0;
     }
-    if (nonBlocking && m_input.empty()) {
-        return m_attributes.c_cc[VMIN] == 0 ? 0 : -EAGAIN;
-    }
     if (!nonBlocking && !WaitForInput(buffer.size())) {
         return kWouldWaitForEver;
+    }
+    if (m_input.empty()) {
+        return ReadNothing(nonBlocking);
     }
     const std::size_t count = std::min(buffer.size(), m_input.size());
     std::copy_n(m_input.begin(), count, buffer.begin());
@@ -249,11 +200,39 @@ IoResult TtyPort::Read(std::span<std::uint8_t> buffer, bool nonBlocking) {
     return static_cast<IoResult>(count);
 }
 
-IoResult TtyPort::Write(std::span<const std::uint8_t> data) {
-    for (const std::uint8_t value : data) {
-        m_wire.SendToChip(value);
+/// The answer to a read that found nothing.
+IoResult TtyPort::ReadNothing(bool nonBlocking) {
+    const bool mayReturnNothing = m_attributes.c_cc[VMIN] == 0;
+    const bool neverWaits = mayReturnNothing && m_attributes.c_cc[VTIME] == 0;
+    if (nonBlocking || neverWaits) {
+        m_clock.RunUntil([this] { return !m_input.empty(); }, m_clock.Now() + kFruitlessStep);
     }
-    return static_cast<IoResult>(data.size());
+    return nonBlocking && !neverWaits ? -EAGAIN : 0;
+}
+
+std::size_t TtyPort::Room() const {
+    return kTransmitQueueBytes - std::min(kTransmitQueueBytes, m_wire.PendingToChip());
+}
+
+IoResult TtyPort::Write(std::span<const std::uint8_t> data, bool nonBlocking) {
+    std::size_t written = 0;
+    while (written < data.size()) {
+        const auto part = data.subspan(written, std::min(Room(), data.size() - written));
+        for (const std::uint8_t value : part) {
+            m_wire.SendToChip(value);
+        }
+        written += part.size();
+        if (written == data.size() || (nonBlocking && written > 0)) {
+            break;
+        }
+        const auto roomAgain = [this] { return Ready().writable; };
+        if (nonBlocking) {
+            m_clock.RunUntil(roomAgain, m_clock.Now() + kFruitlessStep);
+            return -EAGAIN;
+        }
+        static_cast<void>(m_clock.RunUntil(roomAgain, std::nullopt));
+    }
+    return static_cast<IoResult>(written);
 }
 
 IoResult TtyPort::Drain() {
@@ -277,6 +256,19 @@ IoResult TtyPort::Flush(int queue) {
     return 0;
 }
 
+// A break reaches the loader as a character that never ends; it is ignored there.
+IoResult TtyPort::SendBreak() {
+    static_cast<void>(Drain());
+    m_clock.Pass(kBreakTime);
+    return 0;
+}
+
+// There is no flow control: what is asked for is taken, and nothing stops.
+IoResult TtyPort::ControlFlow(int action) {
+    const bool known = action == TCOOFF || action == TCOON || action == TCIOFF || action == TCION;
+    return known ? 0 : -EINVAL;
+}
+
 IoResult TtyPort::SetAttributes(int action, const termios& attributes) {
     if (action != TCSANOW && action != TCSADRAIN && action != TCSAFLUSH) {
         return -EINVAL;
@@ -287,38 +279,17 @@ IoResult TtyPort::SetAttributes(int action, const termios& attributes) {
     if (action == TCSAFLUSH) {
         static_cast<void>(Flush(TCIFLUSH));
     }
+    const std::uint32_t bitsPerSecond = FormatOf(m_attributes).bitsPerSecond;
     m_attributes = attributes;
-    m_wire.SetHostFormat(FormatOf(attributes));
+    // libc has no word for a speed without a constant: such a speed stays as it was.
+    if (m_attributes.c_ospeed == kOtherSpeed) {
+        m_attributes.c_ospeed = bitsPerSecond;
+    }
+    if ((m_attributes.c_cflag & CBAUD) == B0) {
+        m_modemLines &= ~(TIOCM_DTR | TIOCM_RTS);
+    }
+    m_wire.SetHostFormat(FormatOf(m_attributes));
     return 0;
-}
-
-IoResult TtyPort::Ioctl(unsigned long request, void* argument) {
-    if (argument == nullptr) {
-        return -EFAULT;
-    }
-    switch (request) {
-        case FIONREAD:
-            StoreInt(argument, static_cast<int>(m_input.size()));
-            return 0;
-        case TIOCOUTQ:
-            StoreInt(argument, static_cast<int>(m_wire.PendingToChip()));
-            return 0;
-        case TIOCMGET:
-            StoreInt(argument, m_modemLines);
-            return 0;
-        case TIOCMSET:
-            m_modemLines = (m_modemLines & ~(TIOCM_DTR | TIOCM_RTS)) |
-                           (LoadInt(argument) & (TIOCM_DTR | TIOCM_RTS));
-            return 0;
-        case TIOCMBIS:
-            m_modemLines |= LoadInt(argument) & (TIOCM_DTR | TIOCM_RTS);
-            return 0;
-        case TIOCMBIC:
-            m_modemLines &= ~(LoadInt(argument) & (TIOCM_DTR | TIOCM_RTS));
-            return 0;
-        default:
-            return -ENOTTY;
-    }
 }
 
 }  // namespace vboard

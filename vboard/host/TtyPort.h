@@ -4,35 +4,45 @@
 // The programming port: a UART behind a Linux terminal device.
 //
 // Kept as a kernel keeps it: line settings (speed, size, parity and stop bits included), a transmit
-// queue that drains at the line's speed, a receive FIFO with a trigger level, and reads by VMIN and
-// VTIME. Not modelled: canonical mode, echo, signals and software flow control; a program that asks
-// for them gets raw bytes.
+// queue that drains at the line's speed, a receive FIFO with a trigger level, reads by VMIN and
+// VTIME, modem lines and exclusive use. Not modelled: canonical mode, echo, signals, character
+// translation and flow control; a program that asks for them gets raw bytes. The modem inputs (CTS,
+// DSR, carrier) are always on.
 
 #include <termios.h>
 
 #include <cstdint>
 #include <deque>
+#include <span>
 
 #include "vboard/host/DeviceFile.h"
 #include "vboard/wires/SerialWire.h"
 
 namespace vboard {
 
-/// The format that a terminal's settings ask for. An unknown speed, and B0, read as 9600.
-[[nodiscard]] SerialFormat FormatOf(const termios& attributes);
-
 class TtyPort : public Device {
 public:
+    /// What the driver's transmit queue holds. A blocking write waits for room, another one takes
+    /// what fits.
+    static constexpr std::size_t kTransmitQueueBytes = 4096;
+
     /// `receiveTrigger` is the FIFO level at which received characters are handed on (1 to 16);
     /// fewer follow after a pause of four character times. Clock and wire must outlive the port.
     TtyPort(VirtualClock& clock, Probe& probe, SerialWire& wire, unsigned receiveTrigger);
 
+    /// EBUSY while the port is open for exclusive use (TIOCEXCL).
     Opened Open(int flags) override;
+    [[nodiscard]] bool IsTerminal() const override { return true; }
 
+    /// They outlive the last close, as a driver keeps them.
     [[nodiscard]] const termios& Attributes() const { return m_attributes; }
+    void RestoreAttributes(const termios& attributes);
 
 private:
     friend class TtyFile;
+
+    struct Control;
+    [[nodiscard]] static const Control* FindControl(unsigned long request);
 
     void Arrived(const ReceivedCharacter& character);
     void HandOn();
@@ -40,19 +50,44 @@ private:
     void Close();
 
     IoResult Read(std::span<std::uint8_t> buffer, bool nonBlocking);
-    IoResult Write(std::span<const std::uint8_t> data);
+    IoResult Write(std::span<const std::uint8_t> data, bool nonBlocking);
     IoResult Drain();
     IoResult Flush(int queue);
+    IoResult SendBreak();
+    [[nodiscard]] static IoResult ControlFlow(int action);
     IoResult SetAttributes(int action, const termios& attributes);
-    IoResult Ioctl(unsigned long request, void* argument);
     [[nodiscard]] bool WaitForInput(std::size_t wanted);
-    [[nodiscard]] bool EnoughToSelect() const;
+    [[nodiscard]] IoResult ReadNothing(bool nonBlocking);
+    [[nodiscard]] Readiness Ready() const;
+    [[nodiscard]] std::size_t Room() const;
+
+    // The requests of ioctl, in TtyControl.cpp.
+    IoResult Ioctl(unsigned long request, void* argument);
+    [[nodiscard]] static std::string Describe(unsigned long request, const void* argument);
+    IoResult CountInput(void* argument);
+    IoResult CountOutput(void* argument);
+    IoResult ReadModemLines(void* argument);
+    IoResult SetModemLines(void* argument);
+    IoResult RaiseModemLines(void* argument);
+    IoResult DropModemLines(void* argument);
+    IoResult BeginExclusiveUse(void* argument);
+    IoResult EndExclusiveUse(void* argument);
+    IoResult TellExclusiveUse(void* argument);
+    IoResult TellWindowSize(void* argument);
+    IoResult TellDiscipline(void* argument);
+    IoResult SetDiscipline(void* argument);
+    IoResult BreakOrDrain(void* argument);
+    IoResult Break(void* argument);
+    IoResult HoldBreak(void* argument);
+    IoResult FlushByRequest(void* argument);
+    IoResult ControlFlowByRequest(void* argument);
 
     VirtualClock& m_clock;
     Probe& m_probe;
     SerialWire& m_wire;
     unsigned m_receiveTrigger;
     unsigned m_openings = 0;
+    bool m_exclusive = false;
     termios m_attributes{};
     int m_modemLines;
     std::deque<ReceivedCharacter> m_fifo;

@@ -56,24 +56,44 @@ bool OpenBoard(const std::string& path, Descriptor& descriptor, BoardFile& file,
     return true;
 }
 
-bool MakeBoard(const std::string& path, const BoardSetup& setup, Descriptor& descriptor,
-               BoardFile& file, std::string& problem) {
-    descriptor = Descriptor(
-        path.empty() ? memfd_create("vboard", MFD_CLOEXEC)
-                     : open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
+bool ReadBoard(const std::string& path, BoardFile& file, std::string& problem) {
+    const Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!descriptor.IsOpen()) {
-        problem = fmt::format("board file '{}' can't be made: {}", path, strerrordesc_np(errno));
-        return false;
-    }
-    if (!Lock(path, descriptor, problem)) {
+        problem = fmt::format("board file '{}' can't be opened: {}", path, strerrordesc_np(errno));
         return false;
     }
     std::string why;
-    if (!file.Create(descriptor.Number(), setup, BoardState{}, why)) {
+    if (!file.AttachForReading(descriptor.Number(), why)) {
         problem = fmt::format("board file '{}' {}", path, why);
         return false;
     }
     return true;
+}
+
+bool MakeBoard(const std::string& path, const BoardSetup& setup, const ImageSource& source,
+               Descriptor& descriptor, BoardFile& file, std::string& problem) {
+    descriptor = Descriptor(
+        path.empty() ? memfd_create("vboard", MFD_CLOEXEC)
+                     : open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
+    if (!descriptor.IsOpen()) {
+        const char* remedy = errno == EEXIST ? ": take another name, or remove it first" : "";
+        problem = fmt::format("board file '{}' can't be made: {}{}", path, strerrordesc_np(errno),
+                              remedy);
+        return false;
+    }
+    BoardFile::Failure failure;
+    if (Lock(path, descriptor, problem) &&
+        file.Create(descriptor.Number(), setup, source.image, failure)) {
+        return true;
+    }
+    if (!failure.problem.empty()) {
+        problem = failure.blamesImage ? fmt::format("image '{}' {}", source.path, failure.problem)
+                                      : fmt::format("board file '{}' {}", path, failure.problem);
+    }
+    if (!path.empty()) {
+        unlink(path.c_str());
+    }
+    return false;
 }
 
 }  // namespace vboard

@@ -21,8 +21,19 @@ namespace vboard {
 [[nodiscard]] bool OpenBoard(const std::string& path, Descriptor& descriptor, BoardFile& file,
                              std::string& problem);
 
-/// Makes a new board: in a file that must not exist yet, or, with an empty path, in memory.
+/// Maps a board file that must exist, to look at it; a run may be using it at the same time.
+[[nodiscard]] bool ReadBoard(const std::string& path, BoardFile& file, std::string& problem);
+
+/// Where a new board's flash comes from.
+struct ImageSource {
+    std::string path;
+    const MemoryImage* image = nullptr;  ///< nullptr: the older firmware of a delivered chip.
+};
+
+/// Makes a new board: in a file that must not exist yet, or, with an empty path, in memory. Nothing
+/// is left behind on failure.
 [[nodiscard]] bool MakeBoard(const std::string& path, const BoardSetup& setup,
-                             Descriptor& descriptor, BoardFile& file, std::string& problem);
+                             const ImageSource& source, Descriptor& descriptor, BoardFile& file,
+                             std::string& problem);
 
 }  // namespace vboard

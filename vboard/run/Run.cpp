@@ -37,6 +37,7 @@ struct RunFiles {
     Descriptor board;
     BoardFile boardFile;
     Descriptor report;
+    RunMemory* memory = nullptr;
     RunReport* reportMemory = nullptr;
     Descriptor transcript;
     Descriptor faults;
@@ -60,17 +61,21 @@ std::filesystem::path FindLibrary(const RunOptions& options) {
 
 bool OpenReport(RunFiles& files, std::string& problem) {
     files.report = Descriptor(memfd_create("vboard-report", MFD_CLOEXEC));
-    if (!files.report.IsOpen() || ftruncate(files.report.Number(), sizeof(RunReport)) != 0) {
+    if (!files.report.IsOpen() || ftruncate(files.report.Number(), sizeof(RunMemory)) != 0) {
         problem = fmt::format("no memory for the report: {}", strerrordesc_np(errno));
         return false;
     }
-    void* mapped = mmap(nullptr, sizeof(RunReport), PROT_READ | PROT_WRITE, MAP_SHARED,
+    void* mapped = mmap(nullptr, sizeof(RunMemory), PROT_READ | PROT_WRITE, MAP_SHARED,
                         files.report.Number(), 0);
     if (mapped == MAP_FAILED) {
         problem = fmt::format("no memory for the report: {}", strerrordesc_np(errno));
         return false;
     }
-    files.reportMemory = static_cast<RunReport*>(mapped);
+    files.memory = static_cast<RunMemory*>(mapped);
+    files.reportMemory = &files.memory->report;
+    const BoardSetup& setup = files.boardFile.Setup();
+    setup.PortPath().copy(files.memory->portPath.data(), kLongestDevicePath - 1);
+    setup.CommPath().copy(files.memory->commPath.data(), kLongestDevicePath - 1);
     return true;
 }
 
@@ -102,7 +107,7 @@ bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem)
     }
     const bool opened =
         exists ? OpenBoard(options.boardPath, files.board, files.boardFile, problem)
-               : MakeBoard(options.boardPath, setup, files.board, files.boardFile, problem);
+               : MakeBoard(options.boardPath, setup, {}, files.board, files.boardFile, problem);
     if (!opened || !OpenReport(files, problem)) {
         return false;
     }
@@ -217,10 +222,13 @@ void EndTranscript(const RunFiles& files, int status) {
     if (!files.transcript.IsOpen()) {
         return;
     }
+    const auto append = [&files](std::string_view text) {
+        static_cast<void>(write(files.transcript.Number(), text.data(), text.size()));
+    };
+    files.memory->transcript.HandOn(append);
     const std::int64_t microseconds = files.reportMemory->virtualTimeNs / 1000;
-    const std::string line = fmt::format("{:>5}.{:06} {:<8}{}\n", microseconds / 1'000'000,
-                                         microseconds % 1'000'000, "end", EndText(status));
-    static_cast<void>(write(files.transcript.Number(), line.data(), line.size()));
+    append(fmt::format("{:>5}.{:06} {:<8}{}\n", microseconds / 1'000'000, microseconds % 1'000'000,
+                       "end", EndText(status)));
 }
 
 void Summarize(const RunOptions& options, const RunFiles& files, int status) {

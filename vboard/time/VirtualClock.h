@@ -7,6 +7,7 @@
 // blocking read, a select). Nothing here reads the machine's clock, so a run is the same each time.
 // Actions due at the same instant are served in the order in which they were asked for.
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -65,6 +66,10 @@ public:
     /// Serves actions one by one until `satisfied` is true, the deadline comes, or nothing is left
     /// to happen.
     Waited RunUntil(const std::function<bool()>& satisfied, std::optional<Instant> deadline);
+
+    /// Time has passed elsewhere: the clock stands at `when` if that is later. What was due by then
+    /// is served when time next moves.
+    void SkipTo(Instant when) { m_now = std::max(m_now, when); }
 
     /// Serves everything that is still due up to `limit`, without moving past the last action.
     void Settle(Instant limit);

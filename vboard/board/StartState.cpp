@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/board/StartState.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+namespace vboard {
+namespace {
+
+constexpr std::uint8_t kErased = 0xFF;
+constexpr std::size_t kResetVector = 0xFFFE;
+
+constexpr std::array<StartStateInfo, 5> kStartStates{{
+    {StartState::kRunning, "running", "the application runs, if the memory holds one"},
+    {StartState::kErased, "erased", "the whole memory is erased and nothing runs"},
+    {StartState::kLoader, "loader", "the chip is in its loader, locked, with all lines released"},
+    {StartState::kReset, "reset", "RESET_GPIO is an output at 1 and holds the chip in reset"},
+    {StartState::kSilent, "silent", "the chip never says anything, whatever it does"},
+}};
+
+bool Fits(const ChipModel& part, const MemoryImage& image, std::string& problem) {
+    for (std::size_t address = 0; address < kMemorySizeBytes; ++address) {
+        const auto at = static_cast<std::uint16_t>(address);
+        if (image.Covers(at) && !part.mainMemory.Contains(at) && !part.infoMemory.Contains(at)) {
+            problem = fmt::format(
+                "holds a byte for 0x{:04X}, where chip {} has no flash: its main memory is "
+                "0x{:04X}-0x{:04X}, its information memory 0x{:04X}-0x{:04X}",
+                address, part.name, part.mainMemory.first, part.mainMemory.last,
+                part.infoMemory.first, part.infoMemory.last);
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+std::span<const StartStateInfo> AllStartStates() {
+    return kStartStates;
+}
+
+bool FillMemory(const BoardSetup& setup, const MemoryImage* image, Memory memory,
+                std::string& problem) {
+    const bool erased = setup.Start() == StartState::kErased;
+    if (image != nullptr && erased) {
+        problem = "is not for a board that starts erased: leave out one of the two";
+        return false;
+    }
+    if (image != nullptr && !Fits(setup.Part(), *image, problem)) {
+        return false;
+    }
+    std::fill(memory.begin(), memory.end(), kErased);
+    if (image == nullptr && !erased) {
+        FillWithOldFirmware(memory, setup.Options());
+    }
+    for (std::size_t address = 0; image != nullptr && address < memory.size(); ++address) {
+        memory[address] = image->At(static_cast<std::uint16_t>(address));
+    }
+    return true;
+}
+
+BoardState StateAtStart(const BoardSetup& setup,
+                        std::span<const std::uint8_t, kMemorySizeBytes> memory) {
+    BoardState state;
+    const bool hasNothingToRun =
+        memory[kResetVector] == kErased && memory[kResetVector + 1] == kErased;
+    state.chip.mode = hasNothingToRun ? ChipMode::kStopped : ChipMode::kApplication;
+    if (setup.Start() == StartState::kLoader) {
+        state.chip.mode = ChipMode::kLoader;
+    }
+    if (setup.Start() == StartState::kReset) {
+        const unsigned gpio = setup.Model().gpios.at(static_cast<std::size_t>(HostLine::kReset));
+        // As a boot program leaves it: driven, and not exported.
+        state.gpios.at(gpio) = {
+            .exported = false, .output = true, .high = true, .activeLow = false};
+        state.chip.mode = ChipMode::kReset;
+        state.chip.hold = PinLevel::kHigh;
+    }
+    return state;
+}
+
+}  // namespace vboard

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// What stat and its relatives say about the board's files, in whichever structure the caller has.
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <string_view>
+
+#include "vboard/front/Wrapping.h"
+
+namespace vboard {
+
+/// What there is to know about a path of the board.
+struct FileFacts {
+    mode_t mode;
+    dev_t device;         ///< Of a terminal or another device; else 0.
+    std::uint64_t inode;  ///< The same for the same path.
+    unsigned sizeBytes;
+};
+
+inline constexpr unsigned kFileBlockBytes = 4096;
+
+/// -ENOENT where the path does not exist; else 0 and `facts`.
+[[nodiscard]] IoResult LookUpFacts(const Host& host, std::string_view path, FileFacts& facts);
+
+/// Fills a struct stat of any width.
+template <class Status>
+IoResult StoreStatus(const Host& host, std::string_view path, Status& status) {
+    FileFacts facts{};
+    const IoResult result = LookUpFacts(host, path, facts);
+    if (result < 0) {
+        return result;
+    }
+    status = {};
+    status.st_mode = facts.mode;
+    status.st_nlink = 1;
+    status.st_ino = static_cast<decltype(status.st_ino)>(facts.inode);
+    status.st_rdev = static_cast<decltype(status.st_rdev)>(facts.device);
+    status.st_size = static_cast<decltype(status.st_size)>(facts.sizeBytes);
+    status.st_blksize = static_cast<decltype(status.st_blksize)>(kFileBlockBytes);
+    return 0;
+}
+
+IoResult StoreStatx(const Host& host, std::string_view path, struct statx& status);
+
+}  // namespace vboard

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+
+// Ways in which a program ends, or becomes another, without running its destructors.
+
+#include "vboard/front/Preload.h"
+
+// After it: the real headers.
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdlib>
+#include <vector>
+
+#include "vboard/front/RealLibc.h"
+#include "vboard/front/World.h"
+
+namespace {
+
+using vboard::Real;
+using vboard::World;
+
+/// The words of execl, the last of them nullptr.
+std::vector<char*> WordsOf(const char* first, va_list arguments) {
+    std::vector<char*> words{const_cast<char*>(first)};
+    while (words.back() != nullptr) {
+        words.push_back(va_arg(arguments, char*));
+    }
+    return words;
+}
+
+}  // namespace
+
+VBOARD_EXPORT void _exit(int status) {
+    World::EndIfMade();
+    Real()._exit(status);
+    std::abort();
+}
+
+VBOARD_EXPORT void _Exit(int status) __THROW {
+    World::EndIfMade();
+    Real()._Exit(status);
+    std::abort();
+}
+
+VBOARD_EXPORT int execve(const char* path, char* const words[], char* const variables[]) __THROW {
+    World::EndIfMade();
+    const int failed = Real().execve(path, words, variables);
+    World::GoOnIfMade();
+    return failed;
+}
+
+VBOARD_EXPORT int fexecve(int descriptor, char* const words[], char* const variables[]) __THROW {
+    World::EndIfMade();
+    const int failed = Real().fexecve(descriptor, words, variables);
+    World::GoOnIfMade();
+    return failed;
+}
+
+VBOARD_EXPORT int execv(const char* path, char* const words[]) __THROW {
+    World::EndIfMade();
+    const int failed = Real().execv(path, words);
+    World::GoOnIfMade();
+    return failed;
+}
+
+VBOARD_EXPORT int execvp(const char* file, char* const words[]) __THROW {
+    World::EndIfMade();
+    const int failed = Real().execvp(file, words);
+    World::GoOnIfMade();
+    return failed;
+}
+
+VBOARD_EXPORT int execvpe(const char* file, char* const words[], char* const variables[]) __THROW {
+    World::EndIfMade();
+    const int failed = Real().execvpe(file, words, variables);
+    World::GoOnIfMade();
+    return failed;
+}
+
+VBOARD_EXPORT int execl(const char* path, const char* first, ...) __THROW {
+    va_list arguments;
+    va_start(arguments, first);
+    const std::vector<char*> words = WordsOf(first, arguments);
+    va_end(arguments);
+    World::EndIfMade();
+    const int failed = Real().execv(path, words.data());
+    World::GoOnIfMade();
+    return failed;
+}
+
+VBOARD_EXPORT int execlp(const char* file, const char* first, ...) __THROW {
+    va_list arguments;
+    va_start(arguments, first);
+    const std::vector<char*> words = WordsOf(first, arguments);
+    va_end(arguments);
+    World::EndIfMade();
+    const int failed = Real().execvp(file, words.data());
+    World::GoOnIfMade();
+    return failed;
+}
+
+VBOARD_EXPORT int execle(const char* path, const char* first, ...) __THROW {
+    va_list arguments;
+    va_start(arguments, first);
+    const std::vector<char*> words = WordsOf(first, arguments);
+    char* const* variables = va_arg(arguments, char* const*);
+    va_end(arguments);
+    World::EndIfMade();
+    const int failed = Real().execve(path, words.data(), variables);
+    World::GoOnIfMade();
+    return failed;
+}

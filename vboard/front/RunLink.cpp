@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/front/RunLink.h"
+
+#include <fmt/format.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "vboard/front/LineFile.h"
+#include "vboard/front/RealLibc.h"
+#include "vboard/host/Host.h"
+
+namespace vboard {
+
+RunLink* RunLink::Get() {
+    static RunLink* link = nullptr;
+    static bool looked = false;
+    if (!looked) {
+        looked = true;
+        // Never destroyed: files may be closed after every destructor has run.
+        auto* made = new RunLink;
+        const char* words = std::getenv(kSessionVariable);
+        if (words != nullptr && made->Make(words)) {
+            link = made;
+        } else {
+            delete made;
+        }
+    }
+    return link;
+}
+
+bool RunLink::Make(const char* words) {
+    if (!Session::Parse(words, m_session)) {
+        return false;
+    }
+    void* mapped = mmap(nullptr, sizeof(RunMemory), PROT_READ | PROT_WRITE, MAP_SHARED,
+                        m_session.reportDescriptor, 0);
+    if (mapped == MAP_FAILED) {
+        FailRun("the run's report can't be mapped");
+    }
+    m_memory = static_cast<RunMemory*>(mapped);
+    m_lastReserved = kFirstSessionDescriptor;
+    while (Real().fcntl(static_cast<int>(m_lastReserved) + 1, F_GETFD) >= 0) {
+        ++m_lastReserved;
+    }
+    return true;
+}
+
+bool RunLink::Owns(std::string_view path) const {
+    return Host::IsHardware(path) || path == m_memory->portPath.data() ||
+           path == m_memory->commPath.data();
+}
+
+Instant RunLink::AskTime() {
+    const Instant now{Duration{m_memory->report.boardTimeNs}};
+    m_memory->report.boardTimeNs += kTimeOfAsking.count();
+    return now;
+}
+
+void FailRun(std::string_view problem) {
+    WriteAll(STDERR_FILENO, fmt::format("vboard: {}\n", problem));
+    Real()._exit(kExitOwnError);
+    std::abort();
+}
+
+}  // namespace vboard

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// What ties a program to the run it is part of: the runner's words and the memory shared with it.
+// There is one in every program of the run, also in those that never touch the board.
+
+#include <string_view>
+
+#include "vboard/board/Session.h"
+#include "vboard/time/VirtualClock.h"
+
+namespace vboard {
+
+class RunLink {
+public:
+    /// nullptr when the program was not started by the runner.
+    [[nodiscard]] static RunLink* Get();
+
+    [[nodiscard]] const Session& TheSession() const { return m_session; }
+    [[nodiscard]] RunMemory& Memory() const { return *m_memory; }
+
+    /// True for paths that belong to the board, or to hardware that the program must not reach.
+    [[nodiscard]] bool Owns(std::string_view path) const;
+
+    /// The descriptors that the run needs, first and last. Programs that close whatever they find
+    /// open may not close these.
+    [[nodiscard]] unsigned FirstReserved() const { return kFirstSessionDescriptor; }
+    [[nodiscard]] unsigned LastReserved() const { return m_lastReserved; }
+
+    /// The time of the board for a program that has none itself. Asking takes a microsecond.
+    [[nodiscard]] Instant AskTime();
+
+private:
+    RunLink() = default;
+    [[nodiscard]] bool Make(const char* words);
+
+    Session m_session;
+    RunMemory* m_memory = nullptr;
+    unsigned m_lastReserved = 0;
+};
+
+/// vboard can't go on: one line to standard error, and the exit status for that.
+[[noreturn]] void FailRun(std::string_view problem);
+
+}  // namespace vboard

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/front/TerminalNames.h"
+
+#include <sys/ioctl.h>
+
+#include <algorithm>
+
+#include "vboard/front/RealLibc.h"
+
+namespace vboard {
+
+int IsTerminal(const OpenFile& file) {
+    if (file.device->IsTerminal()) {
+        return 1;
+    }
+    errno = ENOTTY;
+    return 0;
+}
+
+char* TerminalName(const OpenFile& file) {
+    static auto* name = new std::string;
+    if (IsTerminal(file) == 0) {
+        return nullptr;
+    }
+    *name = file.path;
+    return name->data();
+}
+
+int TerminalName(const OpenFile& file, char* buffer, std::size_t size) {
+    if (IsTerminal(file) == 0) {
+        return ENOTTY;
+    }
+    if (file.path.size() >= size) {
+        return ERANGE;
+    }
+    *std::copy(file.path.begin(), file.path.end(), buffer) = '\0';
+    return 0;
+}
+
+IoResult AnyIoctl(int descriptor, OpenFile& file, unsigned long request, void* argument) {
+    if (request == FIOCLEX || request == FIONCLEX) {
+        return Real().ioctl(descriptor, request, argument);
+    }
+    return TheHost().Ioctl(file, request, argument);
+}
+
+}  // namespace vboard

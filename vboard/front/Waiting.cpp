@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/front/Waiting.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "vboard/front/RealLibc.h"
+
+namespace vboard {
+namespace {
+
+using std::chrono_literals::operator""h;
+using std::chrono_literals::operator""s;
+
+constexpr Duration kDateOfStart = 1'704'067'200s;  // 2024-01-01 00:00:00 UTC
+constexpr Duration kUptimeAtStart = 1h;
+
+bool IsIn(const fd_set* set, int descriptor) {
+    return set != nullptr && FD_ISSET(descriptor, set);
+}
+
+bool IsInAny(const FileSets& sets, int descriptor) {
+    return IsIn(sets.reading, descriptor) || IsIn(sets.writing, descriptor) ||
+           IsIn(sets.excepting, descriptor);
+}
+
+std::vector<pollfd> FilesOf(const FileSets& sets) {
+    std::vector<pollfd> files;
+    for (int descriptor = 0; descriptor < sets.count; ++descriptor) {
+        int events = IsIn(sets.reading, descriptor) ? POLLIN : 0;
+        events |= IsIn(sets.writing, descriptor) ? POLLOUT : 0;
+        events |= IsIn(sets.excepting, descriptor) ? POLLPRI : 0;
+        if (events != 0) {
+            files.push_back({descriptor, static_cast<short>(events), 0});
+        }
+    }
+    return files;
+}
+
+/// Keeps a descriptor in the set if it was there and is ready; the count of those kept.
+int Keep(fd_set* set, const pollfd& file, int ready) {
+    if (!IsIn(set, file.fd)) {
+        return 0;
+    }
+    if ((file.revents & ready) != 0) {
+        return 1;
+    }
+    FD_CLR(file.fd, set);
+    return 0;
+}
+
+int KeepReady(const FileSets& sets, const std::vector<pollfd>& files) {
+    int count = 0;
+    for (const pollfd& file : files) {
+        count += Keep(sets.reading, file, POLLIN | POLLHUP | POLLERR);
+        count += Keep(sets.writing, file, POLLOUT | POLLERR);
+        count += Keep(sets.excepting, file, POLLPRI);
+    }
+    return count;
+}
+
+/// The two worlds of a wait, in the order of the program's files.
+struct Split {
+    std::vector<Watched> watched;
+    std::vector<pollfd*> ours;
+    std::vector<pollfd> others;
+    std::vector<pollfd*> theirs;
+};
+
+Split SplitFiles(pollfd* files, nfds_t count) {
+    Split split;
+    for (pollfd* file = files; file != files + count; ++file) {
+        file->revents = 0;
+        if (OpenFile* open = FileFor(file->fd)) {
+            const bool reading = (file->events & (POLLIN | POLLRDNORM)) != 0;
+            const bool writing = (file->events & (POLLOUT | POLLWRNORM)) != 0;
+            split.watched.push_back({open, {reading, writing}, {}});
+            split.ours.push_back(file);
+        } else {
+            split.others.push_back(*file);
+            split.theirs.push_back(file);
+        }
+    }
+    return split;
+}
+
+void StoreReady(const Split& split) {
+    for (std::size_t i = 0; i < split.ours.size(); ++i) {
+        const Readiness ready = split.watched[i].ready;
+        const int events = split.ours[i]->events;
+        int found = ready.readable ? events & (POLLIN | POLLRDNORM) : 0;
+        found |= ready.writable ? events & (POLLOUT | POLLWRNORM) : 0;
+        split.ours[i]->revents = static_cast<short>(found);
+    }
+    for (std::size_t i = 0; i < split.theirs.size(); ++i) {
+        split.theirs[i]->revents = split.others[i].revents;
+    }
+}
+
+std::optional<Duration> OffsetOf(clockid_t clock) {
+    switch (clock) {
+        case CLOCK_REALTIME:
+        case CLOCK_REALTIME_COARSE:
+        case CLOCK_REALTIME_ALARM:
+        case CLOCK_TAI:
+            return kDateOfStart;
+        case CLOCK_MONOTONIC:
+        case CLOCK_MONOTONIC_RAW:
+        case CLOCK_MONOTONIC_COARSE:
+        case CLOCK_BOOTTIME:
+        case CLOCK_BOOTTIME_ALARM:
+            return kUptimeAtStart;
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
+bool AnyOurs(const FileSets& sets) {
+    for (int descriptor = 0; descriptor < sets.count; ++descriptor) {
+        if (IsInAny(sets, descriptor) && FileFor(descriptor) != nullptr) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool AnyOurs(const pollfd* files, nfds_t count) {
+    return std::any_of(files, files + count,
+                       [](const pollfd& file) { return FileFor(file.fd) != nullptr; });
+}
+
+bool Empty(const FileSets& sets) {
+    for (int descriptor = 0; descriptor < sets.count; ++descriptor) {
+        if (IsInAny(sets, descriptor)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+int PollFiles(std::string_view name, pollfd* files, nfds_t count, std::optional<Duration> timeout) {
+    Split split = SplitFiles(files, count);
+    int othersReady = 0;
+    if (!split.others.empty()) {
+        othersReady = Real().poll(split.others.data(), split.others.size(), 0);
+    }
+    if (othersReady != 0) {
+        timeout = Duration::zero();
+    }
+    const IoResult result = TheHost().Select(name, split.watched, timeout, !split.others.empty());
+    if (result == kWouldWaitForEver) {
+        othersReady = Real().poll(split.others.data(), split.others.size(), -1);
+    } else if (result < 0) {
+        errno = static_cast<int>(-result);
+        return -1;
+    }
+    StoreReady(split);
+    return static_cast<int>(
+        std::count_if(files, files + count, [](const pollfd& file) { return file.revents != 0; }));
+}
+
+int SelectFiles(const FileSets& sets, std::optional<Duration> timeout) {
+    std::vector<pollfd> files = FilesOf(sets);
+    const int result = PollFiles("select", files.data(), files.size(), timeout);
+    if (result < 0) {
+        return result;
+    }
+    const bool closedOne = std::any_of(files.begin(), files.end(), [](const pollfd& file) {
+        return (file.revents & POLLNVAL) != 0;
+    });
+    if (closedOne) {
+        errno = EBADF;
+        return -1;
+    }
+    return KeepReady(sets, files);
+}
+
+bool PauseVirtually(Duration length) {
+    World* world = World::Get();
+    if (world == nullptr) {
+        return false;
+    }
+    const int before = errno;
+    world->Pause(std::max(length, Duration::zero()));
+    errno = before;
+    return true;
+}
+
+std::optional<Duration> AskClock(clockid_t clock) {
+    const auto offset = OffsetOf(clock);
+    RunLink* link = offset ? RunLink::Get() : nullptr;
+    if (link == nullptr) {
+        return std::nullopt;
+    }
+    World* world = World::IfMade();
+    const Instant now = world != nullptr ? world->TheHost().AskTime() : link->AskTime();
+    return *offset + now.time_since_epoch();
+}
+
+bool PauseUntil(clockid_t clock, Duration time) {
+    const auto offset = OffsetOf(clock);
+    World* world = offset ? World::Get() : nullptr;
+    return world != nullptr && PauseVirtually(time - *offset - world->Now().time_since_epoch());
+}
+
+}  // namespace vboard
