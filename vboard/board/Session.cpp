@@ -8,9 +8,10 @@
 namespace vboard {
 
 std::string Session::Text() const {
-    return fmt::format("{} {} {} {} {} {} {} {} {} {} {}", boardDescriptor, reportDescriptor,
+    return fmt::format("{} {} {} {} {} {} {} {} {} {} {} {} {}", boardDescriptor, reportDescriptor,
                        transcriptDescriptor, pace, limitNs, faultsDescriptor, callsDescriptor,
-                       noiseRate, noiseSeed, vcdDescriptor, summaryDescriptor);
+                       noiseRate, noiseSeed, vcdDescriptor, summaryDescriptor, waveDescriptor,
+                       wavePart);
 }
 
 bool Session::Parse(std::string_view text, Session& session) {
@@ -18,7 +19,8 @@ bool Session::Parse(std::string_view text, Session& session) {
     Session parsed;
     words >> parsed.boardDescriptor >> parsed.reportDescriptor >> parsed.transcriptDescriptor >>
         parsed.pace >> parsed.limitNs >> parsed.faultsDescriptor >> parsed.callsDescriptor >>
-        parsed.noiseRate >> parsed.noiseSeed >> parsed.vcdDescriptor >> parsed.summaryDescriptor;
+        parsed.noiseRate >> parsed.noiseSeed >> parsed.vcdDescriptor >> parsed.summaryDescriptor >>
+        parsed.waveDescriptor >> parsed.wavePart;
     if (words.fail()) {
         return false;
     }

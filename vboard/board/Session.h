@@ -35,6 +35,8 @@ struct Session {
     std::uint64_t noiseSeed = 0;
     int vcdDescriptor = -1;      ///< -1: no waveform.
     int summaryDescriptor = -1;  ///< Shared memory, SummaryCounts; -1: none.
+    int waveDescriptor = -1;     ///< A picture as WaveDrom source; -1: none.
+    unsigned wavePart = 0;       ///< What it shows: a WavePart.
     double pace = 0;             ///< 1 = real time, 10 = ten times as fast, 0 = as fast as it can.
     std::int64_t limitNs = 0;    ///< Virtual time after which the run is ended; 0 = none.
 

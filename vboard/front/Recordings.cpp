@@ -2,6 +2,7 @@
 #include "vboard/front/Recordings.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include "vboard/front/LineFile.h"
 
@@ -13,6 +14,12 @@ Recordings::Recordings(const Session& session, Board& board, bool first) : m_fir
             board.Clock(), [descriptor](std::string_view text) { WriteAll(descriptor, text); },
             session.pace > 0);
         board.AddListener(*m_vcd);
+    }
+    if (session.waveDescriptor >= 0) {
+        m_waveDescriptor = session.waveDescriptor;
+        m_wavePart = static_cast<WavePart>(session.wavePart);
+        m_waveLog = std::make_unique<WaveLog>(board.Clock());
+        board.AddListener(*m_waveLog);
     }
     if (session.summaryDescriptor >= 0) {
         void* counts = mmap(nullptr, sizeof(SummaryCounts), PROT_READ | PROT_WRITE, MAP_SHARED,
@@ -29,6 +36,9 @@ void Recordings::Begin() {
     if (m_vcd) {
         m_vcd->Begin(m_first);
     }
+    if (m_waveLog) {
+        m_waveLog->Begin();
+    }
 }
 
 void Recordings::ProgramEnded() {
@@ -40,6 +50,17 @@ void Recordings::ProgramEnded() {
 void Recordings::Finish() {
     if (m_vcd) {
         m_vcd->Finish();
+    }
+    if (m_waveLog) {
+        m_waveLog->Finish();
+        WritePicture();
+    }
+}
+
+void Recordings::WritePicture() {
+    // A file holds one picture: that of the last program which used the board.
+    if (ftruncate(m_waveDescriptor, 0) == 0) {
+        WriteAll(m_waveDescriptor, WaveJson(*m_waveLog, m_wavePart));
     }
 }
 

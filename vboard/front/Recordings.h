@@ -10,6 +10,7 @@
 #include "vboard/board/Session.h"
 #include "vboard/record/Summary.h"
 #include "vboard/record/VcdWriter.h"
+#include "vboard/record/WaveJson.h"
 
 namespace vboard {
 
@@ -27,9 +28,14 @@ public:
     void Finish();
 
 private:
+    void WritePicture();
+
     bool m_first;
     std::unique_ptr<VcdWriter> m_vcd;
     std::unique_ptr<Summary> m_summary;
+    std::unique_ptr<WaveLog> m_waveLog;
+    WavePart m_wavePart = WavePart::kRun;
+    int m_waveDescriptor = -1;
 };
 
 }  // namespace vboard

@@ -43,6 +43,7 @@ struct RunFiles {
     Descriptor faults;
     Descriptor calls;
     Descriptor vcd;
+    Descriptor wave;
     SummaryOrder summary;
 };
 
@@ -114,6 +115,7 @@ bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem)
     return OpenOutput("transcript", options.transcriptPath, files.transcript, problem) &&
            OpenOutput("list of calls", options.callsPath, files.calls, problem) &&
            OpenOutput("waveform", options.vcdPath, files.vcd, problem) &&
+           OpenOutput("picture", options.wavePath, files.wave, problem) &&
            files.summary.Open(options, problem);
 }
 
@@ -170,6 +172,8 @@ void Preload(const RunOptions& options, const std::string& library) {
     session.noiseRate = options.noiseRate;
     session.noiseSeed = options.noiseSeed;
     session.vcdDescriptor = Inherited(files.vcd);
+    session.waveDescriptor = Inherited(files.wave);
+    session.wavePart = options.wavePart;
     session.summaryDescriptor = Inherited(files.summary.Counts());
     session.pace = options.pace;
     session.limitNs = static_cast<std::int64_t>(options.timeLimitSeconds * 1e9);

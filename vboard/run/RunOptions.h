@@ -26,6 +26,8 @@ struct RunOptions {
     std::uint64_t noiseSeed = 1;
     std::string callsPath;  ///< Where to list the calls that can be struck.
     std::string vcdPath;
+    std::string wavePath;
+    unsigned wavePart = 0;       ///< What the picture shows: a WavePart.
     bool summaryAsJson = false;  ///< In place of the one line on standard error.
     std::string summaryPath;     ///< The same object into a file.
     std::string imagePath;       ///< Intel HEX that the summary compares the flash with.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "vboard/board/Session.h"
+#include "vboard/record/WaveJson.h"
 #include "vboard/run/RunOptions.h"
 
 namespace {
@@ -73,6 +74,27 @@ void AddLibrary(CLI::App& run, vboard::RunOptions& options) {
         ->needs(library);
 }
 
+void AddWaveforms(CLI::App& run, vboard::RunOptions& options) {
+    run.add_option("--vcd", options.vcdPath, "Write the waveforms as a Value Change Dump")
+        ->type_name("FILE");
+    CLI::Option* wave =
+        run.add_option("--wavejson", options.wavePath, "Write a picture as WaveDrom source")
+            ->type_name("FILE");
+    std::vector<std::string> words;
+    for (const vboard::WavePartInfo& info : vboard::AllWaveParts()) {
+        words.emplace_back(info.word);
+    }
+    run.add_option_function<std::string>(
+           "--wave-part",
+           [&options](const std::string& word) {
+               options.wavePart = static_cast<unsigned>(vboard::FindWavePart(word));
+           },
+           "What the picture shows; all of the run if not given")
+        ->needs(wave)
+        ->check(CLI::IsMember(words))
+        ->type_name("run|entry|reset|block|retry");
+}
+
 void AddSummary(CLI::App& run, vboard::RunOptions& options) {
     run.add_option_function<std::string>(
            "--summary",
@@ -115,8 +137,7 @@ void AddRun(CLI::App& app, vboard::RunOptions& options) {
                    "Write everything that passed between program and board")
         ->type_name("FILE");
     AddFaults(run, options);
-    run.add_option("--vcd", options.vcdPath, "Write the waveforms as a Value Change Dump")
-        ->type_name("FILE");
+    AddWaveforms(run, options);
     AddSummary(run, options);
     AddLibrary(run, options);
     run.add_flag("--quiet", options.quiet, "No summary at the end");

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/scenarios/support/Board.h"
+#include "tests/scenarios/support/Process.h"
+#include "tests/support/TempFolder.h"
+
+namespace waveforms {
+namespace {
+
+/// The picture that a run leaves.
+std::string PictureOf(const std::vector<std::string>& options,
+                      const std::string& program = "flashmcu -f " + scenario::BlinkyPath()) {
+    const TempFolder folder;
+    std::vector<std::string> words = {"vboard", "run", "--wavejson", "run.json"};
+    words.insert(words.end(), options.begin(), options.end());
+    words.insert(words.end(), {"--", "sh", "-c", program});
+    scenario::RunProcess(words, folder.PathOf(""));
+    return scenario::ReadFile(folder.PathOf("run.json"));
+}
+
+std::string TitleOf(const std::string& picture) {
+    return nlohmann::json::parse(picture)["head"]["text"];
+}
+
+TEST(ThePictureOfARun, IsWholeForEveryPartAndTheSameToTheByteASecondTime) {
+    for (const char* part : {"run", "entry", "reset", "block", "retry"}) {
+        const std::vector<std::string> options = {"--wave-part", part, "--fault",
+                                                  "answer:write#2=nak"};
+        const std::string picture = PictureOf(options);
+        EXPECT_GT(nlohmann::json::parse(picture)["signal"].size(), 2U) << part;
+        EXPECT_EQ(PictureOf(options), picture) << part;
+    }
+}
+
+TEST(ThePictureOfARun, IsCompleteAfterAKillAndAfterAWaitForEver) {
+    for (const char* fault : {"write:port#60=kill", "answer:write#3=silence"}) {
+        EXPECT_EQ(TitleOf(PictureOf({"--fault", fault})), "the whole run, from 0.501000 s");
+    }
+}
+
+TEST(ThePictureOfARun, IsThatOfTheLastOfSeveralPrograms) {
+    const std::string picture = PictureOf({"--wave-part", "reset"}, "flashmcu -r && flashmcu -r");
+    const std::string single = PictureOf({"--wave-part", "reset"}, "flashmcu -r");
+    EXPECT_NE(TitleOf(picture), TitleOf(single));
+    EXPECT_EQ(nlohmann::json::parse(picture)["signal"], nlohmann::json::parse(single)["signal"]);
+}
+
+TEST(ThePictureOfARun, SaysSoWhereThePartIsNotInTheRun) {
+    EXPECT_EQ(TitleOf(PictureOf({"--wave-part", "retry"})),
+              "not in this run: a frame that was not accepted, and the next try");
+}
+
+}  // namespace
+}  // namespace waveforms
