@@ -66,12 +66,9 @@ int Number(const Words& words, std::size_t index) {
 }
 
 int OpenFlags(const Words& words) {
-    const std::map<std::string, int> kFlags{{"r", O_RDONLY},
-                                            {"w", O_WRONLY},
-                                            {"rw", O_RDWR},
-                                            {"noctty", O_NOCTTY},
-                                            {"nonblock", O_NONBLOCK},
-                                            {"cloexec", O_CLOEXEC}};
+    const std::map<std::string, int> kFlags{{"r", O_RDONLY},          {"w", O_WRONLY},
+                                            {"rw", O_RDWR},           {"noctty", O_NOCTTY},
+                                            {"nonblock", O_NONBLOCK}, {"cloexec", O_CLOEXEC}};
     int flags = 0;
     for (std::size_t i = 2; i < words.size(); ++i) {
         flags |= kFlags.at(words[i]);
@@ -324,7 +321,7 @@ std::string StatxPath(const Words& words) {
 }
 
 std::string Copy(const Words& words) {
-    const int copy = words.at(0) == "dup"    ? dup(g_descriptor)
+    const int copy = words.at(0) == "dup"     ? dup(g_descriptor)
                      : words.at(0) == "dupfd" ? fcntl(g_descriptor, F_DUPFD, 50)
                                               : dup2(g_descriptor, Number(words, 1));
     if (copy < 0) {
@@ -498,13 +495,11 @@ const std::map<std::string, Call>& Calls() {
         {"setfl", SetFlags},
         {"setspeed", SetAnySpeed},
         {"getspeed", GetAnySpeed},
-        {"isatty", [](const Words&) {
-             return isatty(g_descriptor) != 0 ? std::string("yes") : Result(-1);
-         }},
+        {"isatty",
+         [](const Words&) { return isatty(g_descriptor) != 0 ? std::string("yes") : Result(-1); }},
         {"ttyname", TerminalName},
-        {"access", [](const Words& words) {
-             return Result(access(words.at(1).c_str(), R_OK | W_OK));
-         }},
+        {"access",
+         [](const Words& words) { return Result(access(words.at(1).c_str(), R_OK | W_OK)); }},
         {"stat", StatPath},
         {"fstat", StatDescriptor},
         {"statx", StatxPath},
@@ -515,7 +510,8 @@ const std::map<std::string, Call>& Calls() {
         {"closeall", CloseAll},
         {"stream", Stream},
         {"streamsettings", StreamSettings},
-        {"lseek", [](const Words& words) {
+        {"lseek",
+         [](const Words& words) {
              return Result(lseek(g_descriptor, Number(words, 1), SEEK_SET));
          }},
         {"pread", PlaceText},
@@ -523,9 +519,8 @@ const std::map<std::string, Call>& Calls() {
         {"pause", Pause},
         {"until", PauseUntil},
         {"selectpause", SelectPause},
-        {"pollpause", [](const Words& words) {
-             return Result(poll(nullptr, 0, Number(words, 1)));
-         }},
+        {"pollpause",
+         [](const Words& words) { return Result(poll(nullptr, 0, Number(words, 1))); }},
         {"spin", Spin},
         {"spinread", SpinReading},
         {"date", Date},

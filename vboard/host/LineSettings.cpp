@@ -118,8 +118,14 @@ std::optional<int> ActionOf(unsigned long request) {
 }
 
 KernelSettings ToKernel(const termios& settings) {
-    KernelSettings kernel{settings.c_iflag, settings.c_oflag, settings.c_cflag, settings.c_lflag,
-                          settings.c_line,  {},               0,                0};
+    KernelSettings kernel{settings.c_iflag,
+                          settings.c_oflag,
+                          settings.c_cflag,
+                          settings.c_lflag,
+                          settings.c_line,
+                          {},
+                          0,
+                          0};
     std::copy_n(std::begin(settings.c_cc), kernel.controlCharacters.size(),
                 kernel.controlCharacters.begin());
     kernel.inputSpeed = BitsPerSecond(settings);
