@@ -20,23 +20,19 @@
 namespace vboard {
 
 // Every wrapped function that has a declaration; those that have none are other names of these.
-#define VBOARD_REAL_FUNCTIONS(DO)                                                                 \
-    DO(open)                                                                                      \
-    DO(open64)                                                                                    \
-    DO(openat)                                                                                    \
-    DO(openat64) DO(creat) DO(creat64) DO(close) DO(close_range) DO(closefrom) DO(read) DO(write) \
-        DO(readv) DO(writev) DO(pread) DO(pread64) DO(pwrite) DO(pwrite64) DO(lseek) DO(lseek64)  \
-            DO(dup) DO(dup2) DO(dup3) DO(fcntl) DO(fcntl64) DO(access) DO(eaccess) DO(euidaccess) \
-                DO(faccessat) DO(stat) DO(stat64) DO(lstat) DO(lstat64) DO(fstat) DO(fstat64)     \
-                    DO(fstatat) DO(fstatat64) DO(statx) DO(fopen) DO(fopen64) DO(freopen)         \
-                        DO(freopen64) DO(fdopen) DO(fileno) DO(fileno_unlocked) DO(ioctl)         \
-                            DO(isatty) DO(ttyname) DO(ttyname_r) DO(tcgetattr) DO(tcsetattr)      \
-                                DO(tcdrain) DO(tcflush) DO(tcflow) DO(tcsendbreak) DO(select)     \
-                                    DO(pselect) DO(poll) DO(ppoll) DO(usleep) DO(sleep)           \
-                                        DO(nanosleep) DO(clock_nanosleep) DO(clock_gettime)       \
-                                            DO(gettimeofday) DO(time) DO(timespec_get) DO(execv)  \
-                                                DO(execve) DO(execvp) DO(execvpe) DO(fexecve)     \
-                                                    DO(_exit) DO(_Exit)
+// clang-format off
+#define VBOARD_REAL_FUNCTIONS(DO) \
+    DO(open) DO(open64) DO(openat) DO(openat64) DO(creat) DO(creat64) DO(close) DO(close_range) \
+    DO(closefrom) DO(read) DO(write) DO(readv) DO(writev) DO(pread) DO(pread64) DO(pwrite) \
+    DO(pwrite64) DO(lseek) DO(lseek64) DO(dup) DO(dup2) DO(dup3) DO(fcntl) DO(fcntl64) \
+    DO(access) DO(eaccess) DO(euidaccess) DO(faccessat) DO(stat) DO(stat64) DO(lstat) \
+    DO(lstat64) DO(fstat) DO(fstat64) DO(fstatat) DO(fstatat64) DO(statx) DO(fopen) DO(fopen64) \
+    DO(freopen) DO(freopen64) DO(fdopen) DO(fileno) DO(fileno_unlocked) DO(ioctl) DO(isatty) \
+    DO(ttyname) DO(ttyname_r) DO(tcgetattr) DO(tcsetattr) DO(tcdrain) DO(tcflush) DO(tcflow) \
+    DO(tcsendbreak) DO(select) DO(pselect) DO(poll) DO(ppoll) DO(usleep) DO(sleep) DO(nanosleep) \
+    DO(clock_nanosleep) DO(clock_gettime) DO(gettimeofday) DO(time) DO(timespec_get) DO(execv) \
+    DO(execve) DO(execvp) DO(execvpe) DO(fexecve) DO(_exit) DO(_Exit)
+// clang-format on
 
 struct RealLibc {
 #define VBOARD_MEMBER(name) decltype(&::name) name;
