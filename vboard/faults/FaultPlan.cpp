@@ -105,7 +105,8 @@ FaultPlan::FaultPlan(std::vector<FaultRule> rules, const FaultNames& names) {
         if (InfoOf(rule.place).target == TargetKind::kDevice) {
             rule.target = PathOf(rule.target, names);
         }
-        RulesOf(rule.place).push_back({std::move(rule), 0});
+        Rules& rulesThere = RulesOf(rule.place);
+        rulesThere.push_back({std::move(rule), 0});
     }
 }
 
