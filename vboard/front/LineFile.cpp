@@ -8,7 +8,7 @@
 namespace vboard {
 namespace {
 
-constexpr std::size_t kHeldBytes = 64 * 1024;
+constexpr std::size_t kHeldBytes = 0x10000;
 
 }  // namespace
 
