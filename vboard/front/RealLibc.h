@@ -35,6 +35,7 @@ namespace vboard {
 // clang-format on
 
 struct RealLibc {
+// A member's name can't stand in parentheses. NOLINTNEXTLINE(bugprone-macro-parentheses)
 #define VBOARD_MEMBER(name) decltype(&::name) name;
     VBOARD_REAL_FUNCTIONS(VBOARD_MEMBER)
 #undef VBOARD_MEMBER
