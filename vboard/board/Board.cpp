@@ -99,6 +99,9 @@ BoardState Board::State() const {
 
 void Board::SetPower(bool on) {
     m_chip->SetPower(on);
+    if (!on) {
+        m_serialWire->DropQueuedToHost();
+    }
 }
 
 void Board::Kill() {
