@@ -83,7 +83,7 @@ int CloseDescriptor(int descriptor) {
 
 int CloseRange(unsigned first, unsigned last, int flags) {
     const auto end = static_cast<unsigned>(TheDescriptors().End());
-    const bool closes = (flags & CLOSE_RANGE_CLOEXEC) == 0;
+    const bool closes = (static_cast<unsigned>(flags) & CLOSE_RANGE_CLOEXEC) == 0;
     for (unsigned descriptor = first; closes && descriptor < end && descriptor <= last;
          ++descriptor) {
         if (FileFor(static_cast<int>(descriptor)) != nullptr) {
