@@ -23,7 +23,7 @@ constexpr std::array<ChipOptionInfo, 6> kBoardOptions{{
     {"receive-trigger", "1..16", "1",
      "characters that the port's receive FIFO gathers before it hands them on", "16550-type UARTs"},
     {"start", "running, erased, loader, reset, silent", "running",
-     "what a new board does; the states are listed below", ""},
+     "what a new board does at first: a name of `vboard list states`", ""},
 }};
 
 constexpr std::array<std::pair<std::string_view, StartState>, 5> kStarts{{

@@ -182,6 +182,7 @@ void Preload(const RunOptions& options, const std::string& library) {
 
     const std::vector<std::string> words = CommandOf(options);
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }

@@ -8,10 +8,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
-#include "vboard/image/IntelHex.h"
+#include "vboard/run/ImageFile.h"
 
 namespace vboard {
 namespace {
@@ -39,21 +37,7 @@ bool SummaryOrder::Open(const RunOptions& options, std::string& problem) {
 }
 
 bool SummaryOrder::ReadImage(std::string& problem) {
-    if (m_imagePath.empty()) {
-        return true;
-    }
-    std::ifstream file(m_imagePath, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    if (!file) {
-        problem = fmt::format("image '{}' can't be read: {}", m_imagePath, strerrordesc_np(errno));
-        return false;
-    }
-    std::string why;
-    if (!ReadIntelHex(text, m_image.emplace(), why)) {
-        problem = fmt::format("image '{}': {}", m_imagePath, why);
-        return false;
-    }
-    return true;
+    return m_imagePath.empty() || ReadImageFile(m_imagePath, m_image.emplace(), problem);
 }
 
 bool SummaryOrder::MakeCounts(std::string& problem) {

@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: MIT
+
+// Board files that a run was torn from, that are damaged, and that are none.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "tests/commands/BoardFolder.h"
+
+namespace commands {
+namespace {
+
+// As vboard/board/BoardFile.h lays a board file out.
+constexpr std::size_t kSetupOffset = 64;
+constexpr std::size_t kFirstSlot = 0x1000;
+constexpr std::size_t kSecondSlot = 0x1800;
+constexpr std::size_t kMemoryOffset = 0x2000;
+constexpr std::size_t kFileSizeBytes = 0x12000;
+
+bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+/// A file that has been through a run, so that both its slots have been written.
+void MakeUsedBoard(const BoardFolder& folder) {
+    folder.Does("new a.board --option receive-trigger=2");
+    EXPECT_EQ(folder.Vboard("run --quiet --board a.board -- flashmcu -r").status, 0);
+}
+
+/// The message for a.board, from every command that reads one.
+std::string RefusedBoard(const BoardFolder& folder) {
+    const std::string line = folder.Refuses("show a.board");
+    EXPECT_EQ(folder.Refuses("dump a.board"), line);
+    EXPECT_EQ(folder.Refuses("run --board a.board -- true"), line);
+    return line;
+}
+
+TEST(DamagedBoard, ThatWasCutShortIsRefused) {
+    BoardFolder folder;
+    MakeUsedBoard(folder);
+    auto bytes = folder.Bytes("a.board");
+    ASSERT_EQ(bytes.size(), kFileSizeBytes);
+    bytes.pop_back();
+    folder.Overwrite("a.board", bytes);
+    EXPECT_EQ(RefusedBoard(folder),
+              "vboard: board file 'a.board' is not a board file: a board file is a plain file of "
+              "73728 bytes\n");
+}
+
+TEST(DamagedBoard, ThatIsEmptyIsRefused) {
+    BoardFolder folder;
+    folder.Overwrite("a.board", {});
+    EXPECT_TRUE(Has(RefusedBoard(folder), "'a.board' is not a board file"));
+}
+
+TEST(DamagedBoard, WithAnotherBeginningIsRefused) {
+    BoardFolder folder;
+    MakeUsedBoard(folder);
+    folder.Flip("a.board", 0);
+    EXPECT_EQ(RefusedBoard(folder),
+              "vboard: board file 'a.board' is not a board file: it does not begin with VBOARD\n");
+}
+
+TEST(DamagedBoard, OfAnotherFormatIsRefused) {
+    BoardFolder folder;
+    MakeUsedBoard(folder);
+    folder.Flip("a.board", 8);
+    EXPECT_TRUE(Has(RefusedBoard(folder), "'a.board' has board format "));
+}
+
+TEST(DamagedBoard, WithAnyOtherByteOfHeaderOrSetupChangedIsRefused) {
+    BoardFolder folder;
+    MakeUsedBoard(folder);
+    const auto whole = folder.Bytes("a.board");
+    const std::string setup = "receive-trigger=2\n";
+    for (std::size_t offset = 12; offset < kSetupOffset + setup.size(); ++offset) {
+        folder.Overwrite("a.board", whole);
+        folder.Flip("a.board", offset);
+        EXPECT_EQ(folder.Refuses("show a.board"),
+                  "vboard: board file 'a.board' is damaged: the check sum of its header and setup "
+                  "does not match\n")
+            << offset;
+    }
+}
+
+TEST(DamagedBoard, WithOneTornCopyOfItsStateGoesOnWithTheOther) {
+    for (const std::size_t slot : {kFirstSlot, kSecondSlot}) {
+        BoardFolder folder;
+        MakeUsedBoard(folder);
+        folder.Flip("a.board", slot + 100);
+        EXPECT_TRUE(Has(folder.Does("show a.board"), "\nversion     256 (0x0100)\n"));
+        EXPECT_EQ(folder.Vboard("run --quiet --board a.board -- flashmcu -r -v").status, 0);
+    }
+}
+
+TEST(DamagedBoard, WithBothCopiesTornIsRefused) {
+    BoardFolder folder;
+    MakeUsedBoard(folder);
+    folder.Flip("a.board", kFirstSlot + 8);
+    folder.Flip("a.board", kSecondSlot + 300);
+    EXPECT_EQ(RefusedBoard(folder),
+              "vboard: board file 'a.board' is damaged: neither copy of its state is whole\n");
+}
+
+TEST(DamagedBoard, WithAChangedByteOfFlashIsAChipWithThatByte) {
+    BoardFolder folder;
+    MakeUsedBoard(folder);
+    folder.Flip("a.board", kMemoryOffset + 0x2100);
+    EXPECT_TRUE(Has(folder.Does("show a.board"), "\nversion     511 (0x01ff)\n"));
+}
+
+TEST(ForeignFile, AFolderIsRefused) {
+    BoardFolder folder;
+    ASSERT_EQ(mkdir(folder.PathOf("a.board").c_str(), 0755), 0);
+    EXPECT_TRUE(Has(folder.Refuses("show a.board"), "'a.board' is not a board file"));
+    EXPECT_EQ(folder.Refuses("run --board a.board -- true"),
+              "vboard: board file 'a.board' can't be opened: Is a directory\n");
+}
+
+TEST(ForeignFile, OneThatMayNotBeReadIsRefused) {
+    if (geteuid() == 0) {
+        GTEST_SKIP() << "root may read every file";
+    }
+    BoardFolder folder;
+    MakeUsedBoard(folder);
+    ASSERT_EQ(chmod(folder.PathOf("a.board").c_str(), 0), 0);
+    EXPECT_EQ(RefusedBoard(folder),
+              "vboard: board file 'a.board' can't be opened: Permission denied\n");
+}
+
+TEST(ForeignFile, AnImageIsRefused) {
+    BoardFolder folder;
+    folder.Overwrite("a.board", std::vector<std::uint8_t>(kFileSizeBytes, 0x3A));
+    EXPECT_TRUE(Has(RefusedBoard(folder), "it does not begin with VBOARD"));
+}
+
+/// A run of flashmcu on a.board in the background, in real time, ten times as fast.
+class BackgroundRun {
+public:
+    explicit BackgroundRun(const BoardFolder& folder, const std::string& image) {
+        const std::string vboard = std::string(FLASHMCU_PROGRAM_DIR) + "/vboard";
+        const std::string tool = std::string(FLASHMCU_PROGRAM_DIR) + "/flashmcu";
+        const std::string board = folder.PathOf("a.board");
+        const std::string transcript = folder.PathOf("transcript");
+        std::vector<std::string> words{vboard,    "run", "--quiet",      "--pace",   "10",
+                                       "--board", board, "--transcript", transcript, "--",
+                                       tool,      "-f",  image};
+        std::vector<char*> arguments;
+        for (std::string& word : words) {
+            arguments.push_back(word.data());
+        }
+        arguments.push_back(nullptr);
+        posix_spawn_file_actions_t actions{};
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        EXPECT_EQ(
+            posix_spawn(&m_runner, vboard.c_str(), &actions, nullptr, arguments.data(), environ),
+            0);
+        posix_spawn_file_actions_destroy(&actions);
+    }
+
+    /// Waits until so many bytes of main memory hold something. False when the run ended before.
+    bool WaitForBytes(const std::string& board, std::ptrdiff_t count) const {
+        const int file = open(board.c_str(), O_RDONLY | O_CLOEXEC);
+        const void* mapped = mmap(nullptr, kFileSizeBytes, PROT_READ, MAP_SHARED, file, 0);
+        close(file);
+        const auto* main = static_cast<const volatile std::uint8_t*>(mapped) + kMemoryOffset;
+        bool reached = false;
+        while (!reached && waitpid(m_runner, nullptr, WNOHANG) == 0) {
+            std::ptrdiff_t erased = 0;
+            for (std::size_t address = 0x2100; address < 0xFFE0; ++address) {
+                erased += main[address] == 0xFF ? 1 : 0;
+            }
+            reached = 0xFFE0 - 0x2100 - erased >= count;
+        }
+        munmap(const_cast<void*>(mapped), kFileSizeBytes);
+        return reached;
+    }
+
+    /// Kills the runner. The program under test goes with it.
+    void Kill() const {
+        kill(m_runner, SIGKILL);
+        waitpid(m_runner, nullptr, 0);
+    }
+
+private:
+    pid_t m_runner = 0;
+};
+
+/// Waits until the killed run's program has let go of the board.
+scenario::Ended RunWhenFree(const BoardFolder& folder, const std::string& words) {
+    for (;;) {
+        scenario::Ended ended = folder.Vboard(words);
+        if (!Has(ended.error, "is in use by another run")) {
+            return ended;
+        }
+    }
+}
+
+TEST(KilledRun, LeavesABoardThatGoesOn) {
+    BoardFolder folder;
+    folder.Does("new a.board --erased");
+    BackgroundRun run(folder, BoardFolder::Big());
+    ASSERT_TRUE(run.WaitForBytes(folder.PathOf("a.board"), 1000));
+    const std::string inUse = folder.Refuses("run --board a.board -- true");
+    EXPECT_EQ(inUse, "vboard: board file 'a.board' is in use by another run\n");
+    EXPECT_TRUE(Has(folder.Does("show a.board"), "\nstate       loader\n"));
+    run.Kill();
+    const std::string page = folder.Does("show a.board");
+    EXPECT_TRUE(Has(page, "programmed, ")) << page;
+    const scenario::Ended ended =
+        RunWhenFree(folder, "run --quiet --board a.board -- flashmcu -f " + BoardFolder::Big());
+    EXPECT_EQ(ended.status, 0) << ended.output << ended.error;
+    EXPECT_TRUE(Has(folder.Does("show a.board"), "\nstate       application\n"));
+}
+
+TEST(KilledRun, LeavesATranscriptUpToTheMoment) {
+    BoardFolder folder;
+    folder.Does("new a.board --erased");
+    BackgroundRun run(folder, BoardFolder::Big());
+    ASSERT_TRUE(run.WaitForBytes(folder.PathOf("a.board"), 500));
+    run.Kill();
+    const std::string transcript = scenario::ReadFile(folder.PathOf("transcript"));
+    EXPECT_TRUE(Has(transcript, "mass erase: answers 90")) << transcript.substr(0, 4000);
+    EXPECT_TRUE(Has(transcript, "write 16 bytes at 0x")) << transcript.size();
+}
+
+}  // namespace
+}  // namespace commands

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+
+// vboard show, dump and list.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+#include "tests/commands/BoardFolder.h"
+#include "vboard/board/BoardSetup.h"
+#include "vboard/board/StartState.h"
+#include "vboard/faults/FaultTable.h"
+#include "vboard/image/IntelHex.h"
+
+namespace commands {
+namespace {
+
+bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST(ShowBoard, SaysAllThereIsToSee) {
+    BoardFolder folder;
+    folder.Does("new a.board --option flash-clock-hz=300000 --image " + BoardFolder::Blinky());
+    EXPECT_EQ(folder.Does("show a.board"),
+              "model       BRDA\n"
+              "port        /dev/ttyS1, 9600 8N1 iflag=02400 oflag=05 lflag=0105073 cread clocal "
+              "hupcl vmin=1 vtime=0\n"
+              "comm        /dev/knxspi\n"
+              "chip        msp430-56k\n"
+              "state       application\n"
+              "version     4660 (0x1234)\n"
+              "loader      1.61, chip id f249, not entered\n"
+              "option      flash-clock-hz=300000\n"
+              "lines\n"
+              "  reset_gpio     gpio 90   level 0  input, not exported\n"
+              "  rxd_nmi_gpio   gpio 86   level 1  input, not exported\n"
+              "  msp_tck_gpio   gpio 91   level 1  input, not exported\n"
+              "  tristate       off\n"
+              "memory\n"
+              "  0x1000-0x10FF  information, segments of 64 bytes\n"
+              "    0x1000-0x10FF  erased\n"
+              "  0x2100-0xFFFF  main, segments of 512 bytes\n"
+              "    0x2100-0x21FF  programmed, 160 of 256 bytes\n"
+              "    0x2200-0xFDFF  erased\n"
+              "    0xFE00-0xFFFF  programmed, 32 of 512 bytes\n");
+}
+
+TEST(ShowBoard, SaysTheSameToPrograms) {
+    BoardFolder folder;
+    folder.Does("new a.board --start loader --model BRDC");
+    const auto object = nlohmann::json::parse(folder.Does("show --json a.board"));
+    EXPECT_EQ(object.at("model"), "BRDC");
+    EXPECT_EQ(object.at("state"), "loader");
+    EXPECT_TRUE(object.at("version").is_null());
+    EXPECT_EQ(object.at("loader").at("entered"), true);
+    EXPECT_EQ(object.at("loader").at("unlocked"), false);
+    EXPECT_EQ(object.at("options").at("start"), "loader");
+    EXPECT_EQ(object.at("lines").at("rxd_nmi_gpio").at("gpio"), 6);
+    EXPECT_EQ(object.at("memory").at(1).at("stretches").at(0).at("programmed_bytes"), 3);
+}
+
+TEST(ShowBoard, SeesWhatARunLeftBehind) {
+    BoardFolder folder;
+    folder.Does("new a.board");
+    const scenario::Ended ended =
+        folder.Vboard("run --quiet --board a.board --fault answer:write#2=silence -- flashmcu -f " +
+                      BoardFolder::Blinky());
+    EXPECT_EQ(ended.status, 124);
+    const std::string page = folder.Does("show a.board");
+    EXPECT_TRUE(Has(page, "\nstate       loader\n")) << page;
+    EXPECT_TRUE(Has(page, "entered, unlocked\n")) << page;
+    EXPECT_TRUE(Has(page, "9600 8E1 raw")) << page;
+}
+
+TEST(DumpBoard, GivesBackTheImageThatTheBoardWasMadeFrom) {
+    for (const std::string& image : {BoardFolder::Blinky(), BoardFolder::Big()}) {
+        BoardFolder folder;
+        folder.Does("new a.board --image " + image);
+        folder.Does("dump a.board -o a.hex");
+        folder.Does("new b.board --image a.hex");
+        folder.Does("dump b.board --output b.hex");
+        EXPECT_EQ(folder.Bytes("a.hex"), folder.Bytes("b.hex")) << image;
+        vboard::MemoryImage dumped;
+        vboard::MemoryImage given;
+        std::string problem;
+        ASSERT_TRUE(vboard::ReadIntelHex(folder.Does("dump a.board"), dumped, problem)) << problem;
+        ASSERT_TRUE(vboard::ReadIntelHex(scenario::ReadFile(image), given, problem)) << problem;
+        for (unsigned address = 0; address < vboard::MemoryImage::kSizeBytes; ++address) {
+            const auto at = static_cast<std::uint16_t>(address);
+            ASSERT_EQ(dumped.At(at), given.At(at)) << std::hex << address;
+        }
+    }
+}
+
+TEST(DumpBoard, IsReadByOtherTools) {
+    if (std::system("command -v srec_cmp >/dev/null") != 0) {
+        GTEST_SKIP() << "srec_cmp is missing (scripts/install-packages test)";
+    }
+    BoardFolder folder;
+    folder.Does("new a.board");
+    const std::string programming =
+        "run --quiet --board a.board -- flashmcu -f " + BoardFolder::Big();
+    EXPECT_EQ(folder.Vboard(programming).status, 0);
+    folder.Does("dump a.board -o a.hex");
+    const std::string fill = " -Intel -fill 0xFF 0x1000 0x10000";
+    const std::string compare =
+        "srec_cmp " + folder.PathOf("a.hex") + fill + " " + BoardFolder::Big() + fill;
+    EXPECT_EQ(std::system(compare.c_str()), 0) << compare;
+}
+
+TEST(DumpBoard, SaysWhyItCantBeWritten) {
+    BoardFolder folder;
+    folder.Does("new a.board");
+    EXPECT_EQ(folder.Refuses("dump a.board -o nowhere/a.hex"),
+              "vboard: image 'nowhere/a.hex' can't be written: No such file or directory\n");
+    EXPECT_EQ(folder.Refuses("dump a.board -o /dev/full"),
+              "vboard: image '/dev/full' can't be written: No space left on device\n");
+}
+
+TEST(List, HasEveryRowOfItsTable) {
+    BoardFolder folder;
+    const std::string chips = folder.Does("list chips");
+    for (const vboard::ChipModel& chip : vboard::AllChipModels()) {
+        EXPECT_TRUE(Has(chips, std::string(chip.name) + "\n")) << chip.name;
+        EXPECT_TRUE(Has(chips, chip.source.data())) << chip.name;
+    }
+    const std::string models = folder.Does("list models");
+    for (const vboard::BoardModel& model : vboard::AllBoardModels()) {
+        EXPECT_TRUE(Has(models, std::string(model.name) + " ")) << model.name;
+    }
+    const std::string options = folder.Does("list options");
+    for (const auto& rows : {vboard::BoardSetup::BoardOptions(), vboard::AllChipOptions()}) {
+        for (const vboard::ChipOptionInfo& option : rows) {
+            EXPECT_TRUE(Has(options, std::string(option.key) + "\n")) << option.key;
+        }
+    }
+    const std::string states = folder.Does("list states");
+    for (const vboard::StartStateInfo& state : vboard::AllStartStates()) {
+        EXPECT_TRUE(Has(states, std::string(state.name) + " ")) << state.name;
+    }
+    const std::string faults = folder.Does("list faults");
+    for (const vboard::PlaceInfo& place : vboard::AllFaultPlaces()) {
+        EXPECT_TRUE(Has(faults, std::string(place.example))) << place.word;
+    }
+    for (const vboard::ActionInfo& action : vboard::AllFaultActions()) {
+        EXPECT_TRUE(Has(faults, "  " + vboard::FormOf(action) + " ")) << action.word;
+    }
+}
+
+}  // namespace
+}  // namespace commands

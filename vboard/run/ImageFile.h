@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Intel HEX files by their path, for the commands.
+
+#include <string>
+
+#include "vboard/image/MemoryImage.h"
+
+namespace vboard {
+
+/// Reads a whole image. On failure `problem` is one line with the path in it.
+[[nodiscard]] bool ReadImageFile(const std::string& path, MemoryImage& image, std::string& problem);
+
+/// Writes an image, over an old file of that name; "-" is standard output. On failure `problem` is
+/// one line with the path in it.
+[[nodiscard]] bool WriteImageFile(const std::string& path, const MemoryImage& image,
+                                  std::string& problem);
+
+}  // namespace vboard

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+
+// vboard list: the tables that boards and faults are made from.
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <memory>
+#include <string>
+
+#include "vboard/board/StartState.h"
+#include "vboard/faults/FaultTable.h"
+#include "vboard/run/Commands.h"
+#include "vboard/wires/BoardModel.h"
+
+namespace vboard {
+namespace {
+
+const char* WrongPasswordText(WrongPassword behaviour) {
+    switch (behaviour) {
+        case WrongPassword::kAckLocked:
+            return "answered 90, protected commands A0";
+        case WrongPassword::kNak:
+            return "answered A0";
+        case WrongPassword::kErase:
+            return "erases the flash";
+    }
+    return "";
+}
+
+void ListChips() {
+    for (const ChipModel& chip : AllChipModels()) {
+        fmt::print("{}\n    {}\n", chip.name, chip.description);
+        fmt::print(
+            "    main 0x{:04X}-0x{:04X} in segments of {}, information 0x{:04X}-0x{:04X} in "
+            "segments of {}, RAM 0x{:04X}-0x{:04X}\n",
+            chip.mainMemory.first, chip.mainMemory.last, chip.mainSegmentBytes,
+            chip.infoMemory.first, chip.infoMemory.last, chip.infoSegmentBytes, chip.ram.first,
+            chip.ram.last);
+        fmt::print("    chip id {:04X}, loader {:x}.{:02x}, version command: {}\n", chip.chipId,
+                   chip.loaderVersion >> 8U, chip.loaderVersion & 0xFFU,
+                   chip.hasVersionCommand ? "yes" : "no");
+        fmt::print(
+            "    compares while writing: {}, checks after segment erase: {}, mass erase: {} "
+            "periods\n",
+            chip.comparesWhileWriting ? "yes" : "no", chip.checksAfterSegmentErase ? "yes" : "no",
+            chip.massErasePeriods);
+        fmt::print("    wrong password: {}\n    source: {}\n",
+                   WrongPasswordText(chip.wrongPassword), chip.source);
+    }
+}
+
+void ListModels() {
+    fmt::print("{:<8}{:<16}{:<16}{:<12}{:<14}{}\n", "MODEL", "PORT", "COMM", "RESET_GPIO",
+               "RxD_NMI_GPIO", "MSP_TCK_GPIO");
+    for (const BoardModel& model : AllBoardModels()) {
+        fmt::print("{:<8}{:<16}{:<16}{:<12}{:<14}{}\n", model.name, model.portPath, model.commPath,
+                   model.gpios[0], model.gpios[1], model.gpios[2]);
+    }
+}
+
+void ListOption(const ChipOptionInfo& option) {
+    fmt::print("{}\n    {}\n    takes {}; {} without it\n", option.key, option.meaning,
+               option.values, option.neutral);
+    if (!option.source.empty()) {
+        fmt::print("    source: {}\n", option.source);
+    }
+}
+
+void ListOptions() {
+    for (const ChipOptionInfo& option : BoardSetup::BoardOptions()) {
+        ListOption(option);
+    }
+    for (const ChipOptionInfo& option : AllChipOptions()) {
+        ListOption(option);
+    }
+}
+
+void ListStates() {
+    for (const StartStateInfo& state : AllStartStates()) {
+        fmt::print("{:<10}{}\n", state.name, state.meaning);
+    }
+}
+
+void ListFaults() {
+    fmt::print("where a fault strikes\n");
+    for (const PlaceInfo& place : AllFaultPlaces()) {
+        fmt::print("  {:<11}{}\n{:13}what happens: {}\n{:13}{}\n", place.word, place.meaning, "",
+                   FormsOf(place), "", place.example);
+    }
+    fmt::print("what happens\n");
+    for (const ActionInfo& action : AllFaultActions()) {
+        fmt::print("  {:<21}{}\n", FormOf(action), action.meaning);
+    }
+}
+
+struct Table {
+    const char* name;
+    const char* meaning;
+    void (*list)();
+};
+
+constexpr std::array<Table, 5> kTables{{
+    {"chips", "Parts with their geometry and loader", ListChips},
+    {"models", "Board models with their devices and GPIO numbers", ListModels},
+    {"options", "What can be set for a board or its chip", ListOptions},
+    {"states", "What a new board can do at first", ListStates},
+    {"faults", "Where faults strike and what they do", ListFaults},
+}};
+
+}  // namespace
+
+void AddListCommand(CLI::App& app, Action& chosen) {
+    CLI::App& command = *app.add_subcommand("list", "List what there is to choose from");
+    command.callback([&chosen, &command] {
+        if (command.get_subcommands().empty()) {
+            chosen = [] { return Refuse("list what? chips, models, options, states or faults"); };
+        }
+    });
+    for (const Table& table : kTables) {
+        command.add_subcommand(table.name, table.meaning)->callback([&chosen, &table] {
+            chosen = [&table] {
+                table.list();
+                return 0;
+            };
+        });
+    }
+}
+
+}  // namespace vboard
