@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdio>
+#include <exception>
 #include <iostream>
 #include <string>
 #include <utility>
@@ -60,5 +62,11 @@ int Dispatch(CommandLine line) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    return Dispatch(Split(argc, argv));
+    try {
+        return Dispatch(Split(argc, argv));
+    } catch (const std::exception& failure) {
+        // Memory ran out, or a stream broke: nothing that a command line explains.
+        std::fprintf(stderr, "vboard: %s\n", failure.what());
+        return vboard::kExitOwnError;
+    }
 }
