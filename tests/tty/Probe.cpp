@@ -414,7 +414,7 @@ std::string Date(const Words& /*words*/) {
     tm parts{};
     gmtime_r(&now, &parts);
     std::array<char, 64> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
+    strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
     return text.data();
 }
 
