@@ -114,6 +114,11 @@ TEST(FaultPlanCalls, ShortNamesAreTheDevicesOfTheBoard) {
               ".");
 }
 
+TEST(FaultPlanCalls, APathFitsAsAWholeOnly) {
+    EXPECT_EQ(PlannedWorld{"open:/dev/ttyS1=eio"}.Calls(CallKind::kOpen, "/dev/ttyS10", 1), ".");
+    EXPECT_EQ(PlannedWorld{"open:/dev/ttyS1*=eio"}.Calls(CallKind::kOpen, "/dev/ttyS10", 1), "E");
+}
+
 TEST(FaultPlanCalls, AnyCallCountsEveryKindAndPauses) {
     PlannedWorld world{"call#3=kill"};
     EXPECT_EQ(world.Calls(CallKind::kOpen, "/dev/ttyS1", 1), ".");

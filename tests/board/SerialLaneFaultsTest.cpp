@@ -127,10 +127,11 @@ TEST(StruckCharacter, LateCountsAsPendingWhileItWaits) {
 TEST(StruckCharacter, LateAndNotBegunIsDroppedWithTheQueue) {
     StruckLane lane({{1, {Kind::kLate, 0, 5ms}}});
     lane.Send({0x41, 0x42});
-    lane.clock.Pass(2ms);
+    lane.clock.Pass(2500us);
     lane.DropQueued();
     EXPECT_EQ(lane.Pending(), 0U);
-    EXPECT_EQ(lane.Send({0x43}).Arrivals(), "3ms 43");
+    lane.clock.Pass(2ms);
+    EXPECT_EQ(lane.Send({0x43, 0x44}).Arrivals(), "5ms 43, 6ms 44");
 }
 
 TEST(StruckCharacter, OnTheWireGoesOnWhenTheQueueIsDropped) {

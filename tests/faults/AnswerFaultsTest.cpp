@@ -99,6 +99,18 @@ TEST(AnAnswer, AtWhichThePowerGoesIsNotSentAndWhatWasWrittenStays) {
     EXPECT_EQ(board.DifferenceFrom(scenario::Blinky()).substr(0, 13), "2114 holds ff");
 }
 
+TEST(AnAnswer, CutOffByAResetEndsWithTheCharacterOnTheWire) {
+    const Outcome run = RunWith({"answer:sync#2=bytes 41 42 43 44 45 46"});
+    const std::size_t strike = run.transcript.find(" fault ");
+    const std::size_t reset = run.transcript.find("chip_mode reset", strike);
+    ASSERT_NE(reset, std::string::npos);
+    EXPECT_NE(run.transcript.find("wire    < 41 42\n", strike), std::string::npos);
+    const std::string lost = "a character arrived at a closed receiver and is lost";
+    const std::size_t only = run.transcript.find(lost, reset);
+    EXPECT_NE(only, std::string::npos);
+    EXPECT_EQ(run.transcript.find(lost, only + 1), std::string::npos);
+}
+
 class AnAnswerToACommand : public testing::TestWithParam<const char*> {};
 
 TEST_P(AnAnswerToACommand, IsFoundByTheNameOfTheCommand) {

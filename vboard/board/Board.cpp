@@ -99,9 +99,6 @@ BoardState Board::State() const {
 
 void Board::SetPower(bool on) {
     m_chip->SetPower(on);
-    if (!on) {
-        m_serialWire->DropQueuedToHost();
-    }
 }
 
 void Board::Kill() {

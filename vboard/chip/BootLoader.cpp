@@ -57,6 +57,9 @@ void BootLoader::Enter() {
 
 void BootLoader::Leave() {
     m_clock.Cancel(m_ticket);
+    if (m_state == LoaderState::kAnswering && m_sink != nullptr) {
+        m_sink->Stop();
+    }
     if (m_flashWorks) {
         m_flash.Abort(m_clock.Now() - m_workStart);
         m_flashWorks = false;

@@ -25,6 +25,8 @@ public:
     virtual ~SerialSink() = default;
     /// One character in the chip's own format, starting now or when the one before has ended.
     virtual void Send(std::uint8_t value, const SerialFormat& format) = 0;
+    /// The chip stops in the middle of sending: what has not begun is never sent.
+    virtual void Stop() {}
 };
 
 /// Where the application's messages on the second link lead.

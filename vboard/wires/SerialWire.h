@@ -24,11 +24,11 @@ public:
     void Send(std::uint8_t value, const SerialFormat& format) override {
         m_toHost.Send(value, format);
     }
+    void Stop() override { m_toHost.DropQueued(); }
 
     /// Characters of the host still queued or on the wire.
     [[nodiscard]] std::size_t PendingToChip() const { return m_toChip.Pending(); }
     void DropQueuedToChip() { m_toChip.DropQueued(); }
-    void DropQueuedToHost() { m_toHost.DropQueued(); }
 
 private:
     SerialFormat m_hostFormat;
