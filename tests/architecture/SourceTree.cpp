@@ -101,9 +101,8 @@ SourceTree ReadTree(const fs::path& root) {
         const fs::path relative = entry->path().lexically_relative(root);
         if (entry->is_directory() && IsLeftOut(relative)) {
             entry.disable_recursion_pending();
-        } else if (entry->is_regular_file() && relative != ".git" &&
-                   relative.extension() != ".hex") {
-            std::string text = ReadFile(entry->path());
+        } else if (entry->is_regular_file() && relative != ".git") {
+            std::string text = relative.extension() == ".hex" ? "" : ReadFile(entry->path());
             if (text.find('\0') == std::string::npos) {
                 tree.push_back(MakeFile(relative.generic_string(), std::move(text)));
             }

@@ -30,7 +30,7 @@ using SourceTree = std::vector<SourceFile>;
 [[nodiscard]] SourceFile MakeFile(std::string path, std::string text);
 
 /// The repository this test was built from, sorted by path: build folders and what git ignores are
-/// left out, and so are firmware images and files that are not text.
+/// left out, and so are files that are not text. Firmware images are there without their text.
 [[nodiscard]] const SourceTree& Repository();
 
 /// One text file of the repository; throws where it is missing.
