@@ -31,6 +31,8 @@ class Worker:
         self._copy_sources()
         options = ["-DCMAKE_BUILD_TYPE=", "-DCMAKE_CXX_FLAGS=-O0 -w",
                    "-DFLASHMCU_WARNINGS_AS_ERRORS=OFF"]
+        if shutil.which("ld.lld"):
+            options.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld")
         if shutil.which("ccache"):
             options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
         self._must(["cmake", "-S", self._source, "-B", self._build, "-G", "Ninja", *options])
