@@ -8,7 +8,7 @@
 //     TT  00 data   01 end of file   02 segment base (x 16)   03, 05 start address
 //         04 upper half of the address
 //
-// Record layout: Intel, "Hexadecimal Object File Format Specification", revision A.
+// Record layout: Intel's paper on the Hexadecimal Object File Format, revision A (1988).
 
 #include <string>
 #include <string_view>
