@@ -29,7 +29,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::string problem;
     {
         vboard::BoardFile made;
-        Require(made.Create(descriptor, vboard::BoardSetup{}, vboard::BoardState{}, problem));
+        vboard::BoardFile::Failure failure;
+        Require(made.Create(descriptor, vboard::BoardSetup{}, nullptr, failure));
     }
     for (std::size_t at = 0; at + 3 <= size; at += 3) {
         const off_t offset = data[at] << 8U | data[at + 1];

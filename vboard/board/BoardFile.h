@@ -30,14 +30,16 @@ public:
     BoardFile(const BoardFile&) = delete;
     BoardFile& operator=(const BoardFile&) = delete;
 
-    /// Makes an empty file (of any length) behind `descriptor` into one that holds a new board,
-    /// with `image` in its flash where there is one (nullptr: the older firmware of a delivered
-    /// chip), and maps it. The descriptor stays the caller's and may be closed afterwards. On
-    /// failure `problem` says why in one line; `blamesImage` where that is about the image.
+    /// Why a file could not be made into a board.
     struct Failure {
         std::string problem;
         bool blamesImage = false;
     };
+
+    /// Makes an empty file (of any length) behind `descriptor` into one that holds a new board,
+    /// with `image` in its flash where there is one (nullptr: the older firmware of a delivered
+    /// chip), and maps it. The descriptor stays the caller's and may be closed afterwards. On
+    /// failure `failure` says why: one line, and whether that is about the image.
     [[nodiscard]] bool Create(int descriptor, const BoardSetup& setup, const MemoryImage* image,
                               Failure& failure);
     /// Maps a board file. A damaged or foreign one is refused. The memory of the chip has no check
