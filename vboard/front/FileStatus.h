@@ -25,9 +25,10 @@ inline constexpr unsigned kFileBlockBytes = 4096;
 /// -ENOENT where the path does not exist; else 0 and `facts`.
 [[nodiscard]] IoResult LookUpFacts(const Host& host, std::string_view path, FileFacts& facts);
 
-/// Fills a struct stat of any width.
+/// Fills a struct stat of any width. All widths have the same name, so each source needs a function
+/// of its own: static.
 template <class Status>
-IoResult StoreStatus(const Host& host, std::string_view path, Status& status) {
+static IoResult StoreStatus(const Host& host, std::string_view path, Status& status) {
     FileFacts facts{};
     const IoResult result = LookUpFacts(host, path, facts);
     if (result < 0) {

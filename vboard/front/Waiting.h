@@ -23,20 +23,23 @@ constexpr Duration DurationOf(Seconds seconds, Fraction fraction, Duration unit)
     return std::chrono::seconds(static_cast<std::int64_t>(seconds)) +
            unit * static_cast<std::int64_t>(fraction);
 }
+// The structures of time have two widths on 32-bit machines and the same names in both. Where they
+// are arguments, each source needs a function of its own: static.
+
 template <class Timespec>
-constexpr Duration DurationOf(const Timespec& time) {
+static constexpr Duration DurationOf(const Timespec& time) {
     return DurationOf(time.tv_sec, time.tv_nsec, Duration{1});
 }
 /// The same the other way round. Negative ones become 0.
 template <class Timespec>
-void StoreDuration(Duration length, Timespec& time) {
+static void StoreDuration(Duration length, Timespec& time) {
     const std::int64_t ns = std::max<std::int64_t>(length.count(), 0);
     time.tv_sec = static_cast<decltype(time.tv_sec)>(ns / 1'000'000'000);
     time.tv_nsec = static_cast<decltype(time.tv_nsec)>(ns % 1'000'000'000);
 }
 
 template <class Timeval>
-void StoreTimeOfDay(Duration time, Timeval& stored) {
+static void StoreTimeOfDay(Duration time, Timeval& stored) {
     stored.tv_sec = static_cast<decltype(stored.tv_sec)>(time / std::chrono::seconds{1});
     stored.tv_usec = static_cast<decltype(stored.tv_usec)>(time % std::chrono::seconds{1} /
                                                            std::chrono::microseconds{1});
@@ -71,7 +74,7 @@ int PollFiles(std::string_view name, pollfd* files, nfds_t count, std::optional<
 
 /// select(2) with its timeout, which becomes what is left of it.
 template <class Timeval>
-int SelectFiles(const FileSets& sets, Timeval* timeout) {
+static int SelectFiles(const FileSets& sets, Timeval* timeout) {
     if (timeout == nullptr) {
         return SelectFiles(sets, std::optional<Duration>());
     }
@@ -90,7 +93,7 @@ int SelectFiles(const FileSets& sets, Timeval* timeout) {
 }
 /// The timeout of pselect(2) and ppoll(2): none without one.
 template <class Timespec>
-[[nodiscard]] std::optional<Duration> TimeoutOf(const Timespec* timeout) {
+[[nodiscard]] static std::optional<Duration> TimeoutOf(const Timespec* timeout) {
     return timeout == nullptr ? std::nullopt : std::optional(DurationOf(*timeout));
 }
 
