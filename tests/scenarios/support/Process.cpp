@@ -49,8 +49,11 @@ Ended RunProcess(const std::vector<std::string>& words, const std::string& folde
     }
     arguments.push_back(nullptr);
     const char* path = std::getenv("PATH");
-    const std::string programs =
-        std::string(FLASHMCU_PROGRAM_DIR) + (path == nullptr ? "" : std::string(":") + path);
+    // Programs of the same names that stand in for those of this build.
+    const char* others = std::getenv("SCENARIO_PROGRAMS");
+    const std::string programs = (others == nullptr ? "" : std::string(others) + ":") +
+                                 FLASHMCU_PROGRAM_DIR +
+                                 (path == nullptr ? "" : std::string(":") + path);
     const std::string output = folder + "/.output";
     const std::string error = folder + "/.error";
 
