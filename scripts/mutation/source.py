@@ -46,9 +46,14 @@ class Source:
         return self.text.count("\n", 0, offset) + 1
 
     def line_text(self, offset):
-        start = self.text.rfind("\n", 0, offset) + 1
-        end = self.text.find("\n", offset)
-        return self.text[start : end if end >= 0 else None].strip()
+        """The line at `offset` without the blanks around it; one that only leaves a block stands in
+        many places, so the line before it belongs to it."""
+        lines = self.text.split("\n")
+        at = self.line_number(offset) - 1
+        text = lines[at].strip()
+        if at > 0 and text in ("return false;", "return true;", "continue;", "break;"):
+            text = f"{lines[at - 1].strip()} {text}"
+        return text
 
     def closing(self, index):
         """The index of the token that closes the parenthesis or brace at `index`."""

@@ -64,6 +64,11 @@ class Mutants(unittest.TestCase):
         mutant = mutants_of("a.cpp", "\n\n    x = true;  // y\n")[-1]
         self.assertEqual((mutant.line, mutant.line_text), (3, "x = true;  // y"))
 
+    def test_a_line_that_only_leaves_a_block_has_the_line_before_it(self):
+        (mutant,) = [m for m in mutants_of("a.cpp", "if (a()) {\n  return true;\n}\n")
+                     if m.kind == "word"]
+        self.assertEqual(mutant.line_text, "if (a()) { return true;")
+
 
 class Explanations(unittest.TestCase):
     def read(self, text):

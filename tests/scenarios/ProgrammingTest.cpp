@@ -12,8 +12,10 @@
 #include "tests/scenarios/support/Board.h"
 #include "tests/scenarios/support/Compare.h"
 #include "tests/scenarios/support/Conversation.h"
+#include "tests/scenarios/support/Process.h"
 #include "tests/scenarios/support/ToolLog.h"
 #include "tests/support/HexText.h"
+#include "tests/support/TempFolder.h"
 
 using scenario::Big;
 using scenario::BigPath;
@@ -256,6 +258,16 @@ TEST(ProgrammingRun, OfVersionZeroIsSkippedWhenNobodyAnswers) {
 }
 
 // ---- cost ----
+
+TEST(ProgrammingRun, WithoutAStandardInputGoesOnWithDevicesInItsPlace) {
+    // As from a start script that has closed it: the first device that is opened is descriptor 0.
+    const TempFolder folder;
+    const scenario::Ended run = scenario::RunProcess(
+        {"vboard", "run", "--quiet", "--", "sh", "-c", "flashmcu -f " + BlinkyPath() + " <&-"},
+        folder.PathOf("."));
+    EXPECT_EQ(run.status, 0) << run.error;
+    ExpectSame(scenario::CheckedLog(run.output), ProgrammingLog());
+}
 
 TEST(ProgrammingRun, MakesFourCallsOnThePortForEachBlockAndNoneBesides) {
     Board board;

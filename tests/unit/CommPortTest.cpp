@@ -61,6 +61,14 @@ TEST_F(CommPort, CannotOpenADeviceThatIsNotThere) {
     EXPECT_EQ(Conversation(), "open /dev/missing O_RDWR fails\n");
 }
 
+TEST_F(CommPort, CallsNobodyBeforeItIsOpen) {
+    EXPECT_FALSE(m_port.ReadMessage(200, m_message));
+    EXPECT_FALSE(m_port.QueryVersion(m_version));
+    EXPECT_EQ(m_message, "before");
+    EXPECT_EQ(m_version, kUntouched);
+    EXPECT_EQ(Conversation(), "");
+}
+
 TEST_F(CommPort, ClosesItsDeviceAtItsEndAndOnlyIfItIsOpen) {
     {
         CMspCommPort port;

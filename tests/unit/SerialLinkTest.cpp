@@ -76,6 +76,8 @@ TEST_F(SerialLink, EndsWithEightBitCharactersWhateverIsAskedFor) {
 }
 
 TEST_F(SerialLink, SetsOneFlagForEachSwitch) {
+    // The lowest bit of c_cflag is clear at this speed and set at those below.
+    EXPECT_EQ(SettingsOf(19200, 8, false, false, false, false), Opened("19200", "0x8b0"));
     EXPECT_EQ(SettingsOf(9600, 8, false, false, false, false), Opened("9600", "0x8b0"));
     EXPECT_EQ(SettingsOf(9600, 8, true, true, false, false), Opened("9600", "0xbb0"));
     EXPECT_EQ(SettingsOf(9600, 8, false, true, false, false), Opened("9600", "0xab0"));
