@@ -2,12 +2,13 @@
 
 // What a struck character does to its lane: who gets what, and when.
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <map>
 
 #include "vboard/wires/SerialLane.h"
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -55,7 +56,7 @@ public:
 
 private:
     void OnCharacter(const WireCharacter& character) override {
-        m_wire += fmt::format("{}{:02x}", m_wire.empty() ? "" : " ", character.value);
+        m_wire += Formatted("{}{:02x}", m_wire.empty() ? "" : " ", character.value);
     }
 
     SerialFormat m_format;
@@ -69,7 +70,7 @@ private:
                       [this]() -> const SerialFormat& { return m_format; },
                       [this](const ReceivedCharacter& character) {
                           const auto at = clock.Now().time_since_epoch() + 500us;
-                          m_arrivals += fmt::format(
+                          m_arrivals += Formatted(
                               "{}{}ms {:02x}{}{}", m_arrivals.empty() ? "" : ", ", at / 1ms,
                               character.value, character.parityError ? " parity" : "",
                               character.framingError ? " framing" : "");

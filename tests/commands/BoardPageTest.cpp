@@ -2,7 +2,6 @@
 
 // docs/BOARD.md: its tables are the program's own.
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -10,6 +9,7 @@
 #include "tests/commands/BoardFolder.h"
 #include "vboard/board/BoardSetup.h"
 #include "vboard/board/StartState.h"
+#include "vboard/text/Format.h"
 
 namespace commands {
 namespace {
@@ -32,7 +32,7 @@ std::size_t CountRows(const std::string& heading) {
 
 TEST(BoardPage, HasEveryStartState) {
     for (const vboard::StartStateInfo& state : vboard::AllStartStates()) {
-        const std::string row = fmt::format("\n| `{}` | {} |\n", state.name, state.meaning);
+        const std::string row = vboard::Formatted("\n| `{}` | {} |\n", state.name, state.meaning);
         EXPECT_NE(Page().find(row), std::string::npos) << "missing: " << row;
     }
     EXPECT_EQ(CountRows("| state |"), vboard::AllStartStates().size());
@@ -43,7 +43,7 @@ TEST(BoardPage, HasEveryOption) {
     const auto chip = vboard::AllChipOptions();
     for (const auto& rows : {board, chip}) {
         for (const vboard::ChipOptionInfo& option : rows) {
-            const std::string row = fmt::format("\n| `{}` | ", option.key);
+            const std::string row = vboard::Formatted("\n| `{}` | ", option.key);
             EXPECT_NE(Page().find(row), std::string::npos) << "missing: " << row;
         }
     }

@@ -2,7 +2,6 @@
 
 // docs/FAULTS.md: its tables are the program's own, and everything it shows is run.
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <regex>
@@ -11,6 +10,7 @@
 #include "tests/faults/FaultRun.h"
 #include "tests/scenarios/support/Process.h"
 #include "vboard/faults/FaultTable.h"
+#include "vboard/text/Format.h"
 
 namespace faults {
 namespace {
@@ -40,30 +40,31 @@ TEST(FaultsPage, HasEveryPlaceOfTheTableWithItsOutcomesAndExample) {
         std::string outcomes;
         for (const vboard::ActionInfo& action : vboard::AllFaultActions()) {
             if (place.Takes(action.action)) {
-                outcomes +=
-                    fmt::format("{}`{}`", outcomes.empty() ? "" : ", ", vboard::FormOf(action));
+                outcomes += vboard::Formatted("{}`{}`", outcomes.empty() ? "" : ", ",
+                                              vboard::FormOf(action));
             }
         }
-        const std::string row = fmt::format("\n| `{}` | {} | {} | `{}` | ", place.word,
-                                            place.meaning, outcomes, place.example);
+        const std::string row = vboard::Formatted("\n| `{}` | {} | {} | `{}` | ", place.word,
+                                                  place.meaning, outcomes, place.example);
         EXPECT_NE(Page().find(row), std::string::npos) << "missing: " << row;
     }
 }
 
 TEST(FaultsPage, HasEveryOutcomeOfTheTableWithItsExample) {
     for (const vboard::ActionInfo& action : vboard::AllFaultActions()) {
-        const std::string row = fmt::format("\n| `{}` | {} | `{}` | ", vboard::FormOf(action),
-                                            action.meaning, action.example);
+        const std::string row = vboard::Formatted("\n| `{}` | {} | `{}` | ", vboard::FormOf(action),
+                                                  action.meaning, action.example);
         EXPECT_NE(Page().find(row), std::string::npos) << "missing: " << row;
     }
 }
 
 TEST(FaultsPage, NamesEveryTarget) {
     for (const vboard::AnswerName& name : vboard::AllAnswerNames()) {
-        EXPECT_NE(Page().find(fmt::format("`{}`", name.word)), std::string::npos) << name.word;
+        EXPECT_NE(Page().find(vboard::Formatted("`{}`", name.word)), std::string::npos)
+            << name.word;
     }
     for (const std::string_view line : vboard::AllFaultLines()) {
-        EXPECT_NE(Page().find(fmt::format("`{}`", line)), std::string::npos) << line;
+        EXPECT_NE(Page().find(vboard::Formatted("`{}`", line)), std::string::npos) << line;
     }
 }
 

@@ -2,12 +2,14 @@
 #include "tests/host/HostBench.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <utility>
+
+#include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace host {
 namespace {
@@ -37,20 +39,20 @@ void Scribe::Add(const std::string& entry) {
 
 void Scribe::OnSignal(vboard::Signal signal, std::uint32_t value) {
     const std::string_view name = vboard::ValueName(signal, value);
-    Add(fmt::format("{}={}", vboard::InfoOf(signal).name,
-                    name.empty() ? std::to_string(value) : std::string(name)));
+    Add(vboard::Formatted("{}={}", vboard::InfoOf(signal).name,
+                          name.empty() ? std::to_string(value) : std::string(name)));
 }
 
 void Scribe::OnCharacter(const vboard::WireCharacter& character) {
-    Add(fmt::format("{}{:02x}", Arrow(character.direction), character.value));
+    Add(vboard::Formatted("{}{:02x}", Arrow(character.direction), character.value));
 }
 
 void Scribe::OnMessage(vboard::Direction direction, std::span<const std::uint8_t> bytes) {
-    Add(fmt::format("message {}{:02x}", Arrow(direction), fmt::join(bytes, " ")));
+    Add(vboard::Formatted("message {}{}", Arrow(direction), vboard::HexText(bytes)));
 }
 
 void Scribe::OnNote(std::string_view room, std::string_view text) {
-    Add(fmt::format("{}: {}", room, text));
+    Add(vboard::Formatted("{}: {}", room, text));
 }
 
 std::string Scribe::Take() {

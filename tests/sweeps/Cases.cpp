@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "tests/sweeps/Cases.h"
 
-#include <fmt/format.h>
-
 #include <map>
+
+#include "vboard/text/Format.h"
 
 namespace sweeps {
 namespace {
@@ -41,14 +41,14 @@ void AddCalls(std::size_t image, const Places& places, bool thorough, std::vecto
     for (std::size_t i = 0; i < places.calls.size(); ++i) {
         const Places::Call& call = places.calls[i];
         const auto add = [&](const std::string& outcome) {
-            cases.push_back({image, {fmt::format("call#{}={}", i + 1, outcome)}, false, {}});
+            cases.push_back({image, {vboard::Formatted("call#{}={}", i + 1, outcome)}, false, {}});
         };
         for (const std::string& outcome : OutcomesOf(call.kind, thorough)) {
             add(outcome);
         }
         if ((call.kind == "write" || call.kind == "flush") && call.sizeBytes > 1) {
             add("short 1");
-            add(fmt::format("short {}", call.sizeBytes - 1));
+            add(vboard::Formatted("short {}", call.sizeBytes - 1));
         }
     }
 }
@@ -56,16 +56,17 @@ void AddCalls(std::size_t image, const Places& places, bool thorough, std::vecto
 /// The program killed, or the chip's power cut, at each call; then the same update once more.
 void AddInterruptions(std::size_t image, const Places& places, std::vector<Case>& cases) {
     for (std::size_t i = 1; i <= places.calls.size(); ++i) {
-        cases.push_back({image, {fmt::format("call#{}=kill", i)}, true, {}});
-        cases.push_back({image, {fmt::format("call#{}=power off", i)}, true, {"power@0s=on"}});
-        cases.push_back({image, {fmt::format("call#{}=power off 20ms", i)}, true, {}});
+        cases.push_back({image, {vboard::Formatted("call#{}=kill", i)}, true, {}});
+        cases.push_back(
+            {image, {vboard::Formatted("call#{}=power off", i)}, true, {"power@0s=on"}});
+        cases.push_back({image, {vboard::Formatted("call#{}=power off 20ms", i)}, true, {}});
     }
 }
 
 void AddWire(std::size_t image, const Places& places, bool thorough, std::vector<Case>& cases) {
     const auto add = [&](const char* direction, unsigned number, const char* outcome) {
         cases.push_back(
-            {image, {fmt::format("char:{}#{}={}", direction, number, outcome)}, false, {}});
+            {image, {vboard::Formatted("char:{}#{}={}", direction, number, outcome)}, false, {}});
     };
     Words outcomes{"lost", "change 00", "change 80", "parity", "double", "late 3ms"};
     if (thorough) {
@@ -82,7 +83,7 @@ void AddWire(std::size_t image, const Places& places, bool thorough, std::vector
     for (unsigned i = 1; i <= places.answers; ++i) {
         for (const char* outcome : {"nak", "silence", "bytes 41", "bytes 90 90", "preceded 41",
                                     "late 300ms", "ack", "power off", "power off 5ms"}) {
-            cases.push_back({image, {fmt::format("answer:*#{}={}", i, outcome)}, false, {}});
+            cases.push_back({image, {vboard::Formatted("answer:*#{}={}", i, outcome)}, false, {}});
         }
     }
 }
@@ -90,13 +91,14 @@ void AddWire(std::size_t image, const Places& places, bool thorough, std::vector
 void AddLines(std::size_t image, const Places& places, std::vector<Case>& cases) {
     for (std::size_t line = 0; line < std::size(kLines); ++line) {
         for (unsigned i = 1; i <= places.edges[line]; ++i) {
-            cases.push_back({image, {fmt::format("edge:{}#{}=lost", kLines[line], i)}, false, {}});
+            cases.push_back(
+                {image, {vboard::Formatted("edge:{}#{}=lost", kLines[line], i)}, false, {}});
         }
     }
     for (const char* cell :
          {"0x2100", "0x2101", "0x2104", "0x2105", "0xffe0", "0xfffe", "0xffff"}) {
         for (const char* outcome : {"stuck-erased", "stuck-programmed"}) {
-            cases.push_back({image, {fmt::format("cell:{}={}", cell, outcome)}, false, {}});
+            cases.push_back({image, {vboard::Formatted("cell:{}={}", cell, outcome)}, false, {}});
         }
     }
 }

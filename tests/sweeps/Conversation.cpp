@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "tests/sweeps/Conversation.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <optional>
 #include <span>
 #include <utility>
+
+#include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace sweeps {
 namespace {
@@ -32,7 +33,7 @@ struct RuleBroken {
 };
 
 std::string Hex(const Bytes& bytes) {
-    return fmt::format("{:02x}", fmt::join(bytes, " "));
+    return vboard::HexText(bytes);
 }
 
 Bytes Unhex(const std::string& text) {
@@ -146,8 +147,8 @@ const Event& Conversation::Take(const std::string& name, const std::string& targ
     }
     const Event& event = m_recording[m_next];
     if (event.name != name || event.target != target) {
-        throw RuleBroken{fmt::format("event {}: expected '{} {}', recorded '{}'", m_next + 1, name,
-                                     target, Describe(event))};
+        throw RuleBroken{vboard::Formatted("event {}: expected '{} {}', recorded '{}'", m_next + 1,
+                                           name, target, Describe(event))};
     }
     ++m_next;
     return event;
@@ -157,18 +158,18 @@ const Event& Conversation::Take(const std::string& name, const std::string& targ
                                 const std::string& detail) {
     const Event& event = Take(name, target);
     if (event.detail != detail) {
-        throw RuleBroken{fmt::format("event {}: expected '{} {} {}', recorded '{}'", m_next, name,
-                                     target, detail, Describe(event))};
+        throw RuleBroken{vboard::Formatted("event {}: expected '{} {} {}', recorded '{}'", m_next,
+                                           name, target, detail, Describe(event))};
     }
     return event;
 }
 
 void Conversation::Pause(unsigned microseconds) {
-    static_cast<void>(Take("pause", "", fmt::format("{} us", microseconds)));
+    static_cast<void>(Take("pause", "", vboard::Formatted("{} us", microseconds)));
 }
 
 void Conversation::Log(const char* source, const char* level, const std::string& text) {
-    m_log.push_back(fmt::format("{} {} {}", source, level, text));
+    m_log.push_back(vboard::Formatted("{} {} {}", source, level, text));
 }
 
 /// stdio's flush: what a short write left over is written again, an error gives up.
@@ -179,8 +180,9 @@ void Conversation::FlushText(const std::string& path, const std::string& text) {
         const bool isPart = event.detail.size() > 2 && event.detail.front() == '"' &&
                             left.starts_with(event.detail.substr(1, event.detail.size() - 2));
         if (!isPart) {
-            throw RuleBroken{fmt::format("event {}: expected a write of \"{}\", recorded '{}'",
-                                         m_next, left, Describe(event))};
+            throw RuleBroken{
+                vboard::Formatted("event {}: expected a write of \"{}\", recorded '{}'", m_next,
+                                  left, Describe(event))};
         }
         if (event.failed) {
             return;
@@ -194,15 +196,16 @@ bool Conversation::Tristate(int state) {
         Target("error", "CFWUMsp::SetGPIOTriState open /dev/knxspi failed fd:-1");
         return false;
     }
-    static_cast<void>(Take("ioctl", kComm, fmt::format("tristate {}", state)));
+    static_cast<void>(Take("ioctl", kComm, vboard::Formatted("tristate {}", state)));
     static_cast<void>(Take("close", kComm));
     return true;
 }
 
 bool Conversation::Value(const std::string& gpio, bool high) {
-    const std::string path = fmt::format("/sys/class/gpio/gpio{}/value", gpio);
+    const std::string path = vboard::Formatted("/sys/class/gpio/gpio{}/value", gpio);
     if (Take("fopen", path, "w+").failed) {
-        Target("error", fmt::format("CFWUMsp::SetGPIOValue ->Error opening gpio{}/value!", gpio));
+        Target("error",
+               vboard::Formatted("CFWUMsp::SetGPIOValue ->Error opening gpio{}/value!", gpio));
         return false;
     }
     FlushText(path, high ? "1" : "0");
@@ -211,7 +214,7 @@ bool Conversation::Value(const std::string& gpio, bool high) {
 }
 
 bool Conversation::WriteDirection(const std::string& gpio, const std::string& direction) {
-    const std::string path = fmt::format("/sys/class/gpio/gpio{}/direction", gpio);
+    const std::string path = vboard::Formatted("/sys/class/gpio/gpio{}/direction", gpio);
     if (Take("fopen", path, "rb+").failed) {
         return false;
     }
@@ -296,7 +299,8 @@ void Conversation::Entry() {
 bool Conversation::OpenPort() {
     const Event& opened = Take("open", kPort, "O_RDWR|O_NOCTTY");
     if (opened.failed) {
-        Target("error", fmt::format("TalSerial::Open failed errno: {}", ErrnoNumber(opened.error)));
+        Target("error",
+               vboard::Formatted("TalSerial::Open failed errno: {}", ErrnoNumber(opened.error)));
         return false;
     }
     if (Take("tcsetattr", kPort, "9600 8E1 raw cread clocal vmin=1 vtime=0").failed) {
@@ -316,8 +320,8 @@ bool Conversation::Exchange(const Bytes& frame) {
     const Bytes part(frame.begin(),
                      frame.begin() + static_cast<std::ptrdiff_t>(std::min(count, frame.size())));
     if (written.detail != Hex(frame) && written.detail != Hex(part)) {
-        throw RuleBroken{fmt::format("event {}: expected a write of {}, recorded '{}'", m_next,
-                                     Hex(frame), Describe(written))};
+        throw RuleBroken{vboard::Formatted("event {}: expected a write of {}, recorded '{}'",
+                                           m_next, Hex(frame), Describe(written))};
     }
     if (written.failed || count != frame.size()) {
         return false;
@@ -329,14 +333,15 @@ bool Conversation::Exchange(const Bytes& frame) {
 bool Conversation::EraseMain() {
     for (int round = 0; round < 20; ++round) {
         if (!Sync()) {
-            Target("error",
-                   fmt::format("bool CFWUMsp::EraseMainFlashSegment() send sync failed in round {}",
-                               round));
+            Target(
+                "error",
+                vboard::Formatted(
+                    "bool CFWUMsp::EraseMainFlashSegment() send sync failed in round {}", round));
             continue;
         }
         if (!Exchange(Frame(0x16, 0x2100, 0xA504, {}))) {
-            Target("error",
-                   fmt::format("bool CFWUMsp::EraseMainFlashSegment() failed in round {}", round));
+            Target("error", vboard::Formatted(
+                                "bool CFWUMsp::EraseMainFlashSegment() failed in round {}", round));
             return false;
         }
     }
@@ -359,9 +364,9 @@ bool Conversation::Download() {
         const Bytes block(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(sent));
         for (int attempt = 1;; ++attempt) {
             if (!Sync()) {
-                Target("error",
-                       fmt::format("CFWUMsp::SendFirmwareToMSP -> error send sync for address: {}",
-                                   record.address));
+                Target("error", vboard::Formatted(
+                                    "CFWUMsp::SendFirmwareToMSP -> error send sync for address: {}",
+                                    record.address));
                 return result;
             }
             result = Exchange(Frame(0x12, record.address, static_cast<std::uint16_t>(sent), block));
@@ -369,9 +374,9 @@ bool Conversation::Download() {
                 break;
             }
             Target("error",
-                   fmt::format("CFWUMsp::SendFirmwareToMSP -> error WriteDataBlock nRead {} "
-                               "wAddress {} try {}",
-                               record.data.size(), record.address, attempt));
+                   vboard::Formatted("CFWUMsp::SendFirmwareToMSP -> error WriteDataBlock nRead {} "
+                                     "wAddress {} try {}",
+                                     record.data.size(), record.address, attempt));
             if (attempt == 3) {
                 return false;
             }
@@ -532,8 +537,8 @@ bool Conversation::Query(unsigned& version) {
         return false;
     }
     if (request.detail != "02 b4 00") {
-        throw RuleBroken{
-            fmt::format("event {}: not the version request: '{}'", m_next, Describe(request))};
+        throw RuleBroken{vboard::Formatted("event {}: not the version request: '{}'", m_next,
+                                           Describe(request))};
     }
     while (const auto message = ReadMessage()) {
         if (message->size() >= 3 && message->at(0) == 0xB5) {
@@ -562,12 +567,12 @@ int Conversation::Run() {
     constexpr int kFailure = 255;
     const unsigned wanted = m_image.VersionWord();
     unsigned running = 0;
-    Program("info", fmt::format("HEX file version is {}", wanted));
+    Program("info", vboard::Formatted("HEX file version is {}", wanted));
     if (!m_force) {
         if (!ReadVersion(running)) {
             return kFailure;
         }
-        Program("info", fmt::format("Current MSP version is {}", running));
+        Program("info", vboard::Formatted("Current MSP version is {}", running));
         if (running == wanted) {
             Program("info", "Not programming MSP because it's firmware version is already current");
             return 0;
@@ -581,9 +586,9 @@ int Conversation::Run() {
         return kFailure;
     }
     if (running != wanted) {
-        Program("error",
-                fmt::format("New MSP firmware version is {} which does not match hexfile version",
-                            running));
+        Program("error", vboard::Formatted(
+                             "New MSP firmware version is {} which does not match hexfile version",
+                             running));
         return kFailure;
     }
     Program("verbose", "Success");
@@ -599,8 +604,8 @@ Expectation Follow(const std::vector<Event>& recording, const Image& image, bool
         expectation.status = conversation.Run();
         expectation.complete = true;
         if (!conversation.AllTaken()) {
-            expectation.problem = fmt::format("the conversation is over, but there follows '{}'",
-                                              conversation.NextDescribed());
+            expectation.problem = vboard::Formatted(
+                "the conversation is over, but there follows '{}'", conversation.NextDescribed());
         }
     } catch (const RecordingEnded&) {
         expectation.complete = false;

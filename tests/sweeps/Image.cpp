@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "tests/sweeps/Image.h"
 
-#include <fmt/format.h>
-
 #include <utility>
+
+#include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace sweeps {
 namespace {
@@ -22,7 +23,11 @@ std::string RecordText(const Record& record) {
         sum += byte;
     }
     bytes.push_back(static_cast<std::uint8_t>(0x100U - (sum & 0xFFU)));
-    return fmt::format(":{:02X}\n", fmt::join(bytes, ""));
+    std::string text = ":";
+    for (const std::uint8_t byte : bytes) {
+        vboard::AppendFormatted(text, "{:02X}", byte);
+    }
+    return text + "\n";
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 //
 // Exit status 0: every run followed the rules, and the hazards found are the ones listed.
 
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -29,6 +28,8 @@
 
 #include "tests/sweeps/Cases.h"
 #include "tests/sweeps/Trial.h"
+#include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace sweeps {
 namespace {
@@ -89,7 +90,7 @@ void NoteHazard(const Case& one, const Verdict& verdict, const std::string& repl
                 Findings& findings) {
     const std::string name = HazardOf(one, verdict, again);
     if (name.empty()) {
-        findings.problems.push_back(fmt::format(
+        findings.problems.push_back(vboard::Formatted(
             "{}\n    ended with success although the flash differs from the image", replay));
     } else {
         findings.hazards[name].insert(replay);
@@ -106,7 +107,7 @@ void RunCase(const Image& image, const Case& one, Worker& worker, Findings& find
     const std::lock_guard lock(findings.mutex);
     Count(first, findings);
     if (!first.problem.empty()) {
-        findings.problems.push_back(fmt::format("{}\n    {}", replay, first.problem));
+        findings.problems.push_back(vboard::Formatted("{}\n    {}", replay, first.problem));
     }
     if (first.outcome == Outcome::kIncomplete) {
         NoteHazard(one, first, replay, false, findings);
@@ -116,16 +117,17 @@ void RunCase(const Image& image, const Case& one, Worker& worker, Findings& find
     }
     Count(second, findings);
     const std::string both =
-        fmt::format("{}\n    and then: {}", replay, ReplayText(image.Name(), one.rulesAgain));
+        vboard::Formatted("{}\n    and then: {}", replay, ReplayText(image.Name(), one.rulesAgain));
     if (!second.problem.empty()) {
-        findings.problems.push_back(fmt::format("{}\n    {}", both, second.problem));
+        findings.problems.push_back(vboard::Formatted("{}\n    {}", both, second.problem));
     }
     if (second.outcome == Outcome::kComplete) {
         ++findings.recoveries;
     } else if (second.outcome == Outcome::kIncomplete) {
         NoteHazard(one, second, replay, true, findings);
     } else {
-        findings.problems.push_back(fmt::format("{}\n    the second run did not succeed", both));
+        findings.problems.push_back(
+            vboard::Formatted("{}\n    the second run did not succeed", both));
     }
 }
 
@@ -190,15 +192,15 @@ void CompareHazards(const std::vector<ListedHazard>& listed, Findings& findings)
                        found.second.contains(ReplayText(hazard.image, {hazard.rule}));
             });
         if (!met) {
-            findings.problems.push_back(
-                fmt::format("hazard '{}' is listed with '{}' on image {}, which does not show it",
-                            hazard.name, hazard.rule, hazard.image));
+            findings.problems.push_back(vboard::Formatted(
+                "hazard '{}' is listed with '{}' on image {}, which does not show it", hazard.name,
+                hazard.rule, hazard.image));
         }
     }
     for (const auto& [name, shown] : findings.hazards) {
         if (!names.contains(name)) {
             findings.problems.push_back(
-                fmt::format("{}\n    hazard '{}' is not listed", *shown.begin(), name));
+                vboard::Formatted("{}\n    hazard '{}' is not listed", *shown.begin(), name));
         }
     }
 }
@@ -212,9 +214,9 @@ void WriteImages(const std::vector<Image>& images, const Options& options, Findi
         const std::string text{std::istreambuf_iterator<char>(kept), {}};
         if (text != image.HexText()) {
             findings.problems.push_back(
-                fmt::format("{}/{} is not the image of the sweep: copy it from a run with "
-                            "--images pointing to an empty folder",
-                            options.imagesFolder, name));
+                vboard::Formatted("{}/{} is not the image of the sweep: copy it from a run with "
+                                  "--images pointing to an empty folder",
+                                  options.imagesFolder, name));
         }
     }
 }
@@ -225,7 +227,7 @@ std::vector<Case> CollectCases(const std::vector<Image>& images, const Options& 
     for (std::size_t i = 0; i < images.size(); ++i) {
         const Places places = worker.FindPlaces(images[i]);
         const std::vector<Case> added = CasesFor(i, places, options.thorough);
-        std::cout << fmt::format(
+        std::cout << vboard::Formatted(
             "image {}: {} calls, {} characters to the chip, {} to the host, {} answers: {} cases\n",
             images[i].Name(), places.calls.size(), places.charactersToChip, places.charactersToHost,
             places.answers, added.size());
@@ -237,18 +239,19 @@ std::vector<Case> CollectCases(const std::vector<Image>& images, const Options& 
 }
 
 void Print(const Findings& findings) {
-    std::cout << fmt::format("{} runs:\n", findings.runs);
+    std::cout << vboard::Formatted("{} runs:\n", findings.runs);
     for (std::size_t i = 0; i < kOutcomeWords.size(); ++i) {
-        std::cout << fmt::format("  {:>7}  {}\n", findings.outcomes.at(i), kOutcomeWords.at(i));
+        std::cout << vboard::Formatted("  {:>7}  {}\n", findings.outcomes.at(i),
+                                       kOutcomeWords.at(i));
     }
-    std::cout << fmt::format("  {:>7}  interrupted runs that the next run made whole\n",
-                             findings.recoveries);
+    std::cout << vboard::Formatted("  {:>7}  interrupted runs that the next run made whole\n",
+                                   findings.recoveries);
     for (const auto& [name, shown] : findings.hazards) {
-        std::cout << fmt::format("hazard {}: {} cases, one of them:\n    {}\n", name, shown.size(),
-                                 *shown.begin());
+        std::cout << vboard::Formatted("hazard {}: {} cases, one of them:\n    {}\n", name,
+                                       shown.size(), *shown.begin());
     }
     constexpr std::size_t kShown = 20;
-    std::cout << fmt::format("{} problems\n", findings.problems.size());
+    std::cout << vboard::Formatted("{} problems\n", findings.problems.size());
     for (std::size_t i = 0; i < std::min(kShown, findings.problems.size()); ++i) {
         std::cout << findings.problems[i] << '\n';
     }
@@ -257,7 +260,7 @@ void Print(const Findings& findings) {
 int Sweep(Options options) {
     options.tools.folder = std::filesystem::temp_directory_path() / "flashmcu-sweep-XXXXXX";
     if (mkdtemp(options.tools.folder.data()) == nullptr) {
-        std::cerr << fmt::format("sweep: no temporary folder {}\n", options.tools.folder);
+        std::cerr << vboard::Formatted("sweep: no temporary folder {}\n", options.tools.folder);
         return 2;
     }
     Findings findings;

@@ -2,7 +2,6 @@
 #include "tests/sweeps/Trial.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 
 #include "tests/sweeps/Conversation.h"
 #include "vboard/board/BoardFile.h"
+#include "vboard/text/Format.h"
 
 namespace sweeps {
 namespace {
@@ -51,7 +51,7 @@ std::string DifferenceOf(const std::vector<std::string>& expected,
     if (wanted == expected.end() && got == printed.end()) {
         return {};
     }
-    return fmt::format(
+    return vboard::Formatted(
         "log line {}: expected '{}', printed '{}'", std::distance(expected.begin(), wanted) + 1,
         wanted == expected.end() ? "(none)" : *wanted, got == printed.end() ? "(none)" : *got);
 }
@@ -75,13 +75,13 @@ bool WaitsForTheChip(const std::vector<Event>& recording) {
 std::string ReplayText(const std::string& imageName, const std::vector<std::string>& rules) {
     std::string text = "vboard run";
     for (const std::string& rule : rules) {
-        text += fmt::format(" --fault '{}'", rule);
+        text += vboard::Formatted(" --fault '{}'", rule);
     }
-    return fmt::format("{} -- flashmcu -f tests/sweeps/images/{}.hex", text, imageName);
+    return vboard::Formatted("{} -- flashmcu -f tests/sweeps/images/{}.hex", text, imageName);
 }
 
 Worker::Worker(const Tools& tools, unsigned number)
-    : m_tools(tools), m_prefix(fmt::format("{}/worker-{}", tools.folder, number)) {}
+    : m_tools(tools), m_prefix(vboard::Formatted("{}/worker-{}", tools.folder, number)) {}
 
 Worker::~Worker() {
     for (const char* name : {"board", "transcript", "output", "errors", "calls"}) {
@@ -90,7 +90,7 @@ Worker::~Worker() {
 }
 
 std::string Worker::File(const char* name) const {
-    return fmt::format("{}.{}", m_prefix, name);
+    return vboard::Formatted("{}.{}", m_prefix, name);
 }
 
 Worker::Ended Worker::Start(const Image& image, const std::vector<std::string>& rules) {
@@ -101,7 +101,7 @@ Worker::Ended Worker::Start(const Image& image, const std::vector<std::string>& 
         words.insert(words.end(), {"--fault", rule});
     }
     words.insert(words.end(), {"--", m_tools.flashmcu, "-f",
-                               fmt::format("{}/{}.hex", m_tools.folder, image.Name())});
+                               vboard::Formatted("{}/{}.hex", m_tools.folder, image.Name())});
     std::vector<char*> arguments;
     for (std::string& word : words) {
         arguments.push_back(word.data());
@@ -160,12 +160,13 @@ Verdict Worker::Judge(const Image& image, const Ended& ended) const {
     }
     const bool cut = ended.status == kExitHeld || ended.status == kExitKilled;
     if (verdict.problem.empty() && expected.complete == cut) {
-        verdict.problem =
-            fmt::format("status {}: {}", ended.status,
-                        cut ? "cut short behind its end" : "ended in the middle of a conversation");
+        verdict.problem = vboard::Formatted(
+            "status {}: {}", ended.status,
+            cut ? "cut short behind its end" : "ended in the middle of a conversation");
     }
     if (verdict.problem.empty() && expected.complete && expected.status != ended.status) {
-        verdict.problem = fmt::format("status {} where {} was due", ended.status, expected.status);
+        verdict.problem =
+            vboard::Formatted("status {} where {} was due", ended.status, expected.status);
     }
     switch (ended.status) {
         case kExitSuccess:
@@ -185,7 +186,7 @@ Verdict Worker::Judge(const Image& image, const Ended& ended) const {
             }
             break;
         default:
-            verdict.problem = fmt::format("status {}: {}", ended.status, ended.errors);
+            verdict.problem = vboard::Formatted("status {}: {}", ended.status, ended.errors);
             break;
     }
     return verdict;

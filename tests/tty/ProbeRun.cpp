@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "tests/tty/ProbeRun.h"
 
-#include <fmt/format.h>
-
 #include <sstream>
+
+#include "vboard/text/Format.h"
 
 namespace tty {
 
@@ -31,7 +31,7 @@ std::string ProbeRun::Says(const std::string& words, int status) {
     const scenario::Ended ended = Run(program);
     return ended.status == status
                ? ended.output
-               : fmt::format("{}ended {}: {}", ended.output, ended.status, ended.error);
+               : vboard::Formatted("{}ended {}: {}", ended.output, ended.status, ended.error);
 }
 
 std::vector<std::string> ProbeRun::Calls() const {

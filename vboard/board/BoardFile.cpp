@@ -2,7 +2,6 @@
 #include "vboard/board/BoardFile.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -16,6 +15,7 @@
 #include <optional>
 
 #include "vboard/board/StartState.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -154,7 +154,7 @@ Memory BoardFile::ChipMemory() const {
 bool BoardFile::Map(int descriptor, int protection, std::string& problem) {
     void* mapped = mmap(nullptr, kFileSizeBytes, protection, MAP_SHARED, descriptor, 0);
     if (mapped == MAP_FAILED) {
-        problem = fmt::format("can't be mapped: {}", strerrordesc_np(errno));
+        problem = Formatted("can't be mapped: {}", strerrordesc_np(errno));
         return false;
     }
     m_bytes = static_cast<std::uint8_t*>(mapped);
@@ -165,14 +165,14 @@ bool BoardFile::Create(int descriptor, const BoardSetup& setup, const MemoryImag
                        Failure& failure) {
     const std::string text = setup.Text();
     if (text.size() > kLongestSetup) {
-        failure.problem = fmt::format("can't hold a setup of more than {} bytes", kLongestSetup);
+        failure.problem = Formatted("can't hold a setup of more than {} bytes", kLongestSetup);
         return false;
     }
     // All of it is there before it is mapped: a full disk is noticed here and nowhere else.
     const int error = posix_fallocate(descriptor, 0, kFileSizeBytes);
     if (error != 0) {
         failure.problem =
-            fmt::format("can't be made {} bytes long: {}", kFileSizeBytes, strerrordesc_np(error));
+            Formatted("can't be made {} bytes long: {}", kFileSizeBytes, strerrordesc_np(error));
         return false;
     }
     if (!Map(descriptor, PROT_READ | PROT_WRITE, failure.problem)) {
@@ -206,12 +206,12 @@ bool BoardFile::AttachForReading(int descriptor, std::string& problem) {
 }
 
 bool BoardFile::Attach(int descriptor, int protection, std::string& problem) {
-    const std::string file = fmt::format("/proc/self/fd/{}", descriptor);
+    const std::string file = Formatted("/proc/self/fd/{}", descriptor);
     std::error_code error;
     if (!std::filesystem::is_regular_file(file, error) ||
         std::filesystem::file_size(file, error) != kFileSizeBytes) {
-        problem = fmt::format("is not a board file: a board file is a plain file of {} bytes",
-                              kFileSizeBytes);
+        problem = Formatted("is not a board file: a board file is a plain file of {} bytes",
+                            kFileSizeBytes);
         return false;
     }
     return Map(descriptor, protection, problem) && ReadSetup(problem) && ReadState(problem);
@@ -225,8 +225,8 @@ bool BoardFile::ReadSetup(std::string& problem) {
         return false;
     }
     if (header.formatNumber != kFormatNumber) {
-        problem = fmt::format("has board format {}; this vboard reads format {}",
-                              header.formatNumber, kFormatNumber);
+        problem = Formatted("has board format {}; this vboard reads format {}", header.formatNumber,
+                            kFormatNumber);
         return false;
     }
     if (header.setupLength > kLongestSetup ||
@@ -238,7 +238,7 @@ bool BoardFile::ReadSetup(std::string& problem) {
     const std::string text(m_bytes + kSetupOffset, m_bytes + kSetupOffset + header.setupLength);
     std::string why;
     if (!BoardSetup::Parse(text, m_setup, why)) {
-        problem = fmt::format("holds a setup that this vboard does not know: {}", why);
+        problem = Formatted("holds a setup that this vboard does not know: {}", why);
         return false;
     }
     return true;

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/board/BoardSetup.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <utility>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -38,7 +38,7 @@ template <class Rows>
 std::string Names(const Rows& rows) {
     std::string names;
     for (const auto& row : rows) {
-        names += fmt::format("{}{}", names.empty() ? "" : ", ", row.name);
+        names += Formatted("{}{}", names.empty() ? "" : ", ", row.name);
     }
     return names;
 }
@@ -70,36 +70,34 @@ void BoardSetup::Apply() {
 
 bool BoardSetup::Set(std::string_view key, std::string_view value, std::string& problem) {
     if (value.find('\n') != std::string_view::npos) {
-        problem = fmt::format("the value of '{}' must be one line", key);
+        problem = Formatted("the value of '{}' must be one line", key);
         return false;
     }
     if (key == "model") {
         const BoardModel* model = FindBoardModel(value);
         if (model == nullptr) {
-            problem = fmt::format("unknown board model '{}': take one of {}", value,
-                                  Names(AllBoardModels()));
+            problem = Formatted("unknown board model '{}': take one of {}", value,
+                                Names(AllBoardModels()));
             return false;
         }
         m_model = model;
     } else if (key == "chip") {
         const ChipModel* part = FindChipModel(value);
         if (part == nullptr) {
-            problem =
-                fmt::format("unknown chip '{}': take one of {}", value, Names(AllChipModels()));
+            problem = Formatted("unknown chip '{}': take one of {}", value, Names(AllChipModels()));
             return false;
         }
         m_part = part;
     } else if (key == "port" || key == "comm") {
         if (!value.starts_with("/dev/") || value.size() > kLongestPath) {
-            problem =
-                fmt::format("'{}' takes a path below /dev/ of at most {} characters, not '{}'", key,
-                            kLongestPath, value);
+            problem = Formatted("'{}' takes a path below /dev/ of at most {} characters, not '{}'",
+                                key, kLongestPath, value);
             return false;
         }
     } else if (key == "receive-trigger") {
         unsigned trigger = 0;
         if (!ParseTrigger(value, trigger)) {
-            problem = fmt::format("'receive-trigger' takes a number from 1 to 16, not '{}'", value);
+            problem = Formatted("'receive-trigger' takes a number from 1 to 16, not '{}'", value);
             return false;
         }
         m_receiveTrigger = trigger;
@@ -107,8 +105,8 @@ bool BoardSetup::Set(std::string_view key, std::string_view value, std::string& 
         const auto* found = std::find_if(kStarts.begin(), kStarts.end(),
                                          [value](const auto& row) { return row.first == value; });
         if (found == kStarts.end()) {
-            problem = fmt::format(
-                "'start' takes running, erased, loader, reset or silent, not '{}'", value);
+            problem = Formatted("'start' takes running, erased, loader, reset or silent, not '{}'",
+                                value);
             return false;
         }
         m_start = found->second;
@@ -123,7 +121,7 @@ bool BoardSetup::Set(std::string_view key, std::string_view value, std::string& 
 std::string BoardSetup::Text() const {
     std::string text;
     for (const auto& [key, value] : m_set) {
-        text += fmt::format("{}={}\n", key, value);
+        text += Formatted("{}={}\n", key, value);
     }
     return text;
 }
@@ -136,7 +134,7 @@ bool BoardSetup::Parse(std::string_view text, BoardSetup& setup, std::string& pr
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
         const std::size_t equals = line.find('=');
         if (equals == std::string_view::npos) {
-            problem = fmt::format("'{}' is not KEY=VALUE", line);
+            problem = Formatted("'{}' is not KEY=VALUE", line);
             return false;
         }
         if (!parsed.Set(line.substr(0, equals), line.substr(equals + 1), problem)) {

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/board/Session.h"
 
-#include <fmt/format.h>
-
 #include <sstream>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 
 std::string Session::Text() const {
-    return fmt::format("{} {} {} {} {} {} {} {} {} {} {} {} {}", boardDescriptor, reportDescriptor,
-                       transcriptDescriptor, pace, limitNs, faultsDescriptor, callsDescriptor,
-                       noiseRate, noiseSeed, vcdDescriptor, summaryDescriptor, waveDescriptor,
-                       wavePart);
+    return Formatted("{} {} {} {} {} {} {} {} {} {} {} {} {}", boardDescriptor, reportDescriptor,
+                     transcriptDescriptor, pace, limitNs, faultsDescriptor, callsDescriptor,
+                     noiseRate, noiseSeed, vcdDescriptor, summaryDescriptor, waveDescriptor,
+                     wavePart);
 }
 
 bool Session::Parse(std::string_view text, Session& session) {

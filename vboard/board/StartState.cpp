@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/board/StartState.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -24,7 +24,7 @@ bool Fits(const ChipModel& part, const MemoryImage& image, std::string& problem)
     for (std::size_t address = 0; address < kMemorySizeBytes; ++address) {
         const auto at = static_cast<std::uint16_t>(address);
         if (image.Covers(at) && !part.mainMemory.Contains(at) && !part.infoMemory.Contains(at)) {
-            problem = fmt::format(
+            problem = Formatted(
                 "holds a byte for 0x{:04X}, where chip {} has no flash: its main memory is "
                 "0x{:04X}-0x{:04X}, its information memory 0x{:04X}-0x{:04X}",
                 address, part.name, part.mainMemory.first, part.mainMemory.last,

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/chip/Application.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 #include <algorithm>
 #include <array>
+
+#include "vboard/text/HexText.h"
 
 namespace vboard {
 namespace {
@@ -61,8 +60,7 @@ void Application::Receive(std::span<const std::uint8_t> message) {
     }
     if (!std::ranges::equal(message, kVersionRequest)) {
         if (m_probe.Listening()) {
-            m_probe.OnNote(
-                "chip", fmt::format("application ignores message {:02x}", fmt::join(message, " ")));
+            m_probe.OnNote("chip", "application ignores message " + HexText(message));
         }
         return;
     }

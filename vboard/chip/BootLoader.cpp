@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/chip/BootLoader.h"
 
-#include <fmt/format.h>
-
 #include <array>
 #include <utility>
 
 #include "vboard/chip/CommandCodes.h"
 #include "vboard/chip/CommandWords.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -277,7 +276,7 @@ void BootLoader::AnnounceCommand() {
 
 void BootLoader::NoteCharacter(const ReceivedCharacter& character, std::string_view what) {
     if (m_probe.Listening()) {
-        m_probe.OnNote("chip", fmt::format("character {:#04x} {}", character.value, what));
+        m_probe.OnNote("chip", Formatted("character {:#04x} {}", character.value, what));
     }
 }
 

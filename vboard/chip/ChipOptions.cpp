@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include <fmt/format.h>
 
 #include <array>
 #include <charconv>
 #include <cstddef>
 
 #include "vboard/chip/ChipModel.h"
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -130,7 +131,7 @@ constexpr std::array<Setter, kOptionCount> kSetters{
 };
 
 std::string UnknownKey(std::string_view key) {
-    std::string problem = fmt::format("there is no chip option '{}'; there are", key);
+    std::string problem = Formatted("there is no chip option '{}'; there are", key);
     for (std::size_t i = 0; i < kInfos.size(); ++i) {
         problem.append(i == 0 ? " " : ", ").append(kInfos[i].key);
     }
@@ -152,7 +153,7 @@ bool SetChipOption(ChipOptions& options, std::string_view key, std::string_view 
         if (kSetters[i](options, value)) {
             return true;
         }
-        problem = fmt::format("chip option '{}' takes {}, not '{}'", key, kInfos[i].values, value);
+        problem = Formatted("chip option '{}' takes {}, not '{}'", key, kInfos[i].values, value);
         return false;
     }
     problem = UnknownKey(key);

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/chip/CommandWords.h"
 
-#include <fmt/format.h>
-
 #include "vboard/chip/CommandCodes.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -11,11 +10,11 @@ namespace {
 std::string EraseWords(const Frame& frame) {
     switch (frame.lengthField) {
         case kEraseSegmentWord:
-            return fmt::format("erase segment at {:#06x}", frame.address);
+            return Formatted("erase segment at {:#06x}", frame.address);
         case kEraseAreaWord:
-            return fmt::format("erase main or info at {:#06x}", frame.address);
+            return Formatted("erase main or info at {:#06x}", frame.address);
         default:
-            return fmt::format("erase {:#06x} at {:#06x}", frame.lengthField, frame.address);
+            return Formatted("erase {:#06x} at {:#06x}", frame.lengthField, frame.address);
     }
 }
 
@@ -26,25 +25,25 @@ std::string PlainWords(const Frame& frame) {
         case kReceivePassword:
             return "password";
         case kReceiveBlock:
-            return fmt::format("write {} bytes at {:#06x}", frame.data.size(), address);
+            return Formatted("write {} bytes at {:#06x}", frame.data.size(), address);
         case kTransmitBlock:
-            return fmt::format("read {} bytes at {:#06x}", length, address);
+            return Formatted("read {} bytes at {:#06x}", length, address);
         case kErase:
             return EraseWords(frame);
         case kMassErase:
             return "mass erase";
         case kLoadProgramCounter:
-            return fmt::format("load program counter with {:#06x}", address);
+            return Formatted("load program counter with {:#06x}", address);
         case kEraseCheck:
-            return fmt::format("erase check of {} bytes at {:#06x}", length, address);
+            return Formatted("erase check of {} bytes at {:#06x}", length, address);
         case kTransmitVersion:
             return "loader version";
         case kChangeSpeed:
-            return fmt::format("change baud rate to {}", length & 0xFF);
+            return Formatted("change baud rate to {}", length & 0xFF);
         case kSetMemoryOffset:
-            return fmt::format("set memory offset to {:#06x}", length);
+            return Formatted("set memory offset to {:#06x}", length);
         default:
-            return fmt::format("command {:#04x}", frame.command);
+            return Formatted("command {:#04x}", frame.command);
     }
 }
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/faults/FaultPlan.h"
 
-#include <fmt/format.h>
-
 #include <utility>
 
 #include "vboard/record/Probe.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -22,7 +21,7 @@ std::string PathOf(std::string_view target, const FaultNames& names) {
         return names.comm;
     }
     const bool whole = target.empty() || target.front() == '/';
-    return whole ? std::string(target) : fmt::format("{}{}", kGpioFolder, target);
+    return whole ? std::string(target) : Formatted("{}{}", kGpioFolder, target);
 }
 
 /// A pattern that ends in '*' fits every path that begins like it; an empty one fits all.
@@ -211,9 +210,8 @@ const FaultOutcome* FaultPlan::Strike(const Event& event, const Fits& fits) {
         }
         struck = &counted.rule.outcome;
         const bool able = (event.actions & BitOf(struck->action)) != 0;
-        Note(able
-                 ? counted.rule.text
-                 : fmt::format("{}: no effect on {}", counted.rule.text, InfoOf(event.place).word));
+        Note(able ? counted.rule.text
+                  : Formatted("{}: no effect on {}", counted.rule.text, InfoOf(event.place).word));
     }
     if (struck == nullptr) {
         return StrikeByNoise(event);
@@ -234,16 +232,16 @@ const FaultOutcome* FaultPlan::StrikeByNoise(const Event& event) {
     }
     m_noiseOutcome = std::move(*outcome);
     const auto index = static_cast<std::size_t>(event.stream);
-    Note(fmt::format("noise {}#{}={}", kWords.at(index), m_seen.at(index),
-                     OutcomeText(m_noiseOutcome)));
+    Note(Formatted("noise {}#{}={}", kWords.at(index), m_seen.at(index),
+                   OutcomeText(m_noiseOutcome)));
     return &m_noiseOutcome;
 }
 
 CallFault FaultPlan::OnCall(CallKind kind, std::string_view path, std::size_t sizeBytes) {
     const PlaceInfo& info = InfoOf(PlaceOf(kind));
     if (m_callLine) {
-        m_callLine(fmt::format("{} {} {} {}", m_seen.front() + 1, info.word,
-                               path.empty() ? "-" : path, sizeBytes));
+        m_callLine(Formatted("{} {} {} {}", m_seen.front() + 1, info.word,
+                             path.empty() ? "-" : path, sizeBytes));
     }
     const FaultOutcome* struck =
         Strike({Stream::kCalls, info.place, info.actions, sizeBytes}, [&](const FaultRule& rule) {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/faults/FaultPlanParser.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -12,6 +10,8 @@
 #include <limits>
 #include <optional>
 #include <utility>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -113,7 +113,7 @@ template <class Rows, class WordOf>
 std::string Words(const Rows& rows, WordOf wordOf) {
     std::string words;
     for (const auto& row : rows) {
-        words += fmt::format("{}{}", words.empty() ? "" : ", ", wordOf(row));
+        words += Formatted("{}{}", words.empty() ? "" : ", ", wordOf(row));
     }
     return words;
 }
@@ -249,13 +249,13 @@ Check TakeTarget(const PlaceInfo& place, std::optional<std::string_view> word, F
         case TargetKind::kNone:
             break;
     }
-    return Wrong{*word, "is too much", fmt::format("{} without a target", place.word)};
+    return Wrong{*word, "is too much", Formatted("{} without a target", place.word)};
 }
 
 Check TakeTime(const PlaceInfo& place, std::optional<std::string_view> word, FaultRule& rule) {
     if (!word) {
         return place.takesTimeOnly
-                   ? Check{Wrong{place.word, "needs a time", fmt::format("{}@2.5s", place.word)}}
+                   ? Check{Wrong{place.word, "needs a time", Formatted("{}@2.5s", place.word)}}
                    : std::nullopt;
     }
     Duration time{0};
@@ -274,7 +274,7 @@ Check TakeOccurrences(const PlaceInfo& place, std::optional<std::string_view> wo
         return std::nullopt;
     }
     if (place.takesTimeOnly) {
-        return Wrong{*word, "is too much", fmt::format("{}@TIME without a '#'", place.word)};
+        return Wrong{*word, "is too much", Formatted("{}@TIME without a '#'", place.word)};
     }
     if (*word == "*") {
         rule.occurrences = {1, kNoEnd};
@@ -315,7 +315,7 @@ Check TakeArgument(const ActionInfo& action, std::string_view text, FaultOutcome
         case ArgumentKind::kNone:
             return text.empty()
                        ? Check{}
-                       : Wrong{text, "is too much", fmt::format("'{}' without more", action.word)};
+                       : Wrong{text, "is too much", Formatted("'{}' without more", action.word)};
         case ArgumentKind::kCount:
             return ParseNumber(text, 10, outcome.count)
                        ? Check{}
@@ -381,8 +381,8 @@ bool ParseFaultRule(std::string_view text, FaultRule& rule, std::string& problem
     FaultRule parsed;
     parsed.text = Trimmed(text);
     if (const Check wrong = Parse(parsed.text, parsed)) {
-        problem = fmt::format("fault rule '{}': '{}' {}: take {}", parsed.text, wrong->word,
-                              wrong->what, wrong->accepted);
+        problem = Formatted("fault rule '{}': '{}' {}: take {}", parsed.text, wrong->word,
+                            wrong->what, wrong->accepted);
         return false;
     }
     rule = std::move(parsed);
@@ -399,7 +399,7 @@ bool ParseFaultPlan(std::string_view text, std::vector<FaultRule>& rules, std::s
         }
         FaultRule rule;
         if (!ParseFaultRule(line, rule, problem)) {
-            problem = fmt::format("line {}: {}", number, problem);
+            problem = Formatted("line {}: {}", number, problem);
             return false;
         }
         rules.push_back(std::move(rule));

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/faults/FaultRule.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+
+#include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace vboard {
 namespace {
@@ -27,15 +28,15 @@ std::string OutcomeText(const FaultOutcome& outcome) {
     const ActionInfo& info = InfoOf(outcome.action);
     switch (info.argument) {
         case ArgumentKind::kCount:
-            return fmt::format("{} {}", info.word, outcome.count);
+            return Formatted("{} {}", info.word, outcome.count);
         case ArgumentKind::kByte:
         case ArgumentKind::kBytes:
-            return fmt::format("{} {:02x}", info.word, fmt::join(outcome.bytes, " "));
+            return Formatted("{} {}", info.word, HexText(outcome.bytes));
         case ArgumentKind::kTimeOrNothing:
         case ArgumentKind::kTime:
             return outcome.time == Duration::zero()
                        ? std::string(info.word)
-                       : fmt::format("{} {}ns", info.word, outcome.time.count());
+                       : Formatted("{} {}ns", info.word, outcome.time.count());
         case ArgumentKind::kNone:
             break;
     }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/faults/FaultTable.h"
 
-#include <fmt/format.h>
-
 #include <array>
 #include <initializer_list>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -175,14 +175,14 @@ FaultPlace PlaceOf(CallKind kind) {
 }
 
 std::string FormOf(const ActionInfo& action) {
-    return fmt::format("{}{}", action.word, ArgumentForm(action.argument));
+    return Formatted("{}{}", action.word, ArgumentForm(action.argument));
 }
 
 std::string FormsOf(const PlaceInfo& place) {
     std::string forms;
     for (const ActionInfo& action : kActions) {
         if (place.Takes(action.action)) {
-            forms += fmt::format("{}{}", forms.empty() ? "" : ", ", FormOf(action));
+            forms += Formatted("{}{}", forms.empty() ? "" : ", ", FormOf(action));
         }
     }
     return forms;

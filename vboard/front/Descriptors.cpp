@@ -3,13 +3,14 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <array>
 #include <charconv>
 #include <utility>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -22,7 +23,7 @@ constexpr std::string_view kLinkSuffix = " (deleted)";
 
 std::string LinkOf(const char* descriptor) {
     std::array<char, 512> target{};
-    const std::string link = fmt::format("{}/{}", kOpenDescriptors, descriptor);
+    const std::string link = Formatted("{}/{}", kOpenDescriptors, descriptor);
     const ssize_t length = readlink(link.c_str(), target.data(), target.size());
     return length > 0 ? std::string(target.data(), static_cast<std::size_t>(length)) : "";
 }
@@ -72,7 +73,7 @@ Descriptors& TheDescriptors() {
 }
 
 int MakePlaceholder(const OpenFile& file) {
-    const std::string name = fmt::format("{}{}:{}", kNamePrefix, file.flags, file.path);
+    const std::string name = Formatted("{}{}:{}", kNamePrefix, file.flags, file.path);
     return memfd_create(name.c_str(), (file.flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0U);
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/front/RunLink.h"
 
-#include <fmt/format.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include "vboard/front/LineFile.h"
 #include "vboard/front/RealLibc.h"
 #include "vboard/host/Host.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 
@@ -59,7 +59,7 @@ Instant RunLink::AskTime() {
 }
 
 void FailRun(std::string_view problem) {
-    WriteAll(STDERR_FILENO, fmt::format("vboard: {}\n", problem));
+    WriteAll(STDERR_FILENO, Formatted("vboard: {}\n", problem));
     Real()._exit(kExitOwnError);
     std::abort();
 }

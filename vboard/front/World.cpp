@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/front/World.h"
 
-#include <fmt/format.h>
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 
 #include "vboard/faults/FaultPlanParser.h"
 #include "vboard/front/RealLibc.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -59,7 +59,7 @@ void World::Make() {
     const Session& session = m_link.TheSession();
     std::string problem;
     if (!m_file.Attach(session.boardDescriptor, problem)) {
-        FailRun(fmt::format("the board {}", problem));
+        FailRun(Formatted("the board {}", problem));
     }
     m_report = &m_link.Memory().report;
     ++m_report->worlds;
@@ -120,7 +120,7 @@ void World::TakeTurn() {
     }
     std::string problem;
     if (!m_file.Reload(problem)) {
-        FailRun(fmt::format("the board {}", problem));
+        FailRun(Formatted("the board {}", problem));
     }
     m_board->Clock().SkipTo(reached);
     m_made = false;
@@ -259,8 +259,8 @@ void World::Kill() {
 }
 
 void World::WaitsForEver(std::string_view call, std::string_view path, std::string_view awaited) {
-    EndProgram(Verdict::kStuck, fmt::format("would wait for ever in {}{}{} for {}", call,
-                                            path.empty() ? "" : " of ", path, awaited));
+    EndProgram(Verdict::kStuck, Formatted("would wait for ever in {}{}{} for {}", call,
+                                          path.empty() ? "" : " of ", path, awaited));
 }
 
 }  // namespace vboard

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/host/CommDevice.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 
@@ -45,7 +45,7 @@ public:
         }
         int state = 0;
         std::memcpy(&state, argument, sizeof state);
-        return fmt::format("tristate {}", state);
+        return Formatted("tristate {}", state);
     }
     [[nodiscard]] Readiness Ready() const override { return {!m_device.m_received.empty(), true}; }
 

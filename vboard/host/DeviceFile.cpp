@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/host/DeviceFile.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 
@@ -11,7 +11,7 @@ IoResult DeviceFile::Ioctl(unsigned long /*request*/, void* /*argument*/) {
     return -ENOTTY;
 }
 std::string DeviceFile::Describe(unsigned long request, const void* /*argument*/) const {
-    return fmt::format("{:#x}", request);
+    return Formatted("{:#x}", request);
 }
 IoResult DeviceFile::Seek(std::int64_t /*offset*/, int /*whence*/) {
     return -ESPIPE;

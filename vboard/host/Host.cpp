@@ -2,7 +2,6 @@
 #include "vboard/host/Host.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/ioctl.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include "vboard/host/LineSettings.h"
 #include "vboard/host/SysfsGpio.h"
 #include "vboard/host/TermiosText.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -48,7 +48,7 @@ std::string OpenFlagsText(int flags) {
                   {O_TRUNC, "O_TRUNC"},   {O_APPEND, "O_APPEND"},     {O_CLOEXEC, "O_CLOEXEC"}};
     for (const auto& named : kFlags) {
         if ((flags & named.flag) != 0) {
-            text += fmt::format("|{}", named.name);
+            text += Formatted("|{}", named.name);
         }
     }
     return text;
@@ -343,7 +343,7 @@ IoResult Host::Select(std::string_view name, std::span<Watched> files,
     }
     if (m_probe.Listening()) {
         Tell(name, path,
-             timeout ? fmt::format("timeout {} us", timeout->count() / 1000) : "no timeout", count);
+             timeout ? Formatted("timeout {} us", timeout->count() / 1000) : "no timeout", count);
     }
     return count;
 }

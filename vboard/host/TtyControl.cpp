@@ -2,7 +2,6 @@
 
 // The requests that a program passes to the port's ioctl, in one table.
 
-#include <fmt/format.h>
 #include <sys/ioctl.h>
 
 #include <algorithm>
@@ -12,6 +11,8 @@
 #include <cstring>
 
 #include "vboard/host/TtyPort.h"
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -45,7 +46,7 @@ std::string ModemLinesText(int lines) {
     std::string text;
     for (const auto& [line, name] : kNames) {
         if ((lines & line) != 0) {
-            text += fmt::format("{}{}", text.empty() ? "" : "|", name);
+            text += Formatted("{}{}", text.empty() ? "" : "|", name);
         }
     }
     return text.empty() ? "none" : text;
@@ -100,7 +101,7 @@ IoResult TtyPort::Ioctl(unsigned long request, void* argument) {
 std::string TtyPort::Describe(unsigned long request, const void* argument) {
     const Control* control = FindControl(request);
     if (control == nullptr) {
-        return fmt::format("{:#x}", request);
+        return Formatted("{:#x}", request);
     }
     switch (request) {
         case TIOCMGET:
@@ -109,15 +110,15 @@ std::string TtyPort::Describe(unsigned long request, const void* argument) {
         case TIOCMBIC:
             return argument == nullptr
                        ? control->name
-                       : fmt::format("{} {}", control->name, ModemLinesText(LoadInt(argument)));
+                       : Formatted("{} {}", control->name, ModemLinesText(LoadInt(argument)));
         case TCSBRK:
         case TCFLSH:
         case TCXONC:
-            return fmt::format("{} {}", control->name, NumberIn(argument));
+            return Formatted("{} {}", control->name, NumberIn(argument));
         case FIONREAD:
         case TIOCOUTQ:
             return argument == nullptr ? control->name
-                                       : fmt::format("{} {}", control->name, LoadInt(argument));
+                                       : Formatted("{} {}", control->name, LoadInt(argument));
         default:
             return control->name;
     }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/image/IntelHex.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -10,6 +8,8 @@
 #include <span>
 #include <utility>
 #include <vector>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -66,7 +66,7 @@ private:
             const char* end = line.data() + 2;
             const auto result = std::from_chars(line.data(), end, byte, 16);
             if (result.ec != std::errc{} || result.ptr != end) {
-                return Fail(fmt::format("'{}' are not two hexadecimal digits", line.substr(0, 2)));
+                return Fail(Formatted("'{}' are not two hexadecimal digits", line.substr(0, 2)));
             }
             m_record.push_back(byte);
         }
@@ -79,7 +79,7 @@ private:
         }
         const std::uint8_t expected = ChecksumOf(std::span(m_record).first(m_record.size() - 1));
         return m_record.back() == expected ||
-               Fail(fmt::format("the checksum is {:02X}, not {:02X}", expected, m_record.back()));
+               Fail(Formatted("the checksum is {:02X}, not {:02X}", expected, m_record.back()));
     }
 
     bool Apply() {
@@ -88,7 +88,7 @@ private:
         const unsigned type = m_record[3];
         const auto holds = [&](std::size_t size) {
             return data.size() == size ||
-                   Fail(fmt::format("a record of type {:02X} holds {} bytes", type, size));
+                   Fail(Formatted("a record of type {:02X} holds {} bytes", type, size));
         };
         switch (type) {
             case kData:
@@ -104,7 +104,7 @@ private:
             case kStartLinear:
                 return holds(4);
             default:
-                return Fail(fmt::format("there is no record type {:02X}", type));
+                return Fail(Formatted("there is no record type {:02X}", type));
         }
     }
 
@@ -119,11 +119,11 @@ private:
         for (const std::uint8_t value : data) {
             const std::uint64_t address = std::uint64_t{m_base} + offset;
             if (address >= MemoryImage::kSizeBytes) {
-                return Fail(fmt::format("0x{:X} is beyond the chip's memory", address));
+                return Fail(Formatted("0x{:X} is beyond the chip's memory", address));
             }
             const auto place = static_cast<std::uint16_t>(address);
             if (m_image.Covers(place) && m_image.At(place) != value) {
-                return Fail(fmt::format("0x{:04X} is given twice with two values", address));
+                return Fail(Formatted("0x{:04X} is given twice with two values", address));
             }
             m_image.Set(place, value);
             // Within a segment the offset starts over at 64 KiB.
@@ -147,7 +147,11 @@ void AppendRecord(std::string& text, std::uint16_t address, RecordType type,
                                      static_cast<std::uint8_t>(address & 0xFFU), type};
     record.insert(record.end(), data.begin(), data.end());
     record.push_back(ChecksumOf(record));
-    text += fmt::format(":{:02X}\n", fmt::join(record, ""));
+    text += ':';
+    for (const std::uint8_t byte : record) {
+        AppendFormatted(text, "{:02X}", byte);
+    }
+    text += '\n';
 }
 
 }  // namespace
@@ -162,7 +166,7 @@ bool ReadIntelHex(std::string_view text, MemoryImage& image, std::string& proble
             line.remove_suffix(1);
         }
         if (!line.empty() && !reader.Take(line)) {
-            problem = fmt::format("line {}: {}", number, reader.Problem());
+            problem = Formatted("line {}: {}", number, reader.Problem());
             return false;
         }
     }

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/record/Transcript.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <utility>
+
+#include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace vboard {
 namespace {
@@ -17,8 +18,8 @@ constexpr std::size_t kHeldBytes = 64 * 1024;
 std::string LineText(Instant at, std::string_view column, std::string_view text) {
     const auto microseconds =
         std::chrono::duration_cast<std::chrono::microseconds>(at.time_since_epoch()).count();
-    return fmt::format("{:>5}.{:06} {:<8}{}\n", microseconds / 1'000'000, microseconds % 1'000'000,
-                       column, text);
+    return Formatted("{:>5}.{:06} {:<8}{}\n", microseconds / 1'000'000, microseconds % 1'000'000,
+                     column, text);
 }
 
 std::string_view Arrow(Direction direction) {
@@ -30,16 +31,11 @@ bool IsText(std::span<const std::uint8_t> data) {
                        [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; });
 }
 
-std::string HexText(std::span<const std::uint8_t> data) {
-    return fmt::format("{:02x}", fmt::join(data, " "));
-}
-
 /// GPIO files carry text, every other device carries bytes.
 std::string DataText(const HostCall& call) {
     if (call.target.starts_with("/sys/") && IsText(call.data)) {
-        return fmt::format(
-            "\"{}\"",
-            std::string_view(reinterpret_cast<const char*>(call.data.data()), call.data.size()));
+        return Formatted("\"{}\"", std::string_view(reinterpret_cast<const char*>(call.data.data()),
+                                                    call.data.size()));
     }
     return HexText(call.data);
 }
@@ -88,8 +84,8 @@ void Transcript::Line(std::string_view column, std::string_view text) {
 void Transcript::OnSignal(Signal signal, std::uint32_t value) {
     const SignalInfo& info = InfoOf(signal);
     const std::string_view name = ValueName(signal, value);
-    Line(info.group, name.empty() ? fmt::format("{} {}", info.name, value)
-                                  : fmt::format("{} {}", info.name, name));
+    Line(info.group,
+         name.empty() ? Formatted("{} {}", info.name, value) : Formatted("{} {}", info.name, name));
 }
 
 void Transcript::OnCallBegins() {
@@ -100,14 +96,14 @@ void Transcript::OnCallBegins() {
 }
 
 void Transcript::OnCall(const HostCall& call) {
-    std::string text = fmt::format("{} {}", call.name, call.target);
+    std::string text = Formatted("{} {}", call.name, call.target);
     if (!call.detail.empty()) {
-        text += fmt::format(" {}", call.detail);
+        text += Formatted(" {}", call.detail);
     }
     if (!call.data.empty()) {
-        text += fmt::format(" {}", DataText(call));
+        text += Formatted(" {}", DataText(call));
     }
-    text += fmt::format(" = {}", ResultText(call.result));
+    text += Formatted(" = {}", ResultText(call.result));
     const bool insert = std::exchange(m_callOpen, false) && m_callStart == m_clock.Now();
     if (!insert) {
         Line("call", text);
@@ -120,7 +116,7 @@ void Transcript::OnCall(const HostCall& call) {
 }
 
 void Transcript::OnPause(Duration length) {
-    Line("pause", fmt::format("{} us", length.count() / 1000));
+    Line("pause", Formatted("{} us", length.count() / 1000));
 }
 
 void Transcript::OnCharacter(const WireCharacter& character) {
@@ -131,15 +127,15 @@ void Transcript::OnCharacter(const WireCharacter& character) {
         m_wireStart = character.start;
         m_wireText = Arrow(character.direction);
     }
-    fmt::format_to(std::back_inserter(m_wireText), " {:02x}", character.value);
+    AppendFormatted(m_wireText, " {:02x}", character.value);
 }
 
 void Transcript::OnMessage(Direction direction, std::span<const std::uint8_t> bytes) {
-    Line("message", fmt::format("{} {}", Arrow(direction), HexText(bytes)));
+    Line("message", Formatted("{} {}", Arrow(direction), HexText(bytes)));
 }
 
 void Transcript::OnLoaderCommand(const LoaderCommand& command) {
-    Line("loader", fmt::format("{}: answers {:02x}", command.words, command.answer));
+    Line("loader", Formatted("{}: answers {:02x}", command.words, command.answer));
 }
 
 void Transcript::OnNote(std::string_view room, std::string_view text) {

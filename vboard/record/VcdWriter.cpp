@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/record/VcdWriter.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <iterator>
 #include <utility>
+
+#include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace vboard {
 namespace {
@@ -40,7 +41,7 @@ VcdWriter::VcdWriter(const VirtualClock& clock, Sink sink, bool eager)
         m_firstOfSignal.push_back(
             Add(name, true, std::string(ValueName(info.signal, info.idleValue))));
         for (std::uint32_t value = 0; value < info.valueNames.size(); ++value) {
-            Add(fmt::format("{}_{}", name, info.valueNames[value]), false,
+            Add(Formatted("{}_{}", name, info.valueNames[value]), false,
                 Level(value == info.idleValue));
         }
     }
@@ -75,8 +76,8 @@ void VcdWriter::WriteHeader() {
     m_text += "$version vboard $end\n$timescale 1 us $end\n$scope module board $end\n";
     for (std::size_t index = 0; index < m_variables.size(); ++index) {
         const Variable& variable = m_variables[index];
-        m_text += fmt::format("$var {} 1 {} {} $end\n", variable.isText ? "string" : "wire",
-                              kShortNames.at(index), variable.name);
+        m_text += Formatted("$var {} 1 {} {} $end\n", variable.isText ? "string" : "wire",
+                            kShortNames.at(index), variable.name);
     }
     m_text += "$upscope $end\n$enddefinitions $end\n";
 }
@@ -114,7 +115,7 @@ void VcdWriter::OnMessage(Direction direction, std::span<const std::uint8_t> byt
     const std::size_t mark = direction == Direction::kHostToChip ? m_toChip : m_toHost;
     WriteDue();
     std::erase_if(m_due, [mark](const Edge& edge) { return edge.variable == mark; });
-    Now(mark + 1, fmt::format("{:02x}", fmt::join(bytes, "")));
+    Now(mark + 1, HexText(bytes, ""));
     Now(mark, Level(true));
     Later(m_clock.Now() + kMessageMark, mark, false);
 }
@@ -158,17 +159,16 @@ void VcdWriter::WriteTime(Instant when) {
     const std::int64_t microseconds = Microseconds(when);
     if (microseconds > m_writtenUs) {
         m_writtenUs = microseconds;
-        fmt::format_to(std::back_inserter(m_text), "#{}\n", microseconds);
+        AppendFormatted(m_text, "#{}\n", microseconds);
     }
 }
 
 void VcdWriter::WriteValue(std::size_t variable) {
-    const auto text = std::back_inserter(m_text);
     const Variable& written = m_variables[variable];
     if (written.isText) {
-        fmt::format_to(text, "s{} {}\n", written.value, kShortNames.at(variable));
+        AppendFormatted(m_text, "s{} {}\n", written.value, kShortNames.at(variable));
     } else {
-        fmt::format_to(text, "{}{}\n", written.value, kShortNames.at(variable));
+        AppendFormatted(m_text, "{}{}\n", written.value, kShortNames.at(variable));
     }
 }
 

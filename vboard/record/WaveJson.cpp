@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/record/WaveJson.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <iterator>
 #include <numeric>
 
 #include "vboard/record/WaveWindow.h"
+#include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace vboard {
 namespace {
@@ -70,12 +70,10 @@ std::string Quoted(std::string_view text) {
 
 std::string BytesText(const std::vector<std::uint8_t>& bytes) {
     if (bytes.size() <= kMostBytes) {
-        return fmt::format("{:02x}", fmt::join(bytes, " "));
+        return HexText(bytes);
     }
-    const auto head = std::next(bytes.begin(), kFirstBytes);
-    const auto tail = std::prev(bytes.end(), kLastBytes);
-    return fmt::format("{:02x} … {:02x}", fmt::join(bytes.begin(), head, " "),
-                       fmt::join(tail, bytes.end(), " "));
+    const std::span<const std::uint8_t> all = bytes;
+    return HexText(all.first(kFirstBytes)) + " … " + HexText(all.last(kLastBytes));
 }
 
 /// Letters, not bytes.
@@ -102,10 +100,10 @@ public:
         std::string text;
         for (std::size_t lane = 0; lane < kWaveLaneCount; ++lane) {
             if (Moves(lane)) {
-                text += fmt::format("    {},\n", LaneText(kLanes.at(lane).name, Draw(lane)));
+                text += Formatted("    {},\n", LaneText(kLanes.at(lane).name, Draw(lane)));
             }
         }
-        return text + fmt::format("    {}\n", LaneText("time", DrawTime()));
+        return text + Formatted("    {}\n", LaneText("time", DrawTime()));
     }
 
 private:
@@ -138,7 +136,7 @@ private:
     static std::string TimeLabel(const WaveStretch& stretch) {
         return stretch.folded == 0
                    ? stretch.label
-                   : fmt::format("{} more exchanges, {}", stretch.folded, stretch.label);
+                   : Formatted("{} more exchanges, {}", stretch.folded, stretch.label);
     }
 
     /// Gives every stretch the columns that its label needs, then every box those that its own
@@ -229,12 +227,13 @@ private:
 
     static std::string LaneText(std::string_view name, const Lane& lane) {
         std::string text =
-            fmt::format("{{\"name\": {}, \"wave\": {}", Quoted(name), Quoted(lane.wave));
+            Formatted("{{\"name\": {}, \"wave\": {}", Quoted(name), Quoted(lane.wave));
         if (!lane.labels.empty()) {
-            std::vector<std::string> quoted;
-            std::transform(lane.labels.begin(), lane.labels.end(), std::back_inserter(quoted),
-                           [](const std::string& label) { return Quoted(label); });
-            text += fmt::format(", \"data\": [{}]", fmt::join(quoted, ", "));
+            std::string quoted;
+            for (const std::string& label : lane.labels) {
+                quoted += (quoted.empty() ? "" : ", ") + Quoted(label);
+            }
+            text += ", \"data\": [" + quoted + "]";
         }
         return text + "}";
     }
@@ -246,12 +245,12 @@ private:
 
 std::string Title(const WavePartInfo& info, std::optional<Instant> start) {
     if (!start) {
-        return fmt::format("not in this run: {}", info.title);
+        return Formatted("not in this run: {}", info.title);
     }
     const auto microseconds =
         std::chrono::floor<std::chrono::microseconds>(start->time_since_epoch()).count();
-    return fmt::format("{}, from {}.{:06} s", info.title, microseconds / 1'000'000,
-                       microseconds % 1'000'000);
+    return Formatted("{}, from {}.{:06} s", info.title, microseconds / 1'000'000,
+                     microseconds % 1'000'000);
 }
 
 }  // namespace
@@ -271,7 +270,7 @@ std::string WaveJson(const WaveLog& log, WavePart part) {
     const std::vector<WaveStretch> stretches = StretchesOf(log, part);
     const std::string title = Title(info, StartOf(log, part));
     const std::string lanes = stretches.empty() ? "" : Picture(log, stretches, title).Text();
-    return fmt::format(
+    return Formatted(
         "{{\n  \"signal\": [\n{}  ],\n  \"head\": {{\"text\": {}}},\n  \"foot\": {{\"text\": {}}}\n"
         "}}\n",
         lanes, Quoted(title), Quoted("not to scale"));

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/record/WaveWindow.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <iterator>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -193,10 +193,10 @@ std::string LengthText(Duration length) {
         return "0";
     }
     if (hundredths % 100 == 0) {
-        return fmt::format("{} ms", hundredths / 100);
+        return Formatted("{} ms", hundredths / 100);
     }
-    const std::string text = fmt::format("{}.{:02}", hundredths / 100, hundredths % 100);
-    return fmt::format("{} ms", text.ends_with('0') ? text.substr(0, text.size() - 1) : text);
+    const std::string text = Formatted("{}.{:02}", hundredths / 100, hundredths % 100);
+    return Formatted("{} ms", text.ends_with('0') ? text.substr(0, text.size() - 1) : text);
 }
 
 WaveState WithIdleLink(WaveState state) {

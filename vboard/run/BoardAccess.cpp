@@ -2,12 +2,13 @@
 #include "vboard/run/BoardAccess.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 
 #include <cerrno>
 #include <cstring>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -16,7 +17,7 @@ constexpr mode_t kFileMode = 0644;
 
 bool Lock(const std::string& path, const Descriptor& descriptor, std::string& problem) {
     if (flock(descriptor.Number(), LOCK_EX | LOCK_NB) != 0) {
-        problem = fmt::format("board file '{}' is in use by another run", path);
+        problem = Formatted("board file '{}' is in use by another run", path);
         return false;
     }
     return true;
@@ -28,7 +29,7 @@ bool SetupFrom(const std::vector<std::string>& settings, BoardSetup& setup, std:
     for (const std::string& setting : settings) {
         const std::size_t equals = setting.find('=');
         if (equals == std::string::npos) {
-            problem = fmt::format("'{}' is not KEY=VALUE", setting);
+            problem = Formatted("'{}' is not KEY=VALUE", setting);
             return false;
         }
         if (!setup.Set(setting.substr(0, equals), setting.substr(equals + 1), problem)) {
@@ -42,7 +43,7 @@ bool OpenBoard(const std::string& path, Descriptor& descriptor, BoardFile& file,
                std::string& problem) {
     descriptor = Descriptor(open(path.c_str(), O_RDWR | O_CLOEXEC));
     if (!descriptor.IsOpen()) {
-        problem = fmt::format("board file '{}' can't be opened: {}", path, strerrordesc_np(errno));
+        problem = Formatted("board file '{}' can't be opened: {}", path, strerrordesc_np(errno));
         return false;
     }
     if (!Lock(path, descriptor, problem)) {
@@ -50,7 +51,7 @@ bool OpenBoard(const std::string& path, Descriptor& descriptor, BoardFile& file,
     }
     std::string why;
     if (!file.Attach(descriptor.Number(), why)) {
-        problem = fmt::format("board file '{}' {}", path, why);
+        problem = Formatted("board file '{}' {}", path, why);
         return false;
     }
     return true;
@@ -59,12 +60,12 @@ bool OpenBoard(const std::string& path, Descriptor& descriptor, BoardFile& file,
 bool ReadBoard(const std::string& path, BoardFile& file, std::string& problem) {
     const Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!descriptor.IsOpen()) {
-        problem = fmt::format("board file '{}' can't be opened: {}", path, strerrordesc_np(errno));
+        problem = Formatted("board file '{}' can't be opened: {}", path, strerrordesc_np(errno));
         return false;
     }
     std::string why;
     if (!file.AttachForReading(descriptor.Number(), why)) {
-        problem = fmt::format("board file '{}' {}", path, why);
+        problem = Formatted("board file '{}' {}", path, why);
         return false;
     }
     return true;
@@ -77,8 +78,8 @@ bool MakeBoard(const std::string& path, const BoardSetup& setup, const ImageSour
                      : open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
     if (!descriptor.IsOpen()) {
         const char* remedy = errno == EEXIST ? ": take another name, or remove it first" : "";
-        problem = fmt::format("board file '{}' can't be made: {}{}", path, strerrordesc_np(errno),
-                              remedy);
+        problem =
+            Formatted("board file '{}' can't be made: {}{}", path, strerrordesc_np(errno), remedy);
         return false;
     }
     BoardFile::Failure failure;
@@ -87,8 +88,8 @@ bool MakeBoard(const std::string& path, const BoardSetup& setup, const ImageSour
         return true;
     }
     if (!failure.problem.empty()) {
-        problem = failure.blamesImage ? fmt::format("image '{}' {}", source.path, failure.problem)
-                                      : fmt::format("board file '{}' {}", path, failure.problem);
+        problem = failure.blamesImage ? Formatted("image '{}' {}", source.path, failure.problem)
+                                      : Formatted("board file '{}' {}", path, failure.problem);
     }
     if (!path.empty()) {
         unlink(path.c_str());

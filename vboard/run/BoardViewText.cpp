@@ -2,14 +2,13 @@
 
 // The two forms of a look at a board.
 
-#include <fmt/format.h>
-
 #include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "vboard/host/TermiosText.h"
 #include "vboard/record/Signals.h"
 #include "vboard/run/BoardView.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -21,7 +20,7 @@ std::string_view ModeName(const BoardFile& file) {
 }
 
 std::string LoaderVersionText(const ChipModel& part) {
-    return fmt::format("{:x}.{:02x}", part.loaderVersion >> 8U, part.loaderVersion & 0xFFU);
+    return Formatted("{:x}.{:02x}", part.loaderVersion >> 8U, part.loaderVersion & 0xFFU);
 }
 
 std::string LoaderStateText(const BoardFile& file) {
@@ -38,26 +37,26 @@ std::size_t SizeOf(const AddressRange& range) {
 void AppendLines(std::string& text, const BoardView& view) {
     text += "lines\n";
     for (const LineView& line : view.lines) {
-        fmt::format_to(std::back_inserter(text), "  {:<14} gpio {:<3}  level {}  {}, {}\n",
-                       line.name, line.gpio, line.high ? 1 : 0, line.output ? "output" : "input",
-                       line.exported ? "exported" : "not exported");
+        AppendFormatted(text, "  {:<14} gpio {:<3}  level {}  {}, {}\n", line.name, line.gpio,
+                        line.high ? 1 : 0, line.output ? "output" : "input",
+                        line.exported ? "exported" : "not exported");
     }
-    fmt::format_to(std::back_inserter(text), "  {:<14} {}\n", "tristate",
-                   view.file.State().tristate ? "on: the second link is cut" : "off");
+    AppendFormatted(text, "  {:<14} {}\n", "tristate",
+                    view.file.State().tristate ? "on: the second link is cut" : "off");
 }
 
 void AppendMemory(std::string& text, const BoardView& view) {
     text += "memory\n";
     for (const MemoryArea& area : view.areas) {
-        fmt::format_to(std::back_inserter(text), "  0x{:04X}-0x{:04X}  {}, segments of {} bytes\n",
-                       area.range.first, area.range.last, area.name, area.segmentBytes);
+        AppendFormatted(text, "  0x{:04X}-0x{:04X}  {}, segments of {} bytes\n", area.range.first,
+                        area.range.last, area.name, area.segmentBytes);
         for (const MemoryStretch& stretch : area.stretches) {
-            fmt::format_to(std::back_inserter(text), "    0x{:04X}-0x{:04X}  ", stretch.range.first,
-                           stretch.range.last);
+            AppendFormatted(text, "    0x{:04X}-0x{:04X}  ", stretch.range.first,
+                            stretch.range.last);
             text += stretch.programmedBytes == 0
                         ? "erased\n"
-                        : fmt::format("programmed, {} of {} bytes\n", stretch.programmedBytes,
-                                      SizeOf(stretch.range));
+                        : Formatted("programmed, {} of {} bytes\n", stretch.programmedBytes,
+                                    SizeOf(stretch.range));
         }
     }
 }
@@ -98,21 +97,21 @@ std::string TextOf(const BoardView& view) {
     const ChipModel& part = setup.Part();
     std::string text;
     const auto row = [&text](std::string_view name, std::string_view value) {
-        fmt::format_to(std::back_inserter(text), "{:<12}{}\n", name, value);
+        AppendFormatted(text, "{:<12}{}\n", name, value);
     };
     row("model", setup.Model().name);
-    row("port", fmt::format("{}, {}", setup.PortPath(),
-                            TermiosText(FromKernel(view.file.State().portSettings))));
+    row("port", Formatted("{}, {}", setup.PortPath(),
+                          TermiosText(FromKernel(view.file.State().portSettings))));
     row("comm", setup.CommPath());
     row("chip", part.name);
     row("state", ModeName(view.file));
     row("version", view.runningVersion
-                       ? fmt::format("{} (0x{:04x})", *view.runningVersion, *view.runningVersion)
+                       ? Formatted("{} (0x{:04x})", *view.runningVersion, *view.runningVersion)
                        : "no application runs");
-    row("loader", fmt::format("{}, chip id {:04x}, {}", LoaderVersionText(part), part.chipId,
-                              LoaderStateText(view.file)));
+    row("loader", Formatted("{}, chip id {:04x}, {}", LoaderVersionText(part), part.chipId,
+                            LoaderStateText(view.file)));
     for (const auto& [key, value] : setup.Settings()) {
-        row("option", fmt::format("{}={}", key, value));
+        row("option", Formatted("{}={}", key, value));
     }
     AppendLines(text, view);
     AppendMemory(text, view);

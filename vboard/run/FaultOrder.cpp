@@ -2,7 +2,6 @@
 #include "vboard/run/FaultOrder.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 
 #include "vboard/faults/FaultPlanParser.h"
 #include "vboard/run/Descriptor.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -31,12 +31,12 @@ bool ReadFile(const std::string& path, std::string& text) {
 bool ReadPlan(const std::string& path, std::vector<FaultRule>& rules, std::string& problem) {
     std::string text;
     if (!ReadFile(path, text)) {
-        problem = fmt::format("fault plan '{}' can't be read: {}", path, strerrordesc_np(errno));
+        problem = Formatted("fault plan '{}' can't be read: {}", path, strerrordesc_np(errno));
         return false;
     }
     std::string why;
     if (!ParseFaultPlan(text, rules, why)) {
-        problem = fmt::format("fault plan '{}' {}", path, why);
+        problem = Formatted("fault plan '{}' {}", path, why);
         return false;
     }
     return true;

@@ -2,7 +2,6 @@
 #include "vboard/run/ImageFile.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +12,7 @@
 
 #include "vboard/image/IntelHex.h"
 #include "vboard/run/Descriptor.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -36,12 +36,12 @@ bool ReadImageFile(const std::string& path, MemoryImage& image, std::string& pro
     std::ifstream file(path, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
     if (!file) {
-        problem = fmt::format("image '{}' can't be read: {}", path, strerrordesc_np(errno));
+        problem = Formatted("image '{}' can't be read: {}", path, strerrordesc_np(errno));
         return false;
     }
     std::string why;
     if (!ReadIntelHex(text, image, why)) {
-        problem = fmt::format("image '{}': {}", path, why);
+        problem = Formatted("image '{}': {}", path, why);
         return false;
     }
     return true;
@@ -54,7 +54,7 @@ bool WriteImageFile(const std::string& path, const MemoryImage& image, std::stri
         toStandardOutput ? dup(STDOUT_FILENO)
                          : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
     if (!file.IsOpen() || !WriteText(file.Number(), text)) {
-        problem = fmt::format("image '{}' can't be written: {}", path, strerrordesc_np(errno));
+        problem = Formatted("image '{}' can't be written: {}", path, strerrordesc_np(errno));
         return false;
     }
     return true;

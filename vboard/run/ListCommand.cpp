@@ -2,8 +2,6 @@
 
 // vboard list: the tables that boards and faults are made from.
 
-#include <fmt/format.h>
-
 #include <CLI/CLI.hpp>
 #include <array>
 #include <memory>
@@ -12,6 +10,7 @@
 #include "vboard/board/StartState.h"
 #include "vboard/faults/FaultTable.h"
 #include "vboard/run/Commands.h"
+#include "vboard/text/Format.h"
 #include "vboard/wires/BoardModel.h"
 
 namespace vboard {
@@ -31,40 +30,42 @@ const char* WrongPasswordText(WrongPassword behaviour) {
 
 void ListChips() {
     for (const ChipModel& chip : AllChipModels()) {
-        fmt::print("{}\n    {}\n", chip.name, chip.description);
-        fmt::print(
+        PrintFormatted(stdout, "{}\n    {}\n", chip.name, chip.description);
+        PrintFormatted(
+            stdout,
             "    main 0x{:04X}-0x{:04X} in segments of {}, information 0x{:04X}-0x{:04X} in "
             "segments of {}, RAM 0x{:04X}-0x{:04X}\n",
             chip.mainMemory.first, chip.mainMemory.last, chip.mainSegmentBytes,
             chip.infoMemory.first, chip.infoMemory.last, chip.infoSegmentBytes, chip.ram.first,
             chip.ram.last);
-        fmt::print("    chip id {:04X}, loader {:x}.{:02x}, version command: {}\n", chip.chipId,
-                   chip.loaderVersion >> 8U, chip.loaderVersion & 0xFFU,
-                   chip.hasVersionCommand ? "yes" : "no");
-        fmt::print(
+        PrintFormatted(stdout, "    chip id {:04X}, loader {:x}.{:02x}, version command: {}\n",
+                       chip.chipId, chip.loaderVersion >> 8U, chip.loaderVersion & 0xFFU,
+                       chip.hasVersionCommand ? "yes" : "no");
+        PrintFormatted(
+            stdout,
             "    compares while writing: {}, checks after segment erase: {}, mass erase: {} "
             "periods\n",
             chip.comparesWhileWriting ? "yes" : "no", chip.checksAfterSegmentErase ? "yes" : "no",
             chip.massErasePeriods);
-        fmt::print("    wrong password: {}\n    source: {}\n",
-                   WrongPasswordText(chip.wrongPassword), chip.source);
+        PrintFormatted(stdout, "    wrong password: {}\n    source: {}\n",
+                       WrongPasswordText(chip.wrongPassword), chip.source);
     }
 }
 
 void ListModels() {
-    fmt::print("{:<8}{:<16}{:<16}{:<12}{:<14}{}\n", "MODEL", "PORT", "COMM", "RESET_GPIO",
-               "RxD_NMI_GPIO", "MSP_TCK_GPIO");
+    PrintFormatted(stdout, "{:<8}{:<16}{:<16}{:<12}{:<14}{}\n", "MODEL", "PORT", "COMM",
+                   "RESET_GPIO", "RxD_NMI_GPIO", "MSP_TCK_GPIO");
     for (const BoardModel& model : AllBoardModels()) {
-        fmt::print("{:<8}{:<16}{:<16}{:<12}{:<14}{}\n", model.name, model.portPath, model.commPath,
-                   model.gpios[0], model.gpios[1], model.gpios[2]);
+        PrintFormatted(stdout, "{:<8}{:<16}{:<16}{:<12}{:<14}{}\n", model.name, model.portPath,
+                       model.commPath, model.gpios[0], model.gpios[1], model.gpios[2]);
     }
 }
 
 void ListOption(const ChipOptionInfo& option) {
-    fmt::print("{}\n    {}\n    takes {}; {} without it\n", option.key, option.meaning,
-               option.values, option.neutral);
+    PrintFormatted(stdout, "{}\n    {}\n    takes {}; {} without it\n", option.key, option.meaning,
+                   option.values, option.neutral);
     if (!option.source.empty()) {
-        fmt::print("    source: {}\n", option.source);
+        PrintFormatted(stdout, "    source: {}\n", option.source);
     }
 }
 
@@ -79,19 +80,19 @@ void ListOptions() {
 
 void ListStates() {
     for (const StartStateInfo& state : AllStartStates()) {
-        fmt::print("{:<10}{}\n", state.name, state.meaning);
+        PrintFormatted(stdout, "{:<10}{}\n", state.name, state.meaning);
     }
 }
 
 void ListFaults() {
-    fmt::print("where a fault strikes\n");
+    PrintFormatted(stdout, "where a fault strikes\n");
     for (const PlaceInfo& place : AllFaultPlaces()) {
-        fmt::print("  {:<11}{}\n{:13}what happens: {}\n{:13}{}\n", place.word, place.meaning, "",
-                   FormsOf(place), "", place.example);
+        PrintFormatted(stdout, "  {:<11}{}\n{:13}what happens: {}\n{:13}{}\n", place.word,
+                       place.meaning, "", FormsOf(place), "", place.example);
     }
-    fmt::print("what happens\n");
+    PrintFormatted(stdout, "what happens\n");
     for (const ActionInfo& action : AllFaultActions()) {
-        fmt::print("  {:<21}{}\n", FormOf(action), action.meaning);
+        PrintFormatted(stdout, "  {:<21}{}\n", FormOf(action), action.meaning);
     }
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/run/ReplayLine.h"
 
-#include <fmt/format.h>
+#include "vboard/text/Format.h"
 
 namespace vboard {
 
@@ -21,7 +21,7 @@ std::string ShellQuoted(std::string_view word) {
 std::string ReplayLine(const RunOptions& options, const std::vector<std::string>& faults) {
     std::string line = "vboard run";
     const auto add = [&line](std::string_view option, std::string_view value) {
-        line += fmt::format(" {} {}", option, ShellQuoted(value));
+        line += Formatted(" {} {}", option, ShellQuoted(value));
     };
     if (!options.boardPath.empty()) {
         add("--board", options.boardPath);
@@ -30,13 +30,13 @@ std::string ReplayLine(const RunOptions& options, const std::vector<std::string>
         add("--option", setting);
     }
     if (options.timeLimitSeconds > 0) {
-        add("--time-limit", fmt::format("{}", options.timeLimitSeconds));
+        add("--time-limit", Formatted("{}", options.timeLimitSeconds));
     }
     for (const std::string& rule : faults) {
         add("--fault", rule);
     }
     if (options.noiseRate > 0) {
-        line += fmt::format(" --noise {} --seed {}", options.noiseRate, options.noiseSeed);
+        line += Formatted(" --noise {} --seed {}", options.noiseRate, options.noiseSeed);
     }
     if (!options.via.empty()) {
         add("--library", options.libraryPath);
@@ -44,7 +44,7 @@ std::string ReplayLine(const RunOptions& options, const std::vector<std::string>
     }
     line += " --";
     for (const std::string& word : options.program) {
-        line += fmt::format(" {}", ShellQuoted(word));
+        line += Formatted(" {}", ShellQuoted(word));
     }
     return line;
 }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -21,6 +20,7 @@
 #include "vboard/run/ReplayLine.h"
 #include "vboard/run/RunOptions.h"
 #include "vboard/run/SummaryOrder.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -29,7 +29,7 @@ constexpr mode_t kFileMode = 0644;
 constexpr const char* kLibraryName = "libvboard.so";
 
 void Say(const std::string& text) {
-    fmt::print(stderr, "vboard: {}\n", text);
+    PrintFormatted(stderr, "vboard: {}\n", text);
 }
 
 /// Everything of one run that must be closed or unmapped at its end.
@@ -63,13 +63,13 @@ std::filesystem::path FindLibrary(const RunOptions& options) {
 bool OpenReport(RunFiles& files, std::string& problem) {
     files.report = Descriptor(memfd_create("vboard-report", MFD_CLOEXEC));
     if (!files.report.IsOpen() || ftruncate(files.report.Number(), sizeof(RunMemory)) != 0) {
-        problem = fmt::format("no memory for the report: {}", strerrordesc_np(errno));
+        problem = Formatted("no memory for the report: {}", strerrordesc_np(errno));
         return false;
     }
     void* mapped = mmap(nullptr, sizeof(RunMemory), PROT_READ | PROT_WRITE, MAP_SHARED,
                         files.report.Number(), 0);
     if (mapped == MAP_FAILED) {
-        problem = fmt::format("no memory for the report: {}", strerrordesc_np(errno));
+        problem = Formatted("no memory for the report: {}", strerrordesc_np(errno));
         return false;
     }
     files.memory = static_cast<RunMemory*>(mapped);
@@ -89,7 +89,7 @@ bool OpenOutput(const char* what, const std::string& path, Descriptor& descripto
     descriptor = Descriptor(
         open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, kFileMode));
     if (!descriptor.IsOpen()) {
-        problem = fmt::format("{} '{}' can't be written: {}", what, path, strerrordesc_np(errno));
+        problem = Formatted("{} '{}' can't be written: {}", what, path, strerrordesc_np(errno));
         return false;
     }
     return true;
@@ -102,8 +102,8 @@ bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem)
     }
     const bool exists = !options.boardPath.empty() && access(options.boardPath.c_str(), F_OK) == 0;
     if (exists && !options.settings.empty()) {
-        problem = fmt::format("board file '{}' exists and has its own setup: leave '{}' out",
-                              options.boardPath, options.settings.front());
+        problem = Formatted("board file '{}' exists and has its own setup: leave '{}' out",
+                            options.boardPath, options.settings.front());
         return false;
     }
     const bool opened =
@@ -124,11 +124,14 @@ bool KeepFaults(const std::vector<std::string>& rules, RunFiles& files, std::str
     if (rules.empty()) {
         return true;
     }
-    const std::string text = fmt::format("{}\n", fmt::join(rules, "\n"));
+    std::string text;
+    for (const std::string& rule : rules) {
+        text += rule + "\n";
+    }
     files.faults = Descriptor(memfd_create("vboard-faults", MFD_CLOEXEC));
     if (!files.faults.IsOpen() || write(files.faults.Number(), text.data(), text.size()) !=
                                       static_cast<ssize_t>(text.size())) {
-        problem = fmt::format("no memory for the fault plan: {}", strerrordesc_np(errno));
+        problem = Formatted("no memory for the fault plan: {}", strerrordesc_np(errno));
         return false;
     }
     return true;
@@ -155,7 +158,7 @@ void Preload(const RunOptions& options, const std::string& library) {
     const char separator = options.via.empty() ? ':' : ',';
     const char* others = std::getenv(name);
     const std::string all =
-        others == nullptr ? setting : fmt::format("{}{}{}", setting, separator, others);
+        others == nullptr ? setting : Formatted("{}{}{}", setting, separator, others);
     setenv(name, all.c_str(), 1);
 }
 
@@ -189,7 +192,7 @@ void Preload(const RunOptions& options, const std::string& library) {
     arguments.push_back(nullptr);
     execvp(arguments.front(), arguments.data());
     const int error = errno;
-    Say(fmt::format("'{}' can't be started: {}", words.front(), strerrordesc_np(error)));
+    Say(Formatted("'{}' can't be started: {}", words.front(), strerrordesc_np(error)));
     _exit(error == ENOENT ? kExitNotFound : kExitCannotExecute);
 }
 
@@ -204,21 +207,21 @@ int WaitFor(pid_t program) {
 }
 
 std::string EndText(int status) {
-    return WIFSIGNALED(status) ? fmt::format("killed by signal {}", WTERMSIG(status))
-                               : fmt::format("exit status {}", WEXITSTATUS(status));
+    return WIFSIGNALED(status) ? Formatted("killed by signal {}", WTERMSIG(status))
+                               : Formatted("exit status {}", WEXITSTATUS(status));
 }
 
 std::string VerdictText(const RunReport& report) {
-    return fmt::format("{}, at {:.6f} s of virtual time", report.verdictText.data(),
-                       static_cast<double>(report.virtualTimeNs) / 1e9);
+    return Formatted("{}, at {:.6f} s of virtual time", report.verdictText.data(),
+                     static_cast<double>(report.virtualTimeNs) / 1e9);
 }
 
 std::string ApplicationText(const BoardFile& file) {
     std::uint16_t version = 0;
     if (RunningVersion(file.State(), file.ChipMemory(), file.Setup().Options(), version)) {
-        return fmt::format("the application runs, version {}", version);
+        return Formatted("the application runs, version {}", version);
     }
-    return fmt::format(
+    return Formatted(
         "no application runs, the chip is in state '{}'",
         ValueName(Signal::kChipMode, static_cast<std::uint32_t>(file.State().chip.mode)));
 }
@@ -232,8 +235,8 @@ void EndTranscript(const RunFiles& files, int status) {
     };
     files.memory->transcript.HandOn(append);
     const std::int64_t microseconds = files.reportMemory->virtualTimeNs / 1000;
-    append(fmt::format("{:>5}.{:06} {:<8}{}\n", microseconds / 1'000'000, microseconds % 1'000'000,
-                       "end", EndText(status)));
+    append(Formatted("{:>5}.{:06} {:<8}{}\n", microseconds / 1'000'000, microseconds % 1'000'000,
+                     "end", EndText(status)));
 }
 
 void Summarize(const RunOptions& options, const RunFiles& files, int status) {
@@ -244,16 +247,16 @@ void Summarize(const RunOptions& options, const RunFiles& files, int status) {
     BoardFile now;
     std::string problem;
     if (!now.Attach(files.board.Number(), problem)) {
-        Say(fmt::format("the board {}", problem));
+        Say(Formatted("the board {}", problem));
         return;
     }
     files.summary.Report(status, report, now);
     if (options.quiet || options.summaryAsJson || report.worlds == 0) {
         return;
     }
-    Say(fmt::format("{} bytes of flash programmed in {} blocks; {}; {:.6f} s of virtual time",
-                    report.bytesProgrammed, report.blocksProgrammed, ApplicationText(now),
-                    static_cast<double>(report.virtualTimeNs) / 1e9));
+    Say(Formatted("{} bytes of flash programmed in {} blocks; {}; {:.6f} s of virtual time",
+                  report.bytesProgrammed, report.blocksProgrammed, ApplicationText(now),
+                  static_cast<double>(report.virtualTimeNs) / 1e9));
 }
 
 }  // namespace
@@ -263,7 +266,7 @@ int Run(const RunOptions& options) {
     std::string problem;
     const std::string library = FindLibrary(options).string();
     if (access(library.c_str(), R_OK) != 0) {
-        Say(fmt::format("the library '{}' is missing: it belongs beside the runner", library));
+        Say(Formatted("the library '{}' is missing: it belongs beside the runner", library));
         return kExitOwnError;
     }
     std::vector<std::string> faults;
@@ -274,7 +277,7 @@ int Run(const RunOptions& options) {
     }
     const pid_t program = fork();
     if (program < 0) {
-        Say(fmt::format("no process for the program: {}", strerrordesc_np(errno)));
+        Say(Formatted("no process for the program: {}", strerrordesc_np(errno)));
         return kExitOwnError;
     }
     if (program == 0) {
@@ -291,7 +294,7 @@ int Run(const RunOptions& options) {
         Summarize(options, files, status);
     }
     if (status != 0 && started && (!faults.empty() || options.noiseRate > 0)) {
-        Say(fmt::format("replay: {}", ReplayLine(options, faults)));
+        Say(Formatted("replay: {}", ReplayLine(options, faults)));
     }
     return WIFSIGNALED(status) ? kExitSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
 }

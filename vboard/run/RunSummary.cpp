@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/run/RunSummary.h"
 
-#include <fmt/format.h>
 #include <sys/wait.h>
 
 #include <array>
 #include <nlohmann/json.hpp>
+
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -88,7 +89,7 @@ Json FlashOf(const RunResult& result) {
     flash["different_bytes"] = found.differentBytes;
     flash["first_difference"] = found.firstDifference < 0
                                     ? Json(nullptr)
-                                    : Json(fmt::format("0x{:04x}", found.firstDifference));
+                                    : Json(Formatted("0x{:04x}", found.firstDifference));
     flash["leftover_bytes"] = found.leftoverBytes;
     return flash;
 }

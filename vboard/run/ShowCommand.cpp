@@ -2,8 +2,6 @@
 
 // vboard show: what a kept board is, does and holds.
 
-#include <fmt/format.h>
-
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
@@ -11,6 +9,7 @@
 #include "vboard/run/BoardAccess.h"
 #include "vboard/run/BoardView.h"
 #include "vboard/run/Commands.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -27,7 +26,7 @@ int Show(const ShowOptions& options) {
         return Refuse(problem);
     }
     const BoardView view = LookAt(file);
-    fmt::print("{}", options.json ? JsonOf(view) : TextOf(view));
+    PrintFormatted(stdout, "{}", options.json ? JsonOf(view) : TextOf(view));
     return 0;
 }
 

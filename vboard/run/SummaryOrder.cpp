@@ -2,7 +2,6 @@
 #include "vboard/run/SummaryOrder.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/mman.h>
 
 #include <cerrno>
@@ -10,6 +9,7 @@
 #include <cstring>
 
 #include "vboard/run/ImageFile.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -48,7 +48,7 @@ bool SummaryOrder::MakeCounts(std::string& problem) {
                       m_counts.Number(), 0);
     }
     if (memory == MAP_FAILED) {
-        problem = fmt::format("no memory for the summary: {}", strerrordesc_np(errno));
+        problem = Formatted("no memory for the summary: {}", strerrordesc_np(errno));
         return false;
     }
     m_memory = static_cast<SummaryCounts*>(memory);
@@ -62,7 +62,7 @@ bool SummaryOrder::OpenFile(const std::string& path, std::string& problem) {
     m_file = Descriptor(
         open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, kFileMode));
     if (!m_file.IsOpen()) {
-        problem = fmt::format("summary '{}' can't be written: {}", path, strerrordesc_np(errno));
+        problem = Formatted("summary '{}' can't be written: {}", path, strerrordesc_np(errno));
     }
     return m_file.IsOpen();
 }
@@ -74,7 +74,7 @@ void SummaryOrder::Report(int status, const RunReport& report, const BoardFile& 
     const std::string text =
         SummaryJson({status, report, *m_memory, board, m_image ? &*m_image : nullptr, m_imagePath});
     if (m_onStandardError) {
-        fmt::print(stderr, "{}", text);
+        PrintFormatted(stderr, "{}", text);
     }
     if (m_file.IsOpen()) {
         static_cast<void>(write(m_file.Number(), text.data(), text.size()));

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "ChipBench.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <sstream>
+
+#include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace bench {
 
@@ -14,7 +15,7 @@ using vboard::Pin;
 using vboard::PinLevel;
 
 std::string Hex(std::span<const std::uint8_t> bytes) {
-    return fmt::format("{:02x}", fmt::join(bytes, " "));
+    return vboard::HexText(bytes);
 }
 
 Bytes FromHex(std::string_view text) {
@@ -71,16 +72,16 @@ void RecordingProbe::Put(std::string text) {
 
 void RecordingProbe::OnSignal(vboard::Signal signal, std::uint32_t value) {
     const auto name = vboard::ValueName(signal, value);
-    Put(fmt::format("{}={}", vboard::InfoOf(signal).name,
-                    name.empty() ? std::to_string(value) : std::string(name)));
+    Put(vboard::Formatted("{}={}", vboard::InfoOf(signal).name,
+                          name.empty() ? std::to_string(value) : std::string(name)));
 }
 
 void RecordingProbe::OnLoaderCommand(const vboard::LoaderCommand& command) {
-    Put(fmt::format("{:02x} {} -> {:02x}", command.command, command.words, command.answer));
+    Put(vboard::Formatted("{:02x} {} -> {:02x}", command.command, command.words, command.answer));
 }
 
 void RecordingProbe::OnNote(std::string_view room, std::string_view text) {
-    Put(fmt::format("note {}: {}", room, text));
+    Put(vboard::Formatted("note {}: {}", room, text));
 }
 
 std::string RecordingProbe::Text() const {
@@ -102,7 +103,7 @@ std::string RecordingProbe::TimedText() const {
     for (const Entry& entry : m_entries) {
         const auto sinceStart = entry.when.time_since_epoch();
         const auto us = std::chrono::duration_cast<std::chrono::microseconds>(sinceStart).count();
-        text.append(text.empty() ? "" : "; ").append(fmt::format("{} {}", us, entry.text));
+        text.append(text.empty() ? "" : "; ").append(vboard::Formatted("{} {}", us, entry.text));
     }
     return text;
 }

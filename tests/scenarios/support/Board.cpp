@@ -2,7 +2,6 @@
 #include "tests/scenarios/support/Board.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -12,6 +11,7 @@
 #include "vboard/board/BoardFile.h"
 #include "vboard/image/IntelHex.h"
 #include "vboard/run/Descriptor.h"
+#include "vboard/text/Format.h"
 
 namespace scenario {
 namespace {
@@ -124,7 +124,8 @@ std::string Board::DifferenceFrom(const std::string& imageText) const {
         const auto place = static_cast<std::uint16_t>(address);
         const std::uint8_t wanted = image.Covers(place) ? image.At(place) : kErased;
         if (memory[address] != wanted) {
-            return fmt::format("{:04x} holds {:02x}, not {:02x}", address, memory[address], wanted);
+            return vboard::Formatted("{:04x} holds {:02x}, not {:02x}", address, memory[address],
+                                     wanted);
         }
     }
     return "";
