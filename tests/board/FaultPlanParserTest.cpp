@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <limits>
+#include <ostream>
 
 namespace vboard {
 namespace {
@@ -194,6 +195,10 @@ TEST(WrongFaultRule, NamesTheRuleTheWordAndWhatIsAccepted) {
 struct Refused {
     const char* rule;
     const char* complaint;
+
+    friend std::ostream& operator<<(std::ostream& out, const Refused& refused) {
+        return out << refused.rule;
+    }
 };
 class WrongFaultRuleOfAKind : public testing::TestWithParam<Refused> {};
 

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+#include <string>
+
 #include "tests/faults/FaultRun.h"
 #include "tests/scenarios/support/ToolLog.h"
 
@@ -20,6 +23,10 @@ struct Failing {
     const char* rule;
     const char* call;  ///< What the transcript says of the struck call.
     int status;
+
+    friend std::ostream& operator<<(std::ostream& out, const Failing& failing) {
+        return out << failing.rule;
+    }
 };
 class AnErrno : public testing::TestWithParam<Failing> {};
 

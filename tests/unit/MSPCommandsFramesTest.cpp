@@ -3,6 +3,7 @@
 #include <rapidcheck/gtest.h>
 
 #include <climits>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -149,6 +150,10 @@ struct SegmentBuilder {
     const char* name;
     int (*build)(unsigned char*, int, unsigned short);
     std::uint16_t controlWord;
+
+    friend std::ostream& operator<<(std::ostream& out, const SegmentBuilder& builder) {
+        return out << builder.name;
+    }
 };
 
 class SegmentFrame : public testing::TestWithParam<SegmentBuilder> {};
