@@ -1,31 +1,43 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The commands, one source each.
+// The commands, one source each; `run` has a header of its own, RunOptions.h. Each carries out what
+// it was asked for and returns the exit status of vboard.
 
-#include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
-
 namespace vboard {
 
-/// What carries out the command that was chosen on the command line; returns the exit status.
-using Action = std::function<int()>;
+/// `vboard new`: makes a board in a file that does not exist yet.
+struct NewOptions {
+    std::string path;
+    std::vector<std::string> settings;  ///< KEY=VALUE
+    std::string imagePath;              ///< Empty: the older firmware that boards begin with.
+};
+[[nodiscard]] int New(const NewOptions& options);
 
-/// Each adds its command to `app`. Parsing a command line that chooses it sets `chosen`, which must
-/// outlive `app`.
-/// `program` is what stands behind "--": the program to run and its arguments.
-void AddRunCommand(CLI::App& app, Action& chosen, const std::vector<std::string>& program);
-void AddNewCommand(CLI::App& app, Action& chosen);
-void AddShowCommand(CLI::App& app, Action& chosen);
-void AddDumpCommand(CLI::App& app, Action& chosen);
-void AddListCommand(CLI::App& app, Action& chosen);
+/// `vboard show`: prints what a kept board is, does and holds.
+struct ShowOptions {
+    std::string path;
+    bool json = false;
+};
+[[nodiscard]] int Show(const ShowOptions& options);
 
-/// One line of vboard's own to standard error; the exit status for its own errors.
-int Refuse(const std::string& problem);
+/// `vboard dump`: writes what the flash of a board holds, as Intel HEX.
+struct DumpOptions {
+    std::string boardPath;
+    std::string imagePath = "-";  ///< "-" is standard output.
+};
+[[nodiscard]] int Dump(const DumpOptions& options);
+
+/// `vboard list`: the tables that boards and faults are made from, and what prints each.
+struct ListTable {
+    const char* name;
+    const char* meaning;
+    void (*list)();
+};
+[[nodiscard]] std::span<const ListTable> AllListTables();
 
 }  // namespace vboard

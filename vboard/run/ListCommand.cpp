@@ -2,10 +2,7 @@
 
 // vboard list: the tables that boards and faults are made from.
 
-#include <CLI/CLI.hpp>
 #include <array>
-#include <memory>
-#include <string>
 
 #include "vboard/board/StartState.h"
 #include "vboard/faults/FaultTable.h"
@@ -96,13 +93,7 @@ void ListFaults() {
     }
 }
 
-struct Table {
-    const char* name;
-    const char* meaning;
-    void (*list)();
-};
-
-constexpr std::array<Table, 5> kTables{{
+constexpr std::array<ListTable, 5> kTables{{
     {"chips", "Parts with their geometry and loader", ListChips},
     {"models", "Board models with their devices and GPIO numbers", ListModels},
     {"options", "What can be set for a board or its chip", ListOptions},
@@ -112,21 +103,8 @@ constexpr std::array<Table, 5> kTables{{
 
 }  // namespace
 
-void AddListCommand(CLI::App& app, Action& chosen) {
-    CLI::App& command = *app.add_subcommand("list", "List what there is to choose from");
-    command.callback([&chosen, &command] {
-        if (command.get_subcommands().empty()) {
-            chosen = [] { return Refuse("list what? chips, models, options, states or faults"); };
-        }
-    });
-    for (const Table& table : kTables) {
-        command.add_subcommand(table.name, table.meaning)->callback([&chosen, &table] {
-            chosen = [&table] {
-                table.list();
-                return 0;
-            };
-        });
-    }
+std::span<const ListTable> AllListTables() {
+    return kTables;
 }
 
 }  // namespace vboard

@@ -1,0 +1,263 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/run/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "vboard/record/WaveJson.h"
+#include "vboard/run/Commands.h"
+#include "vboard/run/Refuse.h"
+#include "vboard/run/RunOptions.h"
+
+namespace vboard {
+namespace {
+
+/// What carries out the command that was chosen on the command line; returns the exit status.
+using Action = std::function<int()>;
+
+/// Words up to "--" are vboard's own; what follows is the program and its arguments.
+struct CommandLine {
+    std::vector<std::string> own;
+    std::vector<std::string> program;
+};
+
+CommandLine Split(int argc, char** argv) {
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    const auto dashes = std::find(words.begin(), words.end(), "--");
+    CommandLine line;
+    // CLI11 takes its words in reverse order.
+    line.own.assign(std::make_reverse_iterator(dashes), words.rend());
+    if (dashes != words.end()) {
+        line.program.assign(dashes + 1, words.end());
+    }
+    return line;
+}
+
+CLI::Option* AddWord(CLI::App& command, std::vector<std::string>& settings, const std::string& key,
+                     const std::string& meaning) {
+    const auto append = [&settings, key](const std::string& value) {
+        settings.push_back(key + "=" + value);
+    };
+    return command.add_option_function<std::string>("--" + key, append, meaning)->type_name("WORD");
+}
+
+/// The options that say what a new board is. Each that is given appends its KEY=VALUE to
+/// `settings`, which must outlive `command`. Returns --start.
+CLI::Option* AddSetupOptions(CLI::App& command, std::vector<std::string>& settings) {
+    AddWord(command, settings, "model", "Board model: BRDA, BRDB or BRDC");
+    AddWord(command, settings, "chip", "Part on the board (vboard list chips)");
+    AddWord(command, settings, "port", "Path of the programming port");
+    AddWord(command, settings, "comm", "Path of the communication device");
+    // Bound to the vector itself, it would throw away what the others have put there.
+    const auto append = [&settings](const std::vector<std::string>& values) {
+        settings.insert(settings.end(), values.begin(), values.end());
+    };
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--option", append, "Set an option of the board or its chip (vboard list options)")
+        ->type_name("KEY=VALUE")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    return AddWord(command, settings, "start", "What the board does at first (vboard list states)");
+}
+
+void AddFaults(CLI::App& run, RunOptions& options) {
+    run.add_option("--fault", options.faults,
+                   "Order a fault, as docs/FAULTS.md says: read:port#3=eio")
+        ->type_name("RULE")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    run.add_option("--fault-plan", options.faultPlanPath, "Order every fault of this file")
+        ->type_name("FILE");
+    CLI::Option* noise = run.add_option("--noise", options.noiseRate,
+                                        "Share of all events that random faults strike")
+                             ->check(CLI::Range(0.0, 1.0))
+                             ->type_name("RATE");
+    run.add_option("--seed", options.noiseSeed, "Seed of the random faults; 1 without it")
+        ->needs(noise)
+        ->type_name("N");
+    run.add_option("--calls", options.callsPath, "List the calls that a fault can strike")
+        ->type_name("FILE");
+}
+
+void AddLibrary(CLI::App& run, RunOptions& options) {
+    CLI::Option* library =
+        run.add_option("--library", options.libraryPath, "Another build of libvboard.so")
+            ->type_name("FILE");
+    run.add_option("--via", options.via,
+                   "Start a program built for another processor through this qemu-user emulator")
+        ->type_name("COMMAND")
+        ->needs(library);
+}
+
+void AddWaveforms(CLI::App& run, RunOptions& options) {
+    run.add_option("--vcd", options.vcdPath, "Write the waveforms as a Value Change Dump")
+        ->type_name("FILE");
+    CLI::Option* wave =
+        run.add_option("--wavejson", options.wavePath, "Write a picture as WaveDrom source")
+            ->type_name("FILE");
+    std::vector<std::string> words;
+    for (const WavePartInfo& info : AllWaveParts()) {
+        words.emplace_back(info.word);
+    }
+    run.add_option_function<std::string>(
+           "--wave-part",
+           [&options](const std::string& word) {
+               options.wavePart = static_cast<unsigned>(FindWavePart(word));
+           },
+           "What the picture shows; all of the run if not given")
+        ->needs(wave)
+        ->check(CLI::IsMember(words))
+        ->type_name("run|entry|reset|block|retry");
+}
+
+void AddSummary(CLI::App& run, RunOptions& options) {
+    run.add_option_function<std::string>(
+           "--summary",
+           [&options](const std::string& form) { options.summaryAsJson = form == "json"; },
+           "The summary at the end: one line, or an object for programs")
+        ->check(CLI::IsMember({"line", "json"}))
+        ->type_name("line|json");
+    run.add_option("--summary-file", options.summaryPath,
+                   "Write the summary for programs to a file")
+        ->type_name("FILE");
+    run.add_option("--image", options.imagePath,
+                   "Compare the flash with this Intel HEX file in the summary for programs")
+        ->type_name("FILE");
+}
+
+int RunOrRefuse(const RunOptions& options) {
+    return options.program.empty() ? Refuse("no program: vboard run [OPTIONS] -- PROGRAM [ARGS...]")
+                                   : Run(options);
+}
+
+// Each adds its command to `app`. Parsing a command line that chooses it sets `chosen`, which must
+// outlive `app`.
+
+/// `program` is what stands behind "--": the program to run and its arguments.
+void AddRunCommand(CLI::App& app, Action& chosen, const std::vector<std::string>& program) {
+    const auto shared = std::make_shared<RunOptions>();
+    RunOptions& options = *shared;
+    CLI::App& run = *app.add_subcommand("run",
+                                        "Run a program on a virtual board: "
+                                        "vboard run [OPTIONS] -- PROGRAM [ARGS...]");
+    run.add_option("--board", options.boardPath,
+                   "Keep the board in this file; made if it does not exist")
+        ->type_name("FILE");
+    AddSetupOptions(run, options.settings);
+    run.add_option("--pace", options.pace,
+                   "1 = real time, 10 = ten times as fast; the default is as fast as it can")
+        ->check(CLI::PositiveNumber)
+        ->type_name("FACTOR");
+    run.add_option("--time-limit", options.timeLimitSeconds,
+                   "End the run (status 124) at this virtual time")
+        ->check(CLI::PositiveNumber)
+        ->type_name("SECONDS");
+    run.add_option("--transcript", options.transcriptPath,
+                   "Write everything that passed between program and board")
+        ->type_name("FILE");
+    AddFaults(run, options);
+    AddWaveforms(run, options);
+    AddSummary(run, options);
+    AddLibrary(run, options);
+    run.add_flag("--quiet", options.quiet, "No summary at the end");
+    run.callback([&chosen, shared, program] {
+        shared->program = program;
+        chosen = [shared] { return RunOrRefuse(*shared); };
+    });
+}
+
+void AddNewCommand(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<NewOptions>();
+    CLI::App& command = *app.add_subcommand("new", "Make a board and keep it in a file");
+    command.add_option("file", options->path, "The board's file; it must not exist yet")
+        ->required()
+        ->type_name("FILE");
+    CLI::Option* start = AddSetupOptions(command, options->settings);
+    CLI::Option* image =
+        command
+            .add_option("--image", options->imagePath,
+                        "What the flash holds, as Intel HEX; an older firmware of version 256 "
+                        "without it")
+            ->type_name("FILE");
+    command
+        .add_flag_callback(
+            "--erased", [options] { options->settings.emplace_back("start=erased"); },
+            "The same as --start erased: the whole memory is erased")
+        ->excludes(start)
+        ->excludes(image);
+    command.callback([&chosen, options] { chosen = [options] { return New(*options); }; });
+}
+
+void AddShowCommand(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<ShowOptions>();
+    CLI::App& command = *app.add_subcommand(
+        "show", "Show a board's wiring, lines, loader, memory and running version");
+    command.add_option("file", options->path, "The board's file; a run may be using it")
+        ->required()
+        ->type_name("FILE");
+    command.add_flag("--json", options->json, "As a JSON object, for programs");
+    command.callback([&chosen, options] { chosen = [options] { return Show(*options); }; });
+}
+
+void AddDumpCommand(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<DumpOptions>();
+    CLI::App& command =
+        *app.add_subcommand("dump", "Write what the flash of a board holds as Intel HEX");
+    command.add_option("file", options->boardPath, "The board's file")
+        ->required()
+        ->type_name("FILE");
+    command
+        .add_option("-o,--output", options->imagePath,
+                    "Where to write it; - is standard output, and what happens without it")
+        ->type_name("FILE");
+    command.callback([&chosen, options] { chosen = [options] { return Dump(*options); }; });
+}
+
+void AddListCommand(CLI::App& app, Action& chosen) {
+    CLI::App& command = *app.add_subcommand("list", "List what there is to choose from");
+    command.callback([&chosen, &command] {
+        if (command.get_subcommands().empty()) {
+            chosen = [] { return Refuse("list what? chips, models, options, states or faults"); };
+        }
+    });
+    for (const ListTable& table : AllListTables()) {
+        command.add_subcommand(table.name, table.meaning)->callback([&chosen, &table] {
+            chosen = [&table] {
+                table.list();
+                return 0;
+            };
+        });
+    }
+}
+
+}  // namespace
+
+int CarryOut(int argc, char** argv) {
+    CommandLine line = Split(argc, argv);
+    CLI::App app("A virtual board: run a programmer of the MSP430 without hardware.", "vboard");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "vboard " VBOARD_VERSION);
+    Action chosen;
+    AddRunCommand(app, chosen, line.program);
+    AddNewCommand(app, chosen);
+    AddShowCommand(app, chosen);
+    AddDumpCommand(app, chosen);
+    AddListCommand(app, chosen);
+    try {
+        app.parse(std::move(line.own));
+    } catch (const CLI::Success& success) {
+        return app.exit(success);
+    } catch (const CLI::ParseError& error) {
+        return Refuse(std::string(error.what()) + " (see vboard --help)");
+    }
+    return chosen();
+}
+
+}  // namespace vboard
