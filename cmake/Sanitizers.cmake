@@ -1,0 +1,8 @@
+# SPDX-License-Identifier: MIT
+# clang's sanitizers as one shared library, which a library that is loaded into plain programs needs; it lies where the
+# loader does not look.
+if(CMAKE_CXX_FLAGS MATCHES "-shared-libsan")
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-runtime-dir
+    OUTPUT_VARIABLE sanitizer_folder OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  list(APPEND CMAKE_BUILD_RPATH ${sanitizer_folder})
+endif()
