@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#ifndef TESTS_SUPPORT_ALLOCATIONCOUNTER_H
-#define TESTS_SUPPORT_ALLOCATIONCOUNTER_H
+#pragma once
 
 #include <cstddef>
 
@@ -22,5 +21,3 @@ public:
 };
 
 }  // namespace allocation_counter
-
-#endif

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#ifndef TESTS_SUPPORT_BYTES_H
-#define TESTS_SUPPORT_BYTES_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -15,5 +14,3 @@ Bytes FromText(const std::string& text);
 // `count` equal bytes.
 Bytes Repeat(std::uint8_t value, std::size_t count);
 Bytes operator+(const Bytes& left, const Bytes& right);
-
-#endif

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#ifndef TESTS_SUPPORT_EXPECTED_H
-#define TESTS_SUPPORT_EXPECTED_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -62,5 +61,3 @@ std::string LoaderEntry();
 std::string Release();
 
 }  // namespace expected
-
-#endif

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#ifndef TESTS_SUPPORT_GUARDEDBUFFER_H
-#define TESTS_SUPPORT_GUARDEDBUFFER_H
+#pragma once
 
 #include <algorithm>
 #include <cstdint>
@@ -34,5 +33,3 @@ private:
     std::size_t m_size;
     Bytes m_all;
 };
-
-#endif

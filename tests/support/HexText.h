@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#ifndef TESTS_SUPPORT_HEXTEXT_H
-#define TESTS_SUPPORT_HEXTEXT_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -22,5 +21,3 @@ std::uint8_t Checksum(std::uint8_t type, std::uint16_t address, const Bytes& dat
 std::string DataWithChecksum(std::uint16_t address, const Bytes& data, std::uint8_t checksum);
 
 }  // namespace hex
-
-#endif

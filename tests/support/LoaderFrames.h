@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#ifndef TESTS_SUPPORT_LOADERFRAMES_H
-#define TESTS_SUPPORT_LOADERFRAMES_H
+#pragma once
 
 #include <cstdint>
 
@@ -35,5 +34,3 @@ Bytes MassEraseFrame();
 Bytes VersionRequestFrame();
 
 }  // namespace loader
-
-#endif

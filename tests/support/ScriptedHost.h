@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#ifndef TESTS_SUPPORT_SCRIPTEDHOST_H
-#define TESTS_SUPPORT_SCRIPTEDHOST_H
+#pragma once
 
 #include <termios.h>
 
@@ -173,5 +172,3 @@ private:
     long m_pausedUs = 0;
     std::vector<int> m_logLines;
 };
-
-#endif

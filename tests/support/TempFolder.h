@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#ifndef TESTS_SUPPORT_TEMPFOLDER_H
-#define TESTS_SUPPORT_TEMPFOLDER_H
+#pragma once
 
 #include <string>
 
@@ -20,5 +19,3 @@ public:
 private:
     std::string m_path;
 };
-
-#endif

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#ifndef TESTS_UNIT_TESTBOARD_H
-#define TESTS_UNIT_TESTBOARD_H
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -38,5 +37,3 @@ protected:
     ScriptedHost m_host;
     CFWUMsp m_target;
 };
-
-#endif

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#ifndef TESTS_UNIT_TESTFLOWS_H
-#define TESTS_UNIT_TESTFLOWS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -99,5 +98,3 @@ constexpr int kAcksOfErase = 2;
 constexpr int kAcksOfUpdate = 44;
 
 }  // namespace flows
-
-#endif
