@@ -146,6 +146,17 @@ TEST(TargetConstruction, CutsALineNumberOfMoreThan31CharactersAt31) {
                   numbers + "fclose " + unfile + "\n");
 }
 
+TEST(TargetConstruction, ExportsNothingForALineWithoutANumberAndGoesOn) {
+    ScriptedHost host;
+    const MspBoardProfile profile{"/dev/ttyS1", "/dev/knxspi", "90", "", "91"};
+    EXPECT_EQ(ConversationOfConstruction(host, profile),
+              "fopen /sys/class/gpio/export ab\n"
+              "flush /sys/class/gpio/export \"91\"\n"
+              "flush /sys/class/gpio/export \"90\"\n"
+              "fclose /sys/class/gpio/export\n" +
+                  Direction("90", "out"));
+}
+
 TEST(TargetDestruction, WithThePortNeverOpenedSwitchesTristateOffAndUnexports) {
     ScriptedHost host;
     {
