@@ -211,6 +211,14 @@ TEST_F(SerialLink, AFrameMayFillTheWholeBuffer) {
     EXPECT_EQ(Conversation(), Sent(Repeat(0x00, 300)) + Got(reply));
 }
 
+TEST_F(SerialLink, AFrameOfNoBytesIsWrittenAndItsReplyRead) {
+    OpenPort();
+    const Bytes reply{0x0A};
+    Port().Answers(reply);
+    EXPECT_TRUE(m_target.SendFrameExpectReply(0, reply.data(), 1));
+    EXPECT_EQ(Conversation(), Sent({}) + Got(reply));
+}
+
 TEST_F(SerialLink, AFailedReadIsTheReplyOfNoBytes) {
     OpenPort();
     Port().FailsRead();
