@@ -78,6 +78,15 @@ TEST_F(CommPort, ClosesItsDeviceAtItsEndAndOnlyIfItIsOpen) {
     EXPECT_EQ(Conversation(), "open /dev/knxspi O_RDWR\nclose /dev/knxspi\n");
 }
 
+TEST_F(CommPort, IsOpenAsDescriptorZeroToo) {
+    {
+        CMspCommPort port;
+        port.m_fd = 0;
+        EXPECT_FALSE(port.Open("/dev/knxspi"));
+    }
+    EXPECT_EQ(Conversation(), "close descriptor 0\n");
+}
+
 TEST_F(CommPort, TakesAMessageByItsLengthAndThenItsBytes) {
     ASSERT_TRUE(OpenAndForget());
     Device().SendsMessage({0xB5, 0x00, 0x34}).SendsMessage({0x41});

@@ -111,6 +111,14 @@ protected:
 
 }  // namespace
 
+TEST_F(CommandLine, OfTheProgramsNameAloneIsRefusedBeforeAnythingIsLookedAt) {
+    std::string name = "flashmcu";
+    char* words[] = {name.data(), nullptr};
+    ProgramOptions options;
+    EXPECT_FALSE(ParseOptions(1, words, options));
+    EXPECT_EQ(m_host.Conversation(), Usage());
+}
+
 TEST_F(CommandLine, WithoutArgumentsPrintsTheUsageText) {
     ExpectRefused({});
 }
