@@ -9,12 +9,14 @@
 #include "tests/support/Expected.h"
 #include "tests/support/LoaderFrames.h"
 
+using expected::Direction;
 using expected::Directions;
 using expected::Exchange;
 using expected::Got;
 using expected::LoaderEntry;
 using expected::Log;
 using expected::LogOf;
+using expected::NoRxdNmiDirection;
 using expected::NoTckDirection;
 using expected::NoTriState;
 using expected::NoValue;
@@ -381,6 +383,15 @@ TEST_F(LoaderVersion, WithDirectionsThatFailTurnsTheLinesToInputAndGivesUp) {
     ExpectUntouched();
     EXPECT_EQ(Conversation(),
               TriState(1) + Value("90", '1') + Pause(100000) + NoTckDirection() + NoTckDirection());
+}
+
+TEST_F(LoaderVersion, WithOneDirectionThatFailsTurnsTheOtherLineBackToInput) {
+    m_host.Without("/sys/class/gpio/gpio86/direction");
+    EXPECT_FALSE(Get());
+    ExpectUntouched();
+    EXPECT_EQ(Conversation(), TriState(1) + Value("90", '1') + Pause(100000) +
+                                  Direction("91", "out") + NoRxdNmiDirection() +
+                                  Direction("91", "in") + NoRxdNmiDirection());
 }
 
 TEST_F(LoaderVersion, WithAPortThatCannotBeOpenedReleasesTheLines) {
