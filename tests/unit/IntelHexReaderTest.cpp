@@ -452,6 +452,16 @@ TEST_F(IntelHexReader, ABufferOfNegativeLengthTakesNothing) {
     }
 }
 
+TEST_F(IntelHexReader, WithoutABufferOnlyARecordOfNoBytesIsTaken) {
+    Read(hex::Data(0x2100, {7}) + hex::Data(0x2101, {}));
+    m_length = kUntouchedLength;
+    EXPECT_FALSE(m_reader.GetNextData(nullptr, 250, m_address, m_length));
+    EXPECT_EQ(m_length, kUntouchedLength);
+    EXPECT_TRUE(m_reader.GetNextData(nullptr, 250, m_address, m_length));
+    EXPECT_EQ(m_address, 0x2101);
+    EXPECT_EQ(m_length, 0);
+}
+
 TEST_F(IntelHexReader, TheReaderGoesOnAfterAnOverlongRecord) {
     Read(hex::Data(0x2100, Repeat(0x11, 32)) + hex::Data(0x2120, {7}));
     EXPECT_FALSE(Next(16));
