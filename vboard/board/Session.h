@@ -7,6 +7,7 @@
 // board file, the report, and the files to be written.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -45,6 +46,9 @@ struct Session {
     [[nodiscard]] static bool Parse(std::string_view text, Session& session);
 };
 
+/// What a run can be asked to write, apart from the summary.
+enum class Output : std::uint8_t { kTranscript, kCalls, kWaveform, kPicture, kCount };
+
 /// Why a run was ended from outside the program.
 enum class Verdict : std::uint32_t {
     kNone,
@@ -63,8 +67,9 @@ struct RunReport {
     std::uint64_t bytesProgrammed;  ///< By write commands that the loader acknowledged.
     std::uint64_t blocksProgrammed;
     std::int32_t owner;  ///< Process that used the board last; what it knows of it is current.
-    std::uint32_t reserved;
-    std::array<char, 208> verdictText;
+    /// errno of the first write of each Output that did not succeed; 0: all of it is written.
+    std::array<std::int32_t, static_cast<std::size_t>(Output::kCount)> outputErrors;
+    std::array<char, 196> verdictText;
 };
 static_assert(sizeof(RunReport) == 256);
 

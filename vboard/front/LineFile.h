@@ -1,21 +1,21 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Text of a run on its way into an inherited descriptor, gathered so that a run does not make a
-// system call a line.
+// Text of a run on its way into a file, gathered so that a run does not make a system call a line.
 
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vboard {
 
-/// Writes all of `text`, past every wrapper; what can't be written is lost.
-void WriteAll(int descriptor, std::string_view text);
-
 class LineFile {
 public:
-    /// The descriptor stays the caller's.
-    explicit LineFile(int descriptor) : m_descriptor(descriptor) {}
+    using Sink = std::function<void(std::string_view)>;
+
+    /// `sink` gets the text in pieces of many lines.
+    explicit LineFile(Sink sink) : m_sink(std::move(sink)) {}
 
     /// `line` has no line end.
     void Add(std::string_view line);
@@ -23,7 +23,7 @@ public:
     void HandOn();
 
 private:
-    int m_descriptor;
+    Sink m_sink;
     std::string m_text;
 };
 

@@ -4,18 +4,18 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "vboard/front/LineFile.h"
-
 namespace vboard {
 
-Recordings::Recordings(const Session& session, Board& board, bool first) : m_first(first) {
-    if (const int descriptor = session.vcdDescriptor; descriptor >= 0) {
-        m_vcd = std::make_unique<VcdWriter>(
-            board.Clock(), [descriptor](std::string_view text) { WriteAll(descriptor, text); },
-            session.pace > 0);
+Recordings::Recordings(RunLink& link, Board& board, bool first) : m_first(first) {
+    const Session& session = link.TheSession();
+    if (session.vcdDescriptor >= 0) {
+        m_vcd = std::make_unique<VcdWriter>(board.Clock(),
+                                            link.WriterOf(Output::kWaveform, session.vcdDescriptor),
+                                            session.pace > 0);
         board.AddListener(*m_vcd);
     }
     if (session.waveDescriptor >= 0) {
+        m_writePicture = link.WriterOf(Output::kPicture, session.waveDescriptor);
         m_waveDescriptor = session.waveDescriptor;
         m_wavePart = static_cast<WavePart>(session.wavePart);
         m_waveLog = std::make_unique<WaveLog>(board.Clock());
@@ -58,10 +58,10 @@ void Recordings::Finish() {
 }
 
 void Recordings::WritePicture() {
-    // A file holds one picture: that of the last program which used the board.
-    if (ftruncate(m_waveDescriptor, 0) == 0) {
-        WriteAll(m_waveDescriptor, WaveJson(*m_waveLog, m_wavePart));
-    }
+    // A file holds one picture: that of the last program which used the board. What has no length,
+    // such as a pipe, gets them one after the other.
+    static_cast<void>(ftruncate(m_waveDescriptor, 0));
+    m_writePicture(WaveJson(*m_waveLog, m_wavePart));
 }
 
 }  // namespace vboard

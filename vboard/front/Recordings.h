@@ -4,10 +4,12 @@
 // What is recorded of one program's run besides the transcript: made when its board is made,
 // completed when the program ends.
 
+#include <functional>
 #include <memory>
+#include <string_view>
 
 #include "vboard/board/Board.h"
-#include "vboard/board/Session.h"
+#include "vboard/front/RunLink.h"
 #include "vboard/record/Summary.h"
 #include "vboard/record/VcdWriter.h"
 #include "vboard/record/WaveJson.h"
@@ -17,8 +19,8 @@ namespace vboard {
 class Recordings {
 public:
     /// Listens to the board from here on. To be made before the board takes over its kept state;
-    /// `board` must outlive it. `first`: no program of this run has used the board before.
-    Recordings(const Session& session, Board& board, bool first);
+    /// Link and board must outlive it. `first`: no program of this run has used the board before.
+    Recordings(RunLink& link, Board& board, bool first);
 
     /// The board has taken over its kept state: the record begins.
     void Begin();
@@ -35,6 +37,7 @@ private:
     std::unique_ptr<Summary> m_summary;
     std::unique_ptr<WaveLog> m_waveLog;
     WavePart m_wavePart = WavePart::kRun;
+    std::function<void(std::string_view)> m_writePicture;
     int m_waveDescriptor = -1;
 };
 

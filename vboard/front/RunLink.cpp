@@ -4,14 +4,33 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 
-#include "vboard/front/LineFile.h"
 #include "vboard/front/RealLibc.h"
 #include "vboard/host/Host.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
+namespace {
+
+/// Returns 0, or errno when not all of `text` could be written. The program's errno stays its own.
+int WriteAll(int descriptor, std::string_view text) {
+    const int kept = errno;
+    int error = 0;
+    while (!text.empty() && error == 0) {
+        const ssize_t written = Real().write(descriptor, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno != EINTR) {
+            error = errno;
+        }
+    }
+    errno = kept;
+    return error;
+}
+
+}  // namespace
 
 RunLink* RunLink::Get() {
     static RunLink* link = nullptr;
@@ -52,6 +71,16 @@ bool RunLink::Owns(std::string_view path) const {
            path == m_memory->commPath.data();
 }
 
+std::function<void(std::string_view)> RunLink::WriterOf(Output output, int descriptor) {
+    std::int32_t& firstError = m_memory->report.outputErrors[static_cast<std::size_t>(output)];
+    return [descriptor, &firstError](std::string_view text) {
+        const int error = WriteAll(descriptor, text);
+        if (firstError == 0) {
+            firstError = error;
+        }
+    };
+}
+
 Instant RunLink::AskTime() {
     const Instant now{Duration{m_memory->report.boardTimeNs}};
     m_memory->report.boardTimeNs += kTimeOfAsking.count();
@@ -59,7 +88,7 @@ Instant RunLink::AskTime() {
 }
 
 void FailRun(std::string_view problem) {
-    WriteAll(STDERR_FILENO, Formatted("vboard: {}\n", problem));
+    static_cast<void>(WriteAll(STDERR_FILENO, Formatted("vboard: {}\n", problem)));
     Real()._exit(kExitOwnError);
     std::abort();
 }

@@ -4,6 +4,7 @@
 // What ties a program to the run it is part of: the runner's words and the memory shared with it.
 // There is one in every program of the run, also in those that never touch the board.
 
+#include <functional>
 #include <string_view>
 
 #include "vboard/board/Session.h"
@@ -26,6 +27,10 @@ public:
     /// open may not close these.
     [[nodiscard]] unsigned FirstReserved() const { return kFirstSessionDescriptor; }
     [[nodiscard]] unsigned LastReserved() const { return m_lastReserved; }
+
+    /// Writes to the inherited `descriptor` past every wrapper. What can't be written is lost, and
+    /// the runner told that `output` is not whole. The link must outlive what is returned.
+    [[nodiscard]] std::function<void(std::string_view)> WriterOf(Output output, int descriptor);
 
     /// The time of the board for a program that has none itself. Asking takes a microsecond.
     [[nodiscard]] Instant AskTime();

@@ -68,7 +68,7 @@ void World::Make() {
     const Instant start{Duration{m_report->boardTimeNs}};
     OrderFaults(session);
     m_board = std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), *m_faults, *this, start);
-    m_recordings = std::make_unique<Recordings>(session, *m_board, m_report->worlds == 1);
+    m_recordings = std::make_unique<Recordings>(m_link, *m_board, m_report->worlds == 1);
     m_board->Restore(m_file.State());
     m_recordings->Begin();
     m_board->AddListener(*this);
@@ -92,11 +92,10 @@ void World::Make() {
 }
 
 void World::Record(const Session& session) {
-    const int descriptor = session.transcriptDescriptor;
-    if (descriptor < 0) {
+    if (session.transcriptDescriptor < 0) {
         return;
     }
-    const auto write = [descriptor](std::string_view lines) { WriteAll(descriptor, lines); };
+    const auto write = m_link.WriterOf(Output::kTranscript, session.transcriptDescriptor);
     HeldText& held = m_link.Memory().transcript;
     const bool watched = session.pace > 0;
     const auto keep = [&held, write, watched](std::string_view lines) {
@@ -150,7 +149,8 @@ void World::OrderFaults(const Session& session) {
         plan->SetNoise(NoiseSource(session.noiseRate, session.noiseSeed));
     }
     if (session.callsDescriptor >= 0) {
-        m_calls = std::make_unique<LineFile>(session.callsDescriptor);
+        m_calls =
+            std::make_unique<LineFile>(m_link.WriterOf(Output::kCalls, session.callsDescriptor));
         plan->SetCallLine([this](std::string_view line) { m_calls->Add(line); });
     }
     m_faults = std::move(plan);

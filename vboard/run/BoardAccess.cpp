@@ -8,12 +8,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include "vboard/run/OutputFile.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
-
-constexpr mode_t kFileMode = 0644;
 
 bool Lock(const std::string& path, const Descriptor& descriptor, std::string& problem) {
     if (flock(descriptor.Number(), LOCK_EX | LOCK_NB) != 0) {
@@ -75,7 +74,7 @@ bool MakeBoard(const std::string& path, const BoardSetup& setup, const ImageSour
                Descriptor& descriptor, BoardFile& file, std::string& problem) {
     descriptor = Descriptor(
         path.empty() ? memfd_create("vboard", MFD_CLOEXEC)
-                     : open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
+                     : open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
     if (!descriptor.IsOpen()) {
         const char* remedy = errno == EEXIST ? ": take another name, or remove it first" : "";
         problem =

@@ -1,36 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/run/ImageFile.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <string_view>
 
 #include "vboard/image/IntelHex.h"
-#include "vboard/run/Descriptor.h"
+#include "vboard/run/OutputFile.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
-namespace {
-
-constexpr mode_t kFileMode = 0644;
-
-bool WriteText(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(descriptor, text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written < 0 ? 0 : written));
-    }
-    return true;
-}
-
-}  // namespace
 
 bool ReadImageFile(const std::string& path, MemoryImage& image, std::string& problem) {
     std::ifstream file(path, std::ios::binary);
@@ -49,12 +31,14 @@ bool ReadImageFile(const std::string& path, MemoryImage& image, std::string& pro
 
 bool WriteImageFile(const std::string& path, const MemoryImage& image, std::string& problem) {
     const std::string text = WriteIntelHex(image);
-    const bool toStandardOutput = path == "-";
-    const Descriptor file(
-        toStandardOutput ? dup(STDOUT_FILENO)
-                         : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
-    if (!file.IsOpen() || !WriteText(file.Number(), text)) {
-        problem = Formatted("image '{}' can't be written: {}", path, strerrordesc_np(errno));
+    Descriptor file;
+    if (path == "-") {
+        file = Descriptor(dup(STDOUT_FILENO));
+    } else if (!OpenOutput("image", path, file, problem)) {
+        return false;
+    }
+    if (!WriteAll(file, text)) {
+        problem = CannotWrite("image", path, errno);
         return false;
     }
     return true;

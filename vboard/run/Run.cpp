@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -19,13 +20,13 @@
 #include "vboard/run/FaultOrder.h"
 #include "vboard/run/ReplayLine.h"
 #include "vboard/run/RunOptions.h"
+#include "vboard/run/RunOutputs.h"
 #include "vboard/run/SummaryOrder.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
 
-constexpr mode_t kFileMode = 0644;
 constexpr const char* kLibraryName = "libvboard.so";
 
 void Say(const std::string& text) {
@@ -39,11 +40,8 @@ struct RunFiles {
     Descriptor report;
     RunMemory* memory = nullptr;
     RunReport* reportMemory = nullptr;
-    Descriptor transcript;
     Descriptor faults;
-    Descriptor calls;
-    Descriptor vcd;
-    Descriptor wave;
+    RunOutputs outputs;
     SummaryOrder summary;
 };
 
@@ -80,21 +78,6 @@ bool OpenReport(RunFiles& files, std::string& problem) {
     return true;
 }
 
-/// Opens a file that the run will write, if one is asked for.
-bool OpenOutput(const char* what, const std::string& path, Descriptor& descriptor,
-                std::string& problem) {
-    if (path.empty()) {
-        return true;
-    }
-    descriptor = Descriptor(
-        open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, kFileMode));
-    if (!descriptor.IsOpen()) {
-        problem = Formatted("{} '{}' can't be written: {}", what, path, strerrordesc_np(errno));
-        return false;
-    }
-    return true;
-}
-
 bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem) {
     BoardSetup setup;
     if (!SetupFrom(options.settings, setup, problem)) {
@@ -112,11 +95,7 @@ bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem)
     if (!opened || !OpenReport(files, problem)) {
         return false;
     }
-    return OpenOutput("transcript", options.transcriptPath, files.transcript, problem) &&
-           OpenOutput("list of calls", options.callsPath, files.calls, problem) &&
-           OpenOutput("waveform", options.vcdPath, files.vcd, problem) &&
-           OpenOutput("picture", options.wavePath, files.wave, problem) &&
-           files.summary.Open(options, problem);
+    return files.outputs.Open(options, problem) && files.summary.Open(options, problem);
 }
 
 /// Hands the rules over in a file of memory, where no length limits them.
@@ -169,13 +148,13 @@ void Preload(const RunOptions& options, const std::string& library) {
     Session session;
     session.boardDescriptor = Inherited(files.board);
     session.reportDescriptor = Inherited(files.report);
-    session.transcriptDescriptor = Inherited(files.transcript);
+    session.transcriptDescriptor = Inherited(files.outputs.File(Output::kTranscript));
     session.faultsDescriptor = Inherited(files.faults);
-    session.callsDescriptor = Inherited(files.calls);
+    session.callsDescriptor = Inherited(files.outputs.File(Output::kCalls));
     session.noiseRate = options.noiseRate;
     session.noiseSeed = options.noiseSeed;
-    session.vcdDescriptor = Inherited(files.vcd);
-    session.waveDescriptor = Inherited(files.wave);
+    session.vcdDescriptor = Inherited(files.outputs.File(Output::kWaveform));
+    session.waveDescriptor = Inherited(files.outputs.File(Output::kPicture));
     session.wavePart = options.wavePart;
     session.summaryDescriptor = Inherited(files.summary.Counts());
     session.pace = options.pace;
@@ -206,11 +185,6 @@ int WaitFor(pid_t program) {
     return status;
 }
 
-std::string EndText(int status) {
-    return WIFSIGNALED(status) ? Formatted("killed by signal {}", WTERMSIG(status))
-                               : Formatted("exit status {}", WEXITSTATUS(status));
-}
-
 std::string VerdictText(const RunReport& report) {
     return Formatted("{}, at {:.6f} s of virtual time", report.verdictText.data(),
                      static_cast<double>(report.virtualTimeNs) / 1e9);
@@ -226,20 +200,8 @@ std::string ApplicationText(const BoardFile& file) {
         ValueName(Signal::kChipMode, static_cast<std::uint32_t>(file.State().chip.mode)));
 }
 
-void EndTranscript(const RunFiles& files, int status) {
-    if (!files.transcript.IsOpen()) {
-        return;
-    }
-    const auto append = [&files](std::string_view text) {
-        static_cast<void>(write(files.transcript.Number(), text.data(), text.size()));
-    };
-    files.memory->transcript.HandOn(append);
-    const std::int64_t microseconds = files.reportMemory->virtualTimeNs / 1000;
-    append(Formatted("{:>5}.{:06} {:<8}{}\n", microseconds / 1'000'000, microseconds % 1'000'000,
-                     "end", EndText(status)));
-}
-
-void Summarize(const RunOptions& options, const RunFiles& files, int status) {
+/// False when a summary was asked for and can't be given.
+bool Summarize(const RunOptions& options, const RunFiles& files, int status) {
     const RunReport& report = *files.reportMemory;
     if (report.worlds == 0 && !options.quiet) {
         Say("the program never reached the board: is it linked statically?");
@@ -248,15 +210,19 @@ void Summarize(const RunOptions& options, const RunFiles& files, int status) {
     std::string problem;
     if (!now.Attach(files.board.Number(), problem)) {
         Say(Formatted("the board {}", problem));
-        return;
+        return false;
     }
-    files.summary.Report(status, report, now);
+    const bool reported = files.summary.Report(status, report, now, problem);
+    if (!reported) {
+        Say(problem);
+    }
     if (options.quiet || options.summaryAsJson || report.worlds == 0) {
-        return;
+        return reported;
     }
     Say(Formatted("{} bytes of flash programmed in {} blocks; {}; {:.6f} s of virtual time",
                   report.bytesProgrammed, report.blocksProgrammed, ApplicationText(now),
                   static_cast<double>(report.virtualTimeNs) / 1e9));
+    return reported;
 }
 
 }  // namespace
@@ -284,17 +250,23 @@ int Run(const RunOptions& options) {
         BecomeProgram(options, files, library);
     }
     const int status = WaitFor(program);
-    EndTranscript(files, status);
+    files.outputs.EndTranscript(*files.memory, status);
     if (files.reportMemory->verdict != static_cast<std::uint32_t>(Verdict::kNone)) {
         Say(VerdictText(*files.reportMemory));
     }
     const bool started = !WIFEXITED(status) || (WEXITSTATUS(status) != kExitNotFound &&
                                                 WEXITSTATUS(status) != kExitCannotExecute);
+    const std::vector<std::string> losses = files.outputs.Losses(*files.reportMemory);
+    std::for_each(losses.begin(), losses.end(), Say);
+    bool complete = losses.empty();
     if (started) {
-        Summarize(options, files, status);
+        complete = Summarize(options, files, status) && complete;
     }
     if (status != 0 && started && (!faults.empty() || options.noiseRate > 0)) {
         Say(Formatted("replay: {}", ReplayLine(options, faults)));
+    }
+    if (!complete) {
+        return kExitOwnError;
     }
     return WIFSIGNALED(status) ? kExitSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/run/SummaryOrder.h"
 
-#include <fcntl.h>
 #include <sys/mman.h>
 
 #include <cerrno>
@@ -9,12 +8,13 @@
 #include <cstring>
 
 #include "vboard/run/ImageFile.h"
+#include "vboard/run/OutputFile.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
 
-constexpr mode_t kFileMode = 0644;
+constexpr const char* kSummary = "summary";
 
 }  // namespace
 
@@ -33,7 +33,9 @@ bool SummaryOrder::Open(const RunOptions& options, std::string& problem) {
         }
         return m_imagePath.empty();
     }
-    return ReadImage(problem) && MakeCounts(problem) && OpenFile(options.summaryPath, problem);
+    m_path = options.summaryPath;
+    return ReadImage(problem) && MakeCounts(problem) &&
+           (m_path.empty() || OpenOutput(kSummary, m_path, m_file, problem));
 }
 
 bool SummaryOrder::ReadImage(std::string& problem) {
@@ -55,30 +57,21 @@ bool SummaryOrder::MakeCounts(std::string& problem) {
     return true;
 }
 
-bool SummaryOrder::OpenFile(const std::string& path, std::string& problem) {
-    if (path.empty()) {
-        return true;
-    }
-    m_file = Descriptor(
-        open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, kFileMode));
-    if (!m_file.IsOpen()) {
-        problem = Formatted("summary '{}' can't be written: {}", path, strerrordesc_np(errno));
-    }
-    return m_file.IsOpen();
-}
-
-void SummaryOrder::Report(int status, const RunReport& report, const BoardFile& board) const {
+bool SummaryOrder::Report(int status, const RunReport& report, const BoardFile& board,
+                          std::string& problem) const {
     if (m_memory == nullptr) {
-        return;
+        return true;
     }
     const std::string text =
         SummaryJson({status, report, *m_memory, board, m_image ? &*m_image : nullptr, m_imagePath});
     if (m_onStandardError) {
         PrintFormatted(stderr, "{}", text);
     }
-    if (m_file.IsOpen()) {
-        static_cast<void>(write(m_file.Number(), text.data(), text.size()));
+    if (m_file.IsOpen() && !WriteAll(m_file, text)) {
+        problem = CannotWrite(kSummary, m_path, errno);
+        return false;
     }
+    return true;
 }
 
 }  // namespace vboard

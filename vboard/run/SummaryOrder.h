@@ -5,6 +5,7 @@
 // to compare with, and where it goes at the end.
 
 #include <optional>
+#include <string>
 
 #include "vboard/run/Descriptor.h"
 #include "vboard/run/RunOptions.h"
@@ -26,16 +27,18 @@ public:
     [[nodiscard]] const Descriptor& Counts() const { return m_counts; }
 
     /// Writes the summary to the file that was asked for, and to standard error if that was.
-    /// `status` is waitpid's; `board` is as the run left it.
-    void Report(int status, const RunReport& report, const BoardFile& board) const;
+    /// `status` is waitpid's; `board` is as the run left it. False when the file can't be written:
+    /// `problem` is one line.
+    [[nodiscard]] bool Report(int status, const RunReport& report, const BoardFile& board,
+                              std::string& problem) const;
 
 private:
     [[nodiscard]] bool ReadImage(std::string& problem);
     [[nodiscard]] bool MakeCounts(std::string& problem);
-    [[nodiscard]] bool OpenFile(const std::string& path, std::string& problem);
 
     Descriptor m_counts;
     SummaryCounts* m_memory = nullptr;
+    std::string m_path;
     Descriptor m_file;
     std::string m_imagePath;
     std::optional<MemoryImage> m_image;

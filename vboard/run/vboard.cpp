@@ -10,7 +10,12 @@
 
 int main(int argc, char** argv) {
     try {
-        return vboard::CarryOut(argc, argv);
+        const int status = vboard::CarryOut(argc, argv);
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+            std::fputs("vboard: standard output can't be written\n", stderr);
+            return vboard::kExitOwnError;
+        }
+        return status;
     } catch (const std::exception& failure) {
         // Memory ran out, or a stream broke.
         std::fprintf(stderr, "vboard: %s\n", failure.what());

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/run/RunOutputs.h"
+
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <string_view>
+
+#include "vboard/run/OutputFile.h"
+#include "vboard/text/Format.h"
+
+namespace vboard {
+namespace {
+
+/// What messages call each Output.
+constexpr std::array<const char*, static_cast<std::size_t>(Output::kCount)> kNames = {
+    "transcript", "list of calls", "waveform", "picture"};
+
+std::string EndText(int status) {
+    return WIFSIGNALED(status) ? Formatted("killed by signal {}", WTERMSIG(status))
+                               : Formatted("exit status {}", WEXITSTATUS(status));
+}
+
+}  // namespace
+
+bool RunOutputs::Open(const RunOptions& options, std::string& problem) {
+    m_paths = {options.transcriptPath, options.callsPath, options.vcdPath, options.wavePath};
+    for (std::size_t output = 0; output < kCount; ++output) {
+        if (!m_paths[output].empty() &&
+            !OpenOutput(kNames[output], m_paths[output], m_files[output], problem)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+const Descriptor& RunOutputs::File(Output output) const {
+    return m_files[static_cast<std::size_t>(output)];
+}
+
+void RunOutputs::EndTranscript(RunMemory& memory, int status) const {
+    const Descriptor& file = File(Output::kTranscript);
+    if (!file.IsOpen()) {
+        return;
+    }
+    std::int32_t& firstError =
+        memory.report.outputErrors[static_cast<std::size_t>(Output::kTranscript)];
+    const auto append = [&file, &firstError](std::string_view text) {
+        if (!WriteAll(file, text) && firstError == 0) {
+            firstError = errno;
+        }
+    };
+    memory.transcript.HandOn(append);
+    const std::int64_t microseconds = memory.report.virtualTimeNs / 1000;
+    append(Formatted("{:>5}.{:06} {:<8}{}\n", microseconds / 1'000'000, microseconds % 1'000'000,
+                     "end", EndText(status)));
+}
+
+std::vector<std::string> RunOutputs::Losses(const RunReport& report) const {
+    std::vector<std::string> lines;
+    for (std::size_t output = 0; output < kCount; ++output) {
+        if (report.outputErrors[output] != 0) {
+            lines.push_back(
+                CannotWrite(kNames[output], m_paths[output], report.outputErrors[output]));
+        }
+    }
+    return lines;
+}
+
+}  // namespace vboard
