@@ -7,8 +7,8 @@
 #include <chrono>
 #include <initializer_list>
 
-#include "vboard/chip/CommandCodes.h"
 #include "vboard/faults/FaultPlanParser.h"
+#include "vboard/record/LoaderCodes.h"
 #include "vboard/record/Probe.h"
 
 namespace vboard {
@@ -211,7 +211,7 @@ TEST(FaultPlanAnswers, AreStruckByTheCommandTheyAnswer) {
     };
     using Kind = AnswerFault::Kind;
     EXPECT_EQ(answer(kReceiveBlock).kind, Kind::kNone);
-    const AnswerFault preceded = answer(kSync);
+    const AnswerFault preceded = answer(kSyncByte);
     EXPECT_EQ(preceded.kind, Kind::kPreceded);
     EXPECT_EQ(preceded.bytes, (Bytes{0x41, 0x42}));
     const AnswerFault refused = answer(kReceiveBlock);
@@ -226,7 +226,7 @@ TEST(FaultPlanAnswers, AreStruckByTheCommandTheyAnswer) {
 
 TEST(FaultPlanAnswers, PowerCutAtAnAnswerTakesTheAnswerWithIt) {
     PlannedWorld world{"answer=power off 5ms"};
-    const AnswerFault fault = world.plan.OnAnswer(kSync, 0, Bytes{0x90});
+    const AnswerFault fault = world.plan.OnAnswer(kSyncByte, 0, Bytes{0x90});
     EXPECT_EQ(fault.kind, AnswerFault::Kind::kReplaced);
     EXPECT_EQ(fault.bytes, Bytes{});
     EXPECT_EQ(world.Said(), "fault answer=power off 5ms");
@@ -316,9 +316,9 @@ TEST(FaultPlanAlone, DecidesWithoutAClockOrAProbe) {
 
 TEST(FaultTable, NamesTheCommandsByTheCodesOfTheLoader) {
     const std::array<std::uint8_t, 11> codes{
-        kSync,           kReceivePassword,    kReceiveBlock, kTransmitBlock,   kErase,
-        kMassErase,      kLoadProgramCounter, kEraseCheck,   kTransmitVersion, kChangeSpeed,
-        kSetMemoryOffset};
+        kSyncByte,        kReceivePassword, kReceiveBlock,       kTransmitBlock,
+        kErase,           kMassErase,       kLoadProgramCounter, kEraseCheck,
+        kTransmitVersion, kChangeSpeed,     kSetMemoryOffset};
     ASSERT_EQ(AllAnswerNames().size(), codes.size());
     for (std::size_t i = 0; i < codes.size(); ++i) {
         EXPECT_EQ(AllAnswerNames()[i].command, codes.at(i)) << AllAnswerNames()[i].word;

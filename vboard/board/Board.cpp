@@ -17,8 +17,6 @@ namespace {
 using std::chrono_literals::operator""s;
 
 constexpr Duration kSettleTime = 10s;
-constexpr std::size_t kResetVector = 0xFFFE;
-constexpr std::uint8_t kErased = 0xFF;
 constexpr std::uint16_t kOldVersion = 256;
 
 void StoreWord(Memory memory, std::size_t address, std::uint16_t word) {
@@ -31,9 +29,9 @@ void StoreWord(Memory memory, std::size_t address, std::uint16_t word) {
 void FillWithOldFirmware(Memory memory, const ChipOptions& options) {
     constexpr std::uint16_t kCodeAddress = 0x2102;
     constexpr std::uint16_t kJumpToItself = 0x3FFF;  // MSP430: jmp $
-    std::fill(memory.begin(), memory.end(), kErased);
+    std::fill(memory.begin(), memory.end(), kErasedByte);
     StoreWord(memory, kCodeAddress, kJumpToItself);
-    StoreWord(memory, kResetVector, kCodeAddress);
+    StoreWord(memory, kResetVectorAddress, kCodeAddress);
     StoreWord(memory, options.versionAddress, kOldVersion);
 }
 

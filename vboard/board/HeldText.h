@@ -9,18 +9,17 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <string_view>
+
+#include "vboard/record/TextSink.h"
 
 namespace vboard {
 
 /// Lies in shared memory that begins as zeros, which is an empty text.
 class HeldText {
 public:
-    using Write = std::function<void(std::string_view)>;
-
     /// Adds a text; `sink` gets what does not fit any more.
-    void Append(std::string_view text, const Write& sink) {
+    void Append(std::string_view text, const TextSink& sink) {
         if (text.size() > m_text.size() - m_sizeBytes) {
             HandOn(sink);
         }
@@ -35,7 +34,7 @@ public:
     }
 
     /// Gives all that is held to `sink`.
-    void HandOn(const Write& sink) {
+    void HandOn(const TextSink& sink) {
         if (m_sizeBytes > 0) {
             sink({m_text.data(), m_sizeBytes});
             m_sizeBytes = 0;

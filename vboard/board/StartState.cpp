@@ -9,9 +9,6 @@
 namespace vboard {
 namespace {
 
-constexpr std::uint8_t kErased = 0xFF;
-constexpr std::size_t kResetVector = 0xFFFE;
-
 constexpr std::array<StartStateInfo, 5> kStartStates{{
     {StartState::kRunning, "running", "the application runs, if the memory holds one"},
     {StartState::kErased, "erased", "the whole memory is erased and nothing runs"},
@@ -51,7 +48,7 @@ bool FillMemory(const BoardSetup& setup, const MemoryImage* image, Memory memory
     if (image != nullptr && !Fits(setup.Part(), *image, problem)) {
         return false;
     }
-    std::fill(memory.begin(), memory.end(), kErased);
+    std::fill(memory.begin(), memory.end(), kErasedByte);
     if (image == nullptr && !erased) {
         FillWithOldFirmware(memory, setup.Options());
     }
@@ -64,8 +61,8 @@ bool FillMemory(const BoardSetup& setup, const MemoryImage* image, Memory memory
 BoardState StateAtStart(const BoardSetup& setup,
                         std::span<const std::uint8_t, kMemorySizeBytes> memory) {
     BoardState state;
-    const bool hasNothingToRun =
-        memory[kResetVector] == kErased && memory[kResetVector + 1] == kErased;
+    const bool hasNothingToRun = memory[kResetVectorAddress] == kErasedByte &&
+                                 memory[kResetVectorAddress + 1] == kErasedByte;
     state.chip.mode = hasNothingToRun ? ChipMode::kStopped : ChipMode::kApplication;
     if (setup.Start() == StartState::kLoader) {
         state.chip.mode = ChipMode::kLoader;

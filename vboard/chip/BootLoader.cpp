@@ -4,8 +4,8 @@
 #include <array>
 #include <utility>
 
-#include "vboard/chip/CommandCodes.h"
 #include "vboard/chip/CommandWords.h"
+#include "vboard/record/LoaderCodes.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
@@ -128,11 +128,11 @@ void BootLoader::TakeSync(const ReceivedCharacter& character) {
         NoteCharacter(character, "damaged in place of a sync: not answered");
         return;
     }
-    if (character.value != kSync) {
+    if (character.value != kSyncByte) {
         NoteCharacter(character, "ignored: no sync");
         return;
     }
-    m_frame = {kSync, 0, 0, {}};
+    m_frame = {kSyncByte, 0, 0, {}};
     m_result = {};
     m_result.after = LoaderCommands::After::kFrame;
     Answer();
@@ -169,7 +169,7 @@ void BootLoader::TakeFrame() {
 void BootLoader::RefuseFrame() {
     m_frame = m_decoder.Taken();
     m_result = {};
-    m_result.answer = kNak;
+    m_result.answer = kNakByte;
     m_result.refusal = DefectWords(m_decoder.WhatIsWrong());
     Answer();
 }
@@ -234,7 +234,7 @@ void BootLoader::EndAnswer() {
         case LoaderCommands::After::kSync:
             Listen(LoaderState::kSync);
             return;
-        case LoaderCommands::After::kChangeSpeed:
+        case LoaderCommands::After::kNewSpeed:
             SetState(LoaderState::kWorking);
             After(kChangeSpeedTime, &BootLoader::ChangeSpeed);
             return;

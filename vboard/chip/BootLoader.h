@@ -113,7 +113,7 @@ private:
     LoaderState m_state = LoaderState::kOff;
     Instant m_hearsSince = Instant::min();
 
-    Frame m_frame;  ///< The command being carried out; kSync for a sync character.
+    Frame m_frame;  ///< The command being carried out; kSyncByte for a sync character.
     LoaderCommands::Result m_result;
     std::vector<std::uint8_t> m_answer;
 

@@ -11,7 +11,6 @@
 namespace vboard {
 namespace {
 
-constexpr std::uint16_t kResetVectorAddress = 0xFFFE;
 constexpr std::uint16_t kErasedVector = 0xFFFF;
 
 std::uint32_t Number(PinLevel level) {

@@ -62,6 +62,11 @@ struct ChipState {
 inline constexpr std::size_t kMemorySizeBytes = 0x10000;
 using Memory = std::span<std::uint8_t, kMemorySizeBytes>;
 
+inline constexpr std::uint8_t kErasedByte = 0xFF;
+
+/// Of the word that says where the application starts; while it is erased, there is none.
+inline constexpr std::uint16_t kResetVectorAddress = 0xFFFE;
+
 class Chip {
 public:
     /// `model` and `options` are copied. `memory` holds what is in the chip and is changed in

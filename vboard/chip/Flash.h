@@ -26,8 +26,6 @@ namespace vboard {
 
 enum class Region : std::uint8_t { kMain, kInfo, kRam, kNone };
 
-inline constexpr std::uint8_t kErasedByte = 0xFF;
-
 /// Periods of the flash clock for a word: data sheets give 30 (inside a block) to 35 (the first or
 /// a single word). The loaders write single words, so the longer.
 inline constexpr std::uint32_t kWordPeriods = 35;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/chip/FrameDecoder.h"
 
+#include "vboard/record/LoaderCodes.h"
+
 namespace vboard {
 namespace {
 

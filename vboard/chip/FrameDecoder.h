@@ -18,7 +18,6 @@
 
 namespace vboard {
 
-inline constexpr std::uint8_t kFrameHeader = 0x80;
 inline constexpr std::size_t kFrameHeadBytes = 8;  ///< Before the data.
 inline constexpr std::size_t kChecksumBytes = 2;
 inline constexpr std::size_t kMaxBlockBytes = 250;

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "vboard/chip/CommandCodes.h"
+#include "vboard/record/LoaderCodes.h"
 
 namespace vboard {
 namespace {
@@ -18,7 +18,7 @@ constexpr std::size_t kVersionLoaderAt = 10;  // D11, D12
 
 LoaderCommands::Result Refused(std::string_view why) {
     LoaderCommands::Result result;
-    result.answer = kNak;
+    result.answer = kNakByte;
     result.refusal = why;
     return result;
 }
@@ -233,7 +233,7 @@ LoaderCommands::Result LoaderCommands::ChangeSpeed() {
     }
     m_bitsPerSecond = kSpeeds[index];
     Result result;
-    result.after = After::kChangeSpeed;
+    result.after = After::kNewSpeed;
     return result;
 }
 

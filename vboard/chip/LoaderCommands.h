@@ -25,11 +25,9 @@
 #include "vboard/chip/Flash.h"
 #include "vboard/chip/FrameDecoder.h"
 #include "vboard/chip/SerialFormat.h"
+#include "vboard/record/LoaderCodes.h"
 
 namespace vboard {
-
-inline constexpr std::uint8_t kAck = 0x90;
-inline constexpr std::uint8_t kNak = 0xA0;
 
 /// The interrupt vectors, whose content is the password.
 inline constexpr AddressRange kVectors{0xFFE0, 0xFFFF};
@@ -38,14 +36,14 @@ class LoaderCommands {
 public:
     /// What comes after the answer.
     enum class After : std::uint8_t {
-        kSync,         ///< The next sync.
-        kFrame,        ///< A frame: what was answered was a sync.
-        kChangeSpeed,  ///< The next sync at another speed.
-        kJump,         ///< The loader ends.
+        kSync,      ///< The next sync.
+        kFrame,     ///< A frame: what was answered was a sync.
+        kNewSpeed,  ///< The next sync at another speed.
+        kJump,      ///< The loader ends.
     };
 
     struct Result {
-        std::uint8_t answer = kAck;
+        std::uint8_t answer = kAckByte;
         std::span<const std::uint8_t> data;  ///< Answered in a data frame instead, unless empty.
         bool works = false;                  ///< Flash changes first; Finish then says the answer.
         Duration workTime{0};                ///< How long that takes.

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "vboard/record/LoaderCodes.h"
 #include "vboard/record/Probe.h"
 #include "vboard/text/Format.h"
 
@@ -10,8 +11,6 @@ namespace vboard {
 namespace {
 
 constexpr std::string_view kGpioFolder = "/sys/class/gpio/";
-constexpr std::uint8_t kAcknowledged = 0x90;
-constexpr std::uint8_t kRefused = 0xA0;
 
 std::string PathOf(std::string_view target, const FaultNames& names) {
     if (target == "port") {
@@ -80,9 +79,9 @@ CharacterFault CharacterFaultOf(const FaultOutcome& outcome) {
 AnswerFault AnswerFaultOf(const FaultOutcome& outcome) {
     switch (outcome.action) {
         case FaultAction::kAck:
-            return {AnswerFault::Kind::kReplaced, {kAcknowledged}, Duration{0}};
+            return {AnswerFault::Kind::kReplaced, {kAckByte}, Duration{0}};
         case FaultAction::kNak:
-            return {AnswerFault::Kind::kReplaced, {kRefused}, Duration{0}};
+            return {AnswerFault::Kind::kReplaced, {kNakByte}, Duration{0}};
         case FaultAction::kBytes:
             return {AnswerFault::Kind::kReplaced, outcome.bytes, Duration{0}};
         case FaultAction::kPreceded:

@@ -17,7 +17,7 @@ namespace vboard {
 namespace {
 
 constexpr int kLargestErrno = 255;
-constexpr std::size_t kMostBytes = 4096;
+constexpr std::size_t kMostBytesOfARule = 4096;
 /// Virtual times up to 292 years fit into the clock; a tenth of that leaves room to add to.
 constexpr std::int64_t kLargestTimeNs = std::numeric_limits<std::int64_t>::max() / 10;
 
@@ -301,7 +301,7 @@ bool ParseBytes(std::string_view text, std::vector<std::uint8_t>& bytes) {
     for (text = Trimmed(text); !text.empty(); text = Trimmed(text)) {
         const std::string_view word = text.substr(0, text.find_first_of(" \t"));
         unsigned value = 0;
-        if (!ParseHex(word, value) || value > 0xFF || bytes.size() == kMostBytes) {
+        if (!ParseHex(word, value) || value > 0xFF || bytes.size() == kMostBytesOfARule) {
             return false;
         }
         bytes.push_back(static_cast<std::uint8_t>(value));

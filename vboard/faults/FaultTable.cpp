@@ -4,6 +4,7 @@
 #include <array>
 #include <initializer_list>
 
+#include "vboard/record/LoaderCodes.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
@@ -117,9 +118,10 @@ constexpr std::array<ActionInfo, static_cast<std::size_t>(FaultAction::kCount)> 
 }};
 
 constexpr std::array<AnswerName, 11> kAnswers{{
-    {"sync", 0x80}, {"password", 0x10}, {"write", 0x12}, {"read", 0x14},
-    {"erase", 0x16}, {"mass-erase", 0x18}, {"load-pc", 0x1A}, {"erase-check", 0x1C},
-    {"version", 0x1E}, {"change-speed", 0x20}, {"memory-offset", 0x21},
+    {"sync", kSyncByte}, {"password", kReceivePassword}, {"write", kReceiveBlock},
+    {"read", kTransmitBlock}, {"erase", kErase}, {"mass-erase", kMassErase},
+    {"load-pc", kLoadProgramCounter}, {"erase-check", kEraseCheck}, {"version", kTransmitVersion},
+    {"change-speed", kChangeSpeed}, {"memory-offset", kSetMemoryOffset},
 }};
 
 constexpr std::array<std::string_view, 3> kLines{"reset_gpio", "rxd_nmi_gpio", "msp_tck_gpio"};

@@ -14,7 +14,7 @@ constexpr unsigned kSpareBits = 64 - 53;
 
 /// What drivers of terminals, GPIO files and the communication device may answer.
 constexpr std::array<int, 8> kErrors{EIO, EINTR, EAGAIN, ENOENT, EACCES, EBUSY, ENODEV, ENOSPC};
-constexpr std::size_t kMostBytes = 3;
+constexpr std::size_t kMostNoiseBytes = 3;
 constexpr std::size_t kMostMilliseconds = 500;
 
 }  // namespace
@@ -62,7 +62,7 @@ std::optional<FaultOutcome> NoiseSource::Strike(std::uint32_t actions, std::size
             FillBytes(outcome, 1);
             break;
         case ArgumentKind::kBytes:
-            FillBytes(outcome, 1 + Below(kMostBytes));
+            FillBytes(outcome, 1 + Below(kMostNoiseBytes));
             break;
         case ArgumentKind::kTime:
         case ArgumentKind::kTimeOrNothing:

@@ -2,11 +2,6 @@
 #include "vboard/front/LineFile.h"
 
 namespace vboard {
-namespace {
-
-constexpr std::size_t kHeldBytes = 0x10000;
-
-}  // namespace
 
 void LineFile::Add(std::string_view line) {
     m_text.append(line).push_back('\n');

@@ -3,19 +3,18 @@
 
 // Text of a run on its way into a file, gathered so that a run does not make a system call a line.
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include "vboard/record/TextSink.h"
 
 namespace vboard {
 
 class LineFile {
 public:
-    using Sink = std::function<void(std::string_view)>;
-
     /// `sink` gets the text in pieces of many lines.
-    explicit LineFile(Sink sink) : m_sink(std::move(sink)) {}
+    explicit LineFile(TextSink sink) : m_sink(std::move(sink)) {}
 
     /// `line` has no line end.
     void Add(std::string_view line);
@@ -23,7 +22,7 @@ public:
     void HandOn();
 
 private:
-    Sink m_sink;
+    TextSink m_sink;
     std::string m_text;
 };
 

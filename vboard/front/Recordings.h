@@ -4,9 +4,7 @@
 // What is recorded of one program's run besides the transcript: made when its board is made,
 // completed when the program ends.
 
-#include <functional>
 #include <memory>
-#include <string_view>
 
 #include "vboard/board/Board.h"
 #include "vboard/front/RunLink.h"
@@ -37,7 +35,7 @@ private:
     std::unique_ptr<Summary> m_summary;
     std::unique_ptr<WaveLog> m_waveLog;
     WavePart m_wavePart = WavePart::kRun;
-    std::function<void(std::string_view)> m_writePicture;
+    TextSink m_writePicture;
     int m_waveDescriptor = -1;
 };
 

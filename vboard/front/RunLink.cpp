@@ -71,7 +71,7 @@ bool RunLink::Owns(std::string_view path) const {
            path == m_memory->commPath.data();
 }
 
-std::function<void(std::string_view)> RunLink::WriterOf(Output output, int descriptor) {
+TextSink RunLink::WriterOf(Output output, int descriptor) {
     std::int32_t& firstError = m_memory->report.outputErrors[static_cast<std::size_t>(output)];
     return [descriptor, &firstError](std::string_view text) {
         const int error = WriteAll(descriptor, text);

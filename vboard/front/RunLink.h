@@ -4,10 +4,10 @@
 // What ties a program to the run it is part of: the runner's words and the memory shared with it.
 // There is one in every program of the run, also in those that never touch the board.
 
-#include <functional>
 #include <string_view>
 
 #include "vboard/board/Session.h"
+#include "vboard/record/TextSink.h"
 #include "vboard/time/VirtualClock.h"
 
 namespace vboard {
@@ -30,7 +30,7 @@ public:
 
     /// Writes to the inherited `descriptor` past every wrapper. What can't be written is lost, and
     /// the runner told that `output` is not whole. The link must outlive what is returned.
-    [[nodiscard]] std::function<void(std::string_view)> WriterOf(Output output, int descriptor);
+    [[nodiscard]] TextSink WriterOf(Output output, int descriptor);
 
     /// The time of the board for a program that has none itself. Asking takes a microsecond.
     [[nodiscard]] Instant AskTime();

@@ -151,7 +151,7 @@ int PollFiles(std::string_view name, pollfd* files, nfds_t count, std::optional<
     }
     const IoResult result = TheHost().Select(name, split.watched, timeout, !split.others.empty());
     if (result == kWouldWaitForEver) {
-        othersReady = Real().poll(split.others.data(), split.others.size(), -1);
+        static_cast<void>(Real().poll(split.others.data(), split.others.size(), -1));
     } else if (result < 0) {
         errno = static_cast<int>(-result);
         return -1;

@@ -13,13 +13,11 @@
 
 #include "vboard/faults/FaultPlanParser.h"
 #include "vboard/front/RealLibc.h"
+#include "vboard/record/LoaderCodes.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
-
-constexpr std::uint8_t kWriteCommand = 0x12;
-constexpr std::uint8_t kAcknowledged = 0x90;
 
 /// All of an inherited file, from its beginning: an earlier program of the run may have read it.
 std::string ReadAll(int descriptor) {
@@ -174,7 +172,7 @@ void World::OnCall(const HostCall& /*call*/) {
 }
 
 void World::OnLoaderCommand(const LoaderCommand& command) {
-    if (command.command == kWriteCommand && command.answer == kAcknowledged) {
+    if (command.command == kReceiveBlock && command.answer == kAckByte) {
         m_report->bytesProgrammed += command.lengthBytes;
         ++m_report->blocksProgrammed;
     }

@@ -4,17 +4,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "vboard/record/LoaderCodes.h"
+
 namespace vboard {
 namespace {
-
-// First bytes of frames and answers (SLAU319).
-constexpr std::uint8_t kSync = 0x80;
-constexpr std::uint8_t kDataFrame = 0x80;
-constexpr std::uint8_t kAck = 0x90;
-constexpr std::uint8_t kNak = 0xA0;
-constexpr std::uint8_t kWriteBlock = 0x12;
-constexpr std::uint8_t kErase = 0x16;
-constexpr std::uint8_t kMassErase = 0x18;
 
 constexpr std::array<std::string_view, kOperationCount> kNames{"outside", "reset",   "detect",
                                                                "erase",   "program", "other"};
@@ -100,7 +93,7 @@ void Summary::OnLoaderCommand(const LoaderCommand& command) {
     if (m_finished) {
         return;
     }
-    if (command.command == kSync) {
+    if (command.command == kSyncByte) {
         ++m_now.syncs;
         m_now.retries += std::exchange(m_syncBefore, true) ? 1 : 0;
         m_awaitsAnswer = false;
@@ -111,8 +104,8 @@ void Summary::OnLoaderCommand(const LoaderCommand& command) {
     m_syncBefore = false;
     m_awaitsAnswer = true;
     m_erased |= command.command == kErase || command.command == kMassErase;
-    m_blockBytes = command.command == kWriteBlock ? command.lengthBytes : 0;
-    m_now.blocks += command.command == kWriteBlock ? 1 : 0;
+    m_blockBytes = command.command == kReceiveBlock ? command.lengthBytes : 0;
+    m_now.blocks += command.command == kReceiveBlock ? 1 : 0;
     m_now.blockBytes += m_blockBytes;
 }
 
@@ -120,9 +113,9 @@ void Summary::TakeAnswer(std::uint8_t value) {
     if (!std::exchange(m_awaitsAnswer, false)) {
         return;
     }
-    m_failedBefore = value != kAck && value != kDataFrame;
-    m_now.refusals += value == kNak ? 1 : 0;
-    if (value == kAck && m_blockBytes > 0) {
+    m_failedBefore = value != kAckByte && value != kFrameHeader;
+    m_now.refusals += value == kNakByte ? 1 : 0;
+    if (value == kAckByte && m_blockBytes > 0) {
         ++m_now.acknowledgedBlocks;
         m_now.acknowledgedBytes += m_blockBytes;
     }

@@ -13,7 +13,6 @@ namespace vboard {
 namespace {
 
 /// Held back before lines are handed on, so that a run does not make a system call a line.
-constexpr std::size_t kHeldBytes = 64 * 1024;
 
 std::string LineText(Instant at, std::string_view column, std::string_view text) {
     const auto microseconds =
@@ -50,7 +49,7 @@ std::string ResultText(std::int64_t result) {
 
 }  // namespace
 
-Transcript::Transcript(const VirtualClock& clock, Sink sink, bool eager)
+Transcript::Transcript(const VirtualClock& clock, TextSink sink, bool eager)
     : m_clock(clock), m_sink(std::move(sink)), m_eager(eager) {}
 
 void Transcript::Finish() {

@@ -4,20 +4,18 @@
 // The ordered, time-stamped record of a run as text, for people to read and for tests to compare.
 // docs/TRANSCRIPT.md describes its lines.
 
-#include <functional>
 #include <string>
 
 #include "vboard/record/Probe.h"
+#include "vboard/record/TextSink.h"
 
 namespace vboard {
 
 class Transcript : public Probe {
 public:
     /// Gets whole lines, some at a time.
-    using Sink = std::function<void(std::string_view)>;
-
     /// `eager`: each line goes to the sink at once (a run in real time that somebody watches).
-    Transcript(const VirtualClock& clock, Sink sink, bool eager);
+    Transcript(const VirtualClock& clock, TextSink sink, bool eager);
 
     /// Hands on what is still held. To be called when the run ends, however it ends.
     void Finish();
@@ -38,7 +36,7 @@ private:
     void HandOn();
 
     const VirtualClock& m_clock;
-    Sink m_sink;
+    TextSink m_sink;
     bool m_eager;
     std::string m_text;  ///< Lines not handed on yet.
 

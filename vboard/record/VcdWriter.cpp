@@ -12,7 +12,6 @@ namespace vboard {
 namespace {
 
 /// Held back before text is handed on, so that a run does not make a system call an edge.
-constexpr std::size_t kHeldBytes = 64 * 1024;
 
 /// Variables have short names in the body of the file. Digits and letters that begin a value are
 /// left out: readers that don't know text values then have nothing to stumble over.
@@ -30,7 +29,7 @@ std::int64_t Microseconds(Instant when) {
 
 // Multi-bit values are not written as vectors, which libsigrok 0.5 does not read: each has a
 // variable of text and one of one bit for each of its values.
-VcdWriter::VcdWriter(const VirtualClock& clock, Sink sink, bool eager)
+VcdWriter::VcdWriter(const VirtualClock& clock, TextSink sink, bool eager)
     : m_clock(clock), m_sink(std::move(sink)), m_eager(eager) {
     for (const SignalInfo& info : AllSignals()) {
         const std::string name(info.name);

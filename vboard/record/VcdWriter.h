@@ -9,24 +9,22 @@
 // the transcript. There is no date: equal runs give equal files.
 
 #include <cstddef>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "vboard/record/Probe.h"
+#include "vboard/record/TextSink.h"
 
 namespace vboard {
 
 class VcdWriter : public Probe {
 public:
     /// Gets pieces of the file, in order.
-    using Sink = std::function<void(std::string_view)>;
-
     /// A message takes no time in this model; its mark is high for this long, to be seen.
     static constexpr Duration kMessageMark = std::chrono::microseconds{100};
 
     /// `eager`: what is known goes to the sink at once (a run in real time that somebody watches).
-    VcdWriter(const VirtualClock& clock, Sink sink, bool eager);
+    VcdWriter(const VirtualClock& clock, TextSink sink, bool eager);
 
     /// From here on changes are written; what was announced before is the state at the beginning.
     /// `first`: false for a later program of the same run, which goes on with the same file.
@@ -63,7 +61,7 @@ private:
     void HandOnIf(bool wanted);
 
     const VirtualClock& m_clock;
-    Sink m_sink;
+    TextSink m_sink;
     bool m_eager;
     bool m_begun = false;
     std::vector<Variable> m_variables;

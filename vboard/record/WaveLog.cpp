@@ -6,14 +6,10 @@
 #include <tuple>
 #include <utility>
 
+#include "vboard/record/LoaderCodes.h"
+
 namespace vboard {
 namespace {
-
-// First bytes of frames and answers (SLAU319).
-constexpr std::uint8_t kSync = 0x80;
-constexpr std::uint8_t kDataFrame = 0x80;
-constexpr std::uint8_t kAck = 0x90;
-constexpr std::uint8_t kWriteBlock = 0x12;
 
 /// The lane that shows a signal; kCount for those that pictures leave out.
 WaveLane LaneOf(Signal signal) {
@@ -147,7 +143,8 @@ void WaveLog::TakeAnswer(const WaveBox& box) {
     }
     if (std::exchange(m_awaitsAnswer, false)) {
         m_answerBox = m_openRx;
-        m_exchanges.back().accepted = box.bytes.back() == kAck || box.bytes.back() == kDataFrame;
+        m_exchanges.back().accepted =
+            box.bytes.back() == kAckByte || box.bytes.back() == kFrameHeader;
     }
     if (m_answerBox == m_openRx) {
         m_exchanges.back().end = box.end;
@@ -164,12 +161,12 @@ void WaveLog::OnLoaderCommand(const LoaderCommand& command) {
         start = box.start;
         end = box.end;
     }
-    if (command.command == kSync) {
+    if (command.command == kSyncByte) {
         m_syncStart = start;
         return;
     }
     m_exchanges.push_back({m_syncStart.value_or(start), end, m_operations.size() - 1,
-                           command.command == kWriteBlock, false});
+                           command.command == kReceiveBlock, false});
     m_syncStart.reset();
     m_awaitsAnswer = true;
     m_answerBox = kNoBox;

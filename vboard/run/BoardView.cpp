@@ -10,7 +10,6 @@
 namespace vboard {
 namespace {
 
-constexpr std::uint8_t kErased = 0xFF;
 constexpr unsigned kRowBytes = 16;
 
 /// In the order of HostLine.
@@ -19,7 +18,8 @@ constexpr std::array<Signal, kHostLineCount> kLineSignals{Signal::kResetGpio, Si
 
 std::size_t ProgrammedBytes(Memory memory, unsigned first, unsigned last) {
     const auto bytes = memory.subspan(first, last - first + 1);
-    return bytes.size() - static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), kErased));
+    return bytes.size() -
+           static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), kErasedByte));
 }
 
 void AddSegment(std::vector<MemoryStretch>& stretches, const MemoryStretch& segment) {

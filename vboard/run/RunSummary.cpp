@@ -97,14 +97,13 @@ Json FlashOf(const RunResult& result) {
 }  // namespace
 
 FlashComparison CompareFlash(const MemoryImage& image, const BoardFile& board) {
-    constexpr std::uint8_t kErased = 0xFF;
     const auto& main = board.Setup().Part().mainMemory;
     const Memory memory = board.ChipMemory();
     FlashComparison found;
     for (std::size_t place = 0; place < kMemorySizeBytes; ++place) {
         const auto address = static_cast<std::uint16_t>(place);
         if (!image.Covers(address)) {
-            found.leftoverBytes += main.Contains(address) && memory[place] != kErased ? 1 : 0;
+            found.leftoverBytes += main.Contains(address) && memory[place] != kErasedByte ? 1 : 0;
         } else if (image.At(address) != memory[place]) {
             found.firstDifference = found.differentBytes++ == 0 ? address : found.firstDifference;
         }
