@@ -40,7 +40,7 @@ WaveLog::WaveLog(const VirtualClock& clock) : m_clock(clock), m_first{} {
         m_first.at(static_cast<std::size_t>(lane)) = kNoBox;
     }
     for (const SignalInfo& info : AllSignals()) {
-        OnSignal(info.signal, info.idleValue);
+        WaveLog::OnSignal(info.signal, info.idleValue);
     }
 }
 
