@@ -133,8 +133,6 @@ TEST(NewBoard, RefusesAWrongWordByItsName) {
     EXPECT_TRUE(Has(folder.Refuses("new a.board --erased --start loader"), "excludes"));
     EXPECT_TRUE(Has(folder.Refuses("new a.board --erased --image a.hex"), "excludes"));
     EXPECT_TRUE(Has(folder.Refuses("new"), "file is required"));
-    EXPECT_EQ(folder.Refuses("list"),
-              "vboard: list what? chips, models, options, states or faults\n");
 }
 
 TEST(Version, IsTheProjects) {

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <iterator>
 #include <memory>
@@ -37,6 +38,21 @@ CommandLine Split(int argc, char** argv) {
         line.program.assign(dashes + 1, words.end());
     }
     return line;
+}
+
+/// Refuses what is no number or does not fit, in words that name `form`, what is taken.
+CLI::Validator NumberThat(bool (*fits)(double), const std::string& form) {
+    const auto problem = [fits, form](const std::string& text) {
+        double value = 0;
+        const bool taken =
+            CLI::detail::lexical_cast(text, value) && std::isfinite(value) && fits(value);
+        return taken ? std::string() : "'" + text + "' is not " + form;
+    };
+    return {problem, ""};
+}
+
+CLI::Validator NumberAboveZero() {
+    return NumberThat([](double value) { return value > 0; }, "a number above 0");
 }
 
 CLI::Option* AddWord(CLI::App& command, std::vector<std::string>& settings, const std::string& key,
@@ -75,10 +91,12 @@ void AddFaults(CLI::App& run, RunOptions& options) {
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     run.add_option("--fault-plan", options.faultPlanPath, "Order every fault of this file")
         ->type_name("FILE");
-    CLI::Option* noise = run.add_option("--noise", options.noiseRate,
-                                        "Share of all events that random faults strike")
-                             ->check(CLI::Range(0.0, 1.0))
-                             ->type_name("RATE");
+    CLI::Option* noise =
+        run.add_option("--noise", options.noiseRate,
+                       "Share of all events that random faults strike")
+            ->check(NumberThat([](double value) { return value >= 0 && value <= 1; },
+                               "a number from 0 to 1"))
+            ->type_name("RATE");
     run.add_option("--seed", options.noiseSeed, "Seed of the random faults; 1 without it")
         ->needs(noise)
         ->type_name("N");
@@ -153,11 +171,11 @@ void AddRunCommand(CLI::App& app, Action& chosen, const std::vector<std::string>
     AddSetupOptions(run, options.settings);
     run.add_option("--pace", options.pace,
                    "1 = real time, 10 = ten times as fast; the default is as fast as it can")
-        ->check(CLI::PositiveNumber)
+        ->check(NumberAboveZero())
         ->type_name("FACTOR");
     run.add_option("--time-limit", options.timeLimitSeconds,
                    "End the run (status 124) at this virtual time")
-        ->check(CLI::PositiveNumber)
+        ->check(NumberAboveZero())
         ->type_name("SECONDS");
     run.add_option("--transcript", options.transcriptPath,
                    "Write everything that passed between program and board")
@@ -222,11 +240,7 @@ void AddDumpCommand(CLI::App& app, Action& chosen) {
 
 void AddListCommand(CLI::App& app, Action& chosen) {
     CLI::App& command = *app.add_subcommand("list", "List what there is to choose from");
-    command.callback([&chosen, &command] {
-        if (command.get_subcommands().empty()) {
-            chosen = [] { return Refuse("list what? chips, models, options, states or faults"); };
-        }
-    });
+    command.require_subcommand(1);
     for (const ListTable& table : AllListTables()) {
         command.add_subcommand(table.name, table.meaning)->callback([&chosen, &table] {
             chosen = [&table] {
@@ -235,6 +249,37 @@ void AddListCommand(CLI::App& app, Action& chosen) {
             };
         });
     }
+}
+
+/// A word is missing, or none of those that can stand there: says what there is to choose from.
+int RefuseChoice(const CLI::App& command, const std::string& question, const std::string& noun) {
+    const std::vector<std::string> strangers = command.remaining();
+    std::string text =
+        strangers.empty() ? question : "'" + strangers.front() + "' is no " + noun + ": take";
+    const std::vector<const CLI::App*> choices = command.get_subcommands({});
+    for (const CLI::App* choice : choices) {
+        const char* before = choice == choices.front() ? " " : ", ";
+        text += (choice == choices.back() ? " or " : before) + choice->get_name();
+    }
+    return Refuse(text);
+}
+
+int RefuseWords(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<CLI::App*> command = app.get_subcommands();
+    if (command.empty()) {
+        return RefuseChoice(app, "do what?", "command");
+    }
+    const CLI::App& chosen = *command.front();
+    if (chosen.get_subcommands().empty() && !chosen.get_subcommands({}).empty()) {
+        return RefuseChoice(chosen, chosen.get_name() + " what?", chosen.get_name());
+    }
+    const std::vector<std::string> strangers = app.remaining(true);
+    const std::string problem =
+        strangers.empty() ? error.what() : "'" + strangers.front() + "' is not known here";
+    const bool isProgram =
+        chosen.get_name() == "run" && !strangers.empty() && !strangers.front().starts_with("-");
+    const char* remedy = isProgram ? ": the program stands behind --" : "";
+    return Refuse(problem + remedy + " (see vboard " + chosen.get_name() + " --help)");
 }
 
 }  // namespace
@@ -255,7 +300,7 @@ int CarryOut(int argc, char** argv) {
     } catch (const CLI::Success& success) {
         return app.exit(success);
     } catch (const CLI::ParseError& error) {
-        return Refuse(std::string(error.what()) + " (see vboard --help)");
+        return RefuseWords(app, error);
     }
     return chosen();
 }
