@@ -64,14 +64,5 @@ TEST(FullDiskBehindStandardOutput, IsToldByTheCommandsThatPrint) {
     }
 }
 
-TEST(Picture, GoesToAPipeToo) {
-    const BoardFolder folder;
-    const std::string command =
-        "vboard run --quiet --wavejson /dev/stderr -- flashmcu -r 2>&1 >/dev/null | cat";
-    const scenario::Ended piped = scenario::RunProcess({"sh", "-c", command}, folder.PathOf("."));
-    folder.Does("run --quiet --wavejson kept.json -- flashmcu -r");
-    EXPECT_EQ(piped.output, scenario::ReadFile(folder.PathOf("kept.json")));
-}
-
 }  // namespace
 }  // namespace commands

@@ -45,6 +45,14 @@ TEST(ThePictureOfARun, IsCompleteAfterAKillAndAfterAWaitForEver) {
     }
 }
 
+TEST(ThePictureOfARun, GoesToAPipeToo) {
+    const TempFolder folder;
+    const std::string command =
+        "vboard run --quiet --wavejson /dev/stderr -- flashmcu -r 2>&1 >/dev/null | cat";
+    const scenario::Ended piped = scenario::RunProcess({"sh", "-c", command}, folder.PathOf(""));
+    EXPECT_EQ(piped.output, PictureOf({"--quiet"}, "flashmcu -r"));
+}
+
 TEST(ThePictureOfARun, IsThatOfTheLastOfSeveralPrograms) {
     const std::string picture = PictureOf({"--wave-part", "reset"}, "flashmcu -r && flashmcu -r");
     const std::string single = PictureOf({"--wave-part", "reset"}, "flashmcu -r");

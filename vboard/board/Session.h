@@ -48,6 +48,7 @@ struct Session {
 
 /// What a run can be asked to write, apart from the summary.
 enum class Output : std::uint8_t { kTranscript, kCalls, kWaveform, kPicture, kCount };
+inline constexpr std::size_t kOutputCount = static_cast<std::size_t>(Output::kCount);
 
 /// Why a run was ended from outside the program.
 enum class Verdict : std::uint32_t {
@@ -68,8 +69,14 @@ struct RunReport {
     std::uint64_t blocksProgrammed;
     std::int32_t owner;  ///< Process that used the board last; what it knows of it is current.
     /// errno of the first write of each Output that did not succeed; 0: all of it is written.
-    std::array<std::int32_t, static_cast<std::size_t>(Output::kCount)> outputErrors;
+    std::array<std::int32_t, kOutputCount> outputErrors;
     std::array<char, 196> verdictText;
+
+    /// A write of `output` ended with errno value `error`, or 0. The first error stays.
+    void NoteWrite(Output output, int error) {
+        std::int32_t& first = outputErrors[static_cast<std::size_t>(output)];
+        first = first == 0 ? error : first;
+    }
 };
 static_assert(sizeof(RunReport) == 256);
 

@@ -299,8 +299,9 @@ std::uint8_t FaultPlan::OnProgram(std::uint16_t address, std::uint8_t old, std::
 }
 
 std::uint8_t FaultPlan::OnErase(std::uint16_t address, std::uint8_t old) {
-    constexpr std::uint8_t kErased = 0xFF;
-    return CellStruck(Stream::kErasing, FaultAction::kStuckProgrammed, address) ? old : kErased;
+    return CellStruck(Stream::kErasing, FaultAction::kStuckProgrammed, address)
+               ? old
+               : Faults::OnErase(address, old);
 }
 
 bool FaultPlan::EdgeArrives(std::string_view line, bool high) {

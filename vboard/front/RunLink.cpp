@@ -72,12 +72,8 @@ bool RunLink::Owns(std::string_view path) const {
 }
 
 TextSink RunLink::WriterOf(Output output, int descriptor) {
-    std::int32_t& firstError = m_memory->report.outputErrors[static_cast<std::size_t>(output)];
-    return [descriptor, &firstError](std::string_view text) {
-        const int error = WriteAll(descriptor, text);
-        if (firstError == 0) {
-            firstError = error;
-        }
+    return [output, descriptor, &report = m_memory->report](std::string_view text) {
+        report.NoteWrite(output, WriteAll(descriptor, text));
     };
 }
 

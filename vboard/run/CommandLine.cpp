@@ -274,12 +274,13 @@ int RefuseWords(const CLI::App& app, const CLI::ParseError& error) {
         return RefuseChoice(chosen, chosen.get_name() + " what?", chosen.get_name());
     }
     const std::vector<std::string> strangers = app.remaining(true);
-    const std::string problem =
-        strangers.empty() ? error.what() : "'" + strangers.front() + "' is not known here";
-    const bool isProgram =
-        chosen.get_name() == "run" && !strangers.empty() && !strangers.front().starts_with("-");
-    const char* remedy = isProgram ? ": the program stands behind --" : "";
-    return Refuse(problem + remedy + " (see vboard " + chosen.get_name() + " --help)");
+    std::string problem = error.what();
+    if (!strangers.empty()) {
+        const bool isProgram = chosen.get_name() == "run" && !strangers.front().starts_with("-");
+        problem = "'" + strangers.front() + "' is not known here" +
+                  (isProgram ? ": the program stands behind --" : "");
+    }
+    return Refuse(problem + " (see vboard " + chosen.get_name() + " --help)");
 }
 
 }  // namespace

@@ -13,8 +13,8 @@ namespace vboard {
 namespace {
 
 /// What messages call each Output.
-constexpr std::array<const char*, static_cast<std::size_t>(Output::kCount)> kNames = {
-    "transcript", "list of calls", "waveform", "picture"};
+constexpr std::array<const char*, kOutputCount> kNames = {"transcript", "list of calls", "waveform",
+                                                          "picture"};
 
 std::string EndText(int status) {
     return WIFSIGNALED(status) ? Formatted("killed by signal {}", WTERMSIG(status))
@@ -25,7 +25,7 @@ std::string EndText(int status) {
 
 bool RunOutputs::Open(const RunOptions& options, std::string& problem) {
     m_paths = {options.transcriptPath, options.callsPath, options.vcdPath, options.wavePath};
-    for (std::size_t output = 0; output < kCount; ++output) {
+    for (std::size_t output = 0; output < kOutputCount; ++output) {
         if (!m_paths[output].empty() &&
             !OpenOutput(kNames[output], m_paths[output], m_files[output], problem)) {
             return false;
@@ -43,12 +43,8 @@ void RunOutputs::EndTranscript(RunMemory& memory, int status) const {
     if (!file.IsOpen()) {
         return;
     }
-    std::int32_t& firstError =
-        memory.report.outputErrors[static_cast<std::size_t>(Output::kTranscript)];
-    const auto append = [&file, &firstError](std::string_view text) {
-        if (!WriteAll(file, text) && firstError == 0) {
-            firstError = errno;
-        }
+    const auto append = [&file, &memory](std::string_view text) {
+        memory.report.NoteWrite(Output::kTranscript, WriteAll(file, text) ? 0 : errno);
     };
     memory.transcript.HandOn(append);
     const std::int64_t microseconds = memory.report.virtualTimeNs / 1000;
@@ -58,7 +54,7 @@ void RunOutputs::EndTranscript(RunMemory& memory, int status) const {
 
 std::vector<std::string> RunOutputs::Losses(const RunReport& report) const {
     std::vector<std::string> lines;
-    for (std::size_t output = 0; output < kCount; ++output) {
+    for (std::size_t output = 0; output < kOutputCount; ++output) {
         if (report.outputErrors[output] != 0) {
             lines.push_back(
                 CannotWrite(kNames[output], m_paths[output], report.outputErrors[output]));

@@ -30,10 +30,8 @@ public:
     [[nodiscard]] std::vector<std::string> Losses(const RunReport& report) const;
 
 private:
-    static constexpr std::size_t kCount = static_cast<std::size_t>(Output::kCount);
-
-    std::array<Descriptor, kCount> m_files;
-    std::array<std::string, kCount> m_paths;
+    std::array<Descriptor, kOutputCount> m_files;
+    std::array<std::string, kOutputCount> m_paths;
 };
 
 }  // namespace vboard
