@@ -48,7 +48,7 @@ TEST(ThePictureOfARun, IsCompleteAfterAKillAndAfterAWaitForEver) {
 TEST(ThePictureOfARun, GoesToAPipeToo) {
     const TempFolder folder;
     const std::string command =
-        "vboard run --quiet --wavejson /dev/stderr -- flashmcu -r 2>&1 >/dev/null | cat";
+        "vboard run --quiet --wavejson /dev/stderr -- sh -c 'flashmcu -r' 2>&1 >/dev/null | cat";
     const scenario::Ended piped = scenario::RunProcess({"sh", "-c", command}, folder.PathOf(""));
     EXPECT_EQ(piped.output, PictureOf({"--quiet"}, "flashmcu -r"));
 }
