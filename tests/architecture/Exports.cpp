@@ -9,8 +9,8 @@ namespace architecture {
 namespace {
 
 constexpr const char* kMap = "vboard/front/exports.map";
-constexpr const char* kRealHeader = "vboard/front/RealLibc.h";
-constexpr const char* kRealSource = "vboard/front/RealLibc.cpp";
+constexpr const char* kRealHeader = "vboard/process/RealLibc.h";
+constexpr const char* kRealSource = "vboard/process/RealLibc.cpp";
 
 const std::string& TextOf(const SourceTree& tree, const std::string& path) {
     static const std::string kNothing;

@@ -57,8 +57,8 @@ TEST(ExportsRule, FindsAWrapperThatIsNotExported) {
 
 TEST(ExportsRule, FindsARealFunctionThatIsNeverLookedUp) {
     const auto findings = CheckRealLibc(
-        {MakeFile("vboard/front/RealLibc.h", "int (*open)(const char*);\nint (*close)(int);\n"),
-         MakeFile("vboard/front/RealLibc.cpp", "LookUp(real.open, \"open\");\n")});
+        {MakeFile("vboard/process/RealLibc.h", "int (*open)(const char*);\nint (*close)(int);\n"),
+         MakeFile("vboard/process/RealLibc.cpp", "LookUp(real.open, \"open\");\n")});
     ASSERT_EQ(findings.size(), 1U);
     EXPECT_EQ(findings[0].line, 2);
 }

@@ -10,23 +10,23 @@
 
 namespace commands {
 
-scenario::Ended BoardFolder::Vboard(const std::string& words) const {
+runs::Ended BoardFolder::Vboard(const std::string& words) const {
     std::vector<std::string> all{"vboard"};
     std::istringstream stream(words);
     for (std::string word; stream >> word;) {
         all.push_back(word);
     }
-    return scenario::RunProcess(all, m_folder.PathOf("."));
+    return runs::RunProcess(all, m_folder.PathOf("."));
 }
 
 std::string BoardFolder::Does(const std::string& words) const {
-    const scenario::Ended ended = Vboard(words);
+    const runs::Ended ended = Vboard(words);
     EXPECT_EQ(ended.status, 0) << "vboard " << words << "\n" << ended.error;
     return ended.output;
 }
 
 std::string BoardFolder::Refuses(const std::string& words) const {
-    const scenario::Ended ended = Vboard(words);
+    const runs::Ended ended = Vboard(words);
     EXPECT_EQ(ended.status, 125) << "vboard " << words;
     EXPECT_EQ(ended.output, "");
     EXPECT_EQ(std::count(ended.error.begin(), ended.error.end(), '\n'), 1) << ended.error;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 #include "tests/support/TempFolder.h"
 
 namespace commands {
@@ -16,7 +16,7 @@ class BoardFolder {
 public:
     /// Runs vboard with these words, in a string with blanks between them, in the folder. What is
     /// behind "--" starts with flashmcu or another program.
-    scenario::Ended Vboard(const std::string& words) const;
+    runs::Ended Vboard(const std::string& words) const;
     /// The same, for what must succeed: its standard output.
     std::string Does(const std::string& words) const;
     /// The same, for what must be refused with status 125 and one line: that line.

@@ -15,7 +15,7 @@ namespace commands {
 namespace {
 
 const std::string& Page() {
-    static const std::string page = scenario::ReadFile(FLASHMCU_SOURCE_DIR "/docs/BOARD.md");
+    static const std::string page = runs::ReadFile(FLASHMCU_SOURCE_DIR "/docs/BOARD.md");
     return page;
 }
 

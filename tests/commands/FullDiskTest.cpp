@@ -25,8 +25,8 @@ class FullDisk : public testing::TestWithParam<LostFile> {};
 
 TEST_P(FullDisk, IsToldOfTheFileThatIsNotWhole) {
     const BoardFolder folder;
-    const scenario::Ended run = folder.Vboard("run --quiet " + GetParam().option +
-                                              " /dev/full -- flashmcu -f " + BoardFolder::Big());
+    const runs::Ended run = folder.Vboard("run --quiet " + GetParam().option +
+                                          " /dev/full -- flashmcu -f " + BoardFolder::Big());
     EXPECT_EQ(run.error, "vboard: " + GetParam().name +
                              " '/dev/full' can't be written: No space left on device\n");
     EXPECT_EQ(run.status, 125);
@@ -41,7 +41,7 @@ INSTANTIATE_TEST_SUITE_P(EachFile, FullDisk,
 
 TEST(FullDiskTogether, HasALineForEachFileAndLeavesTheProgramItsOwn) {
     const BoardFolder folder;
-    const scenario::Ended run = folder.Vboard(
+    const runs::Ended run = folder.Vboard(
         "run --quiet --board a.board --transcript /dev/full --vcd /dev/full "
         "--summary-file whole.json -- flashmcu -v");
     EXPECT_EQ(run.output, "flashmcu/flashmcu:116 info Current MSP version is 256\n");
@@ -57,8 +57,7 @@ TEST(FullDiskBehindStandardOutput, IsToldByTheCommandsThatPrint) {
     folder.Does("new a.board");
     for (const char* words : {"show a.board", "show --json a.board", "list chips", "--version"}) {
         const std::string command = "vboard " + std::string(words) + " >/dev/full";
-        const scenario::Ended ended =
-            scenario::RunProcess({"sh", "-c", command}, folder.PathOf("."));
+        const runs::Ended ended = runs::RunProcess({"sh", "-c", command}, folder.PathOf("."));
         EXPECT_EQ(ended.error, "vboard: standard output can't be written\n") << words;
         EXPECT_EQ(ended.status, 125) << words;
     }

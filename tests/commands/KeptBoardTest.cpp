@@ -196,9 +196,9 @@ private:
 };
 
 /// Waits until the killed run's program has let go of the board.
-scenario::Ended RunWhenFree(const BoardFolder& folder, const std::string& words) {
+runs::Ended RunWhenFree(const BoardFolder& folder, const std::string& words) {
     for (;;) {
-        scenario::Ended ended = folder.Vboard(words);
+        runs::Ended ended = folder.Vboard(words);
         if (!Has(ended.error, "is in use by another run")) {
             return ended;
         }
@@ -216,7 +216,7 @@ TEST(KilledRun, LeavesABoardThatGoesOn) {
     run.Kill();
     const std::string page = folder.Does("show a.board");
     EXPECT_TRUE(Has(page, "programmed, ")) << page;
-    const scenario::Ended ended =
+    const runs::Ended ended =
         RunWhenFree(folder, "run --quiet --board a.board -- flashmcu -f " + BoardFolder::Big());
     EXPECT_EQ(ended.status, 0) << ended.output << ended.error;
     EXPECT_TRUE(Has(folder.Does("show a.board"), "\nstate       application\n"));
@@ -228,7 +228,7 @@ TEST(KilledRun, LeavesATranscriptUpToTheMoment) {
     BackgroundRun run(folder, BoardFolder::Big());
     ASSERT_TRUE(run.WaitForBytes(folder.PathOf("a.board"), 500));
     run.Kill();
-    const std::string transcript = scenario::ReadFile(folder.PathOf("transcript"));
+    const std::string transcript = runs::ReadFile(folder.PathOf("transcript"));
     EXPECT_TRUE(Has(transcript, "mass erase: answers 90")) << transcript.substr(0, 4000);
     EXPECT_TRUE(Has(transcript, "write 16 bytes at 0x")) << transcript.size();
 }

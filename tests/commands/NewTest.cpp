@@ -24,7 +24,7 @@ TEST(NewBoard, HoldsTheImageThatItWasGiven) {
     BoardFolder folder;
     folder.Does("new a.board --image " + BoardFolder::Blinky());
     EXPECT_TRUE(Has(folder.Does("show a.board"), "\nversion     4660 (0x1234)\n"));
-    const scenario::Ended ended =
+    const runs::Ended ended =
         folder.Vboard("run --quiet --board a.board -- flashmcu -f " + BoardFolder::Blinky());
     EXPECT_EQ(ended.status, 0);
     EXPECT_TRUE(Has(ended.output, "up to date") || !Has(ended.output, "UpdateMSP")) << ended.output;
@@ -43,7 +43,7 @@ class StartTest : public testing::TestWithParam<const char*> {};
 TEST_P(StartTest, EveryStateEndsWithTheApplicationOnceItIsProgrammed) {
     BoardFolder folder;
     folder.Does(std::string("new a.board --start ") + GetParam());
-    const scenario::Ended ended =
+    const runs::Ended ended =
         folder.Vboard("run --quiet --board a.board -- flashmcu -f " + BoardFolder::Blinky());
     EXPECT_EQ(ended.status, 0) << ended.output << ended.error;
     EXPECT_TRUE(Has(folder.Does("show a.board"), "\nversion     4660 (0x1234)\n"));
@@ -79,7 +79,7 @@ TEST(NewBoard, ThatIsHeldInResetIsHeldByTheLine) {
 TEST(NewBoard, ThatIsSilentHoldsTheToolForEver) {
     BoardFolder folder;
     folder.Does("new a.board --start silent");
-    const scenario::Ended ended =
+    const runs::Ended ended =
         folder.Vboard("run --quiet --board a.board -- flashmcu -f " + BoardFolder::Blinky());
     EXPECT_EQ(ended.status, 124);
     EXPECT_TRUE(Has(ended.error, "would wait for ever in read of /dev/ttyS1 for a byte"));

@@ -34,16 +34,15 @@ class PageExamplesTest : public testing::TestWithParam<const char*> {};
 
 TEST_P(PageExamplesTest, Work) {
     BoardFolder folder;
-    const std::string image = scenario::ReadFile(BoardFolder::Blinky());
+    const std::string image = runs::ReadFile(BoardFolder::Blinky());
     for (const char* name : {"firmware.hex", "blinky.hex"}) {
         folder.Overwrite(name, {image.begin(), image.end()});
     }
-    const std::vector<std::string> commands = CommandsOf(
-        scenario::ReadFile(std::string(FLASHMCU_SOURCE_DIR "/docs/") + GetParam() + ".md"));
+    const std::vector<std::string> commands =
+        CommandsOf(runs::ReadFile(std::string(FLASHMCU_SOURCE_DIR "/docs/") + GetParam() + ".md"));
     EXPECT_FALSE(commands.empty());
     for (const std::string& command : commands) {
-        const scenario::Ended ended =
-            scenario::RunProcess({"bash", "-c", command}, folder.PathOf("."));
+        const runs::Ended ended = runs::RunProcess({"bash", "-c", command}, folder.PathOf("."));
         EXPECT_EQ(ended.status, 0) << command << "\n" << ended.output << ended.error;
     }
 }

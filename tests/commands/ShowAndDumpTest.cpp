@@ -64,7 +64,7 @@ TEST(ShowBoard, SaysTheSameToPrograms) {
 TEST(ShowBoard, SeesWhatARunLeftBehind) {
     BoardFolder folder;
     folder.Does("new a.board");
-    const scenario::Ended ended =
+    const runs::Ended ended =
         folder.Vboard("run --quiet --board a.board --fault answer:write#2=silence -- flashmcu -f " +
                       BoardFolder::Blinky());
     EXPECT_EQ(ended.status, 124);
@@ -86,7 +86,7 @@ TEST(DumpBoard, GivesBackTheImageThatTheBoardWasMadeFrom) {
         vboard::MemoryImage given;
         std::string problem;
         ASSERT_TRUE(vboard::ReadIntelHex(folder.Does("dump a.board"), dumped, problem)) << problem;
-        ASSERT_TRUE(vboard::ReadIntelHex(scenario::ReadFile(image), given, problem)) << problem;
+        ASSERT_TRUE(vboard::ReadIntelHex(runs::ReadFile(image), given, problem)) << problem;
         for (unsigned address = 0; address < vboard::MemoryImage::kSizeBytes; ++address) {
             const auto at = static_cast<std::uint16_t>(address);
             ASSERT_EQ(dumped.At(at), given.At(at)) << std::hex << address;

@@ -9,9 +9,9 @@
 namespace faults {
 namespace {
 
-using scenario::BlinkyPath;
-using scenario::Board;
-using scenario::Outcome;
+using runs::BlinkyPath;
+using runs::Board;
+using runs::Outcome;
 
 TEST(AnAnswer, NakMakesTheProgramSendTheBlockAgainThoughTheFlashHoldsIt) {
     Board board;
@@ -22,7 +22,7 @@ TEST(AnAnswer, NakMakesTheProgramSendTheBlockAgainThoughTheFlashHoldsIt) {
               "chip    loader_state answering\n"
               "wire    < a0\n");
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(board.DifferenceFrom(scenario::Blinky()), "");
+    EXPECT_EQ(board.DifferenceFrom(runs::Blinky()), "");
 }
 
 TEST(AnAnswer, AckHidesThatTheFlashDoesNotHoldTheBlock) {
@@ -36,7 +36,7 @@ TEST(AnAnswer, AckHidesThatTheFlashDoesNotHoldTheBlock) {
               "chip    loader_state answering\n"
               "wire    < 90\n");
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(board.DifferenceFrom(scenario::Blinky()).substr(0, 13), "2104 holds ff");
+    EXPECT_EQ(board.DifferenceFrom(runs::Blinky()).substr(0, 13), "2104 holds ff");
 }
 
 TEST(AnAnswer, OfOtherBytesIsSentInItsPlace) {
@@ -96,7 +96,7 @@ TEST(AnAnswer, AtWhichThePowerGoesIsNotSentAndWhatWasWrittenStays) {
               "chip    loader_locked 1\n"
               "chip    loader_state off\n");
     EXPECT_EQ(run.status, 124);
-    EXPECT_EQ(board.DifferenceFrom(scenario::Blinky()).substr(0, 13), "2114 holds ff");
+    EXPECT_EQ(board.DifferenceFrom(runs::Blinky()).substr(0, 13), "2114 holds ff");
 }
 
 TEST(AnAnswer, CutOffByAResetEndsWithTheCharacterOnTheWire) {

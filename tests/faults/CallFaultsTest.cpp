@@ -8,12 +8,12 @@
 #include <string>
 
 #include "tests/faults/FaultRun.h"
-#include "tests/scenarios/support/ToolLog.h"
+#include "tests/runs/ToolLog.h"
 
 namespace faults {
 namespace {
 
-using scenario::Outcome;
+using runs::Outcome;
 
 constexpr int kFailed = 255;
 constexpr int kStuck = 124;

@@ -5,15 +5,15 @@
 #include <gtest/gtest.h>
 
 #include "tests/faults/FaultRun.h"
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 
 namespace faults {
 namespace {
 
-using scenario::Blinky;
-using scenario::BlinkyPath;
-using scenario::Board;
-using scenario::Outcome;
+using runs::Blinky;
+using runs::BlinkyPath;
+using runs::Board;
+using runs::Outcome;
 
 TEST(ACell, StuckErasedOnceIsWrittenAtTheNextTry) {
     Board board;
@@ -118,11 +118,11 @@ TEST(TheSupply, CutInOneRunIsThereInTheNext) {
     const std::string path = cut.PathOf(".board");
     EXPECT_EQ(cut.With("--fault", "call#300=power off").Runs({"-f", BlinkyPath()}).status, 124);
     const auto again =
-        scenario::RunProcess({"vboard", "run", "--quiet", "--board", path, "--transcript", "again",
-                              "--", "flashmcu", "-f", BlinkyPath()},
-                             cut.PathOf("."));
+        runs::RunProcess({"vboard", "run", "--quiet", "--board", path, "--transcript", "again",
+                          "--", "flashmcu", "-f", BlinkyPath()},
+                         cut.PathOf("."));
     EXPECT_EQ(again.status, 0);
-    EXPECT_TRUE(scenario::ReadFile(cut.PathOf("again"))
+    EXPECT_TRUE(runs::ReadFile(cut.PathOf("again"))
                     .starts_with("    0.000000 chip    chip_mode stopped\n"));
     EXPECT_EQ(cut.DifferenceFrom(Blinky()), "");
 }
@@ -138,7 +138,7 @@ TEST(TheProgram, IsKilledAtItsInstant) {
 TEST(TheProgram, KilledAnywhereLeavesABoardThatTheNextRunCanStartFrom) {
     Board board;
     EXPECT_EQ(board.With("--fault", "program@4.6s=kill").Runs({"-f", BlinkyPath()}).status, 137);
-    const auto again = scenario::RunProcess(
+    const auto again = runs::RunProcess(
         {"vboard", "run", "--quiet", "--board", ".board", "--", "flashmcu", "-f", BlinkyPath()},
         board.PathOf("."));
     EXPECT_EQ(again.status, 0);

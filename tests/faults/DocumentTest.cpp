@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "tests/faults/FaultRun.h"
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 #include "vboard/faults/FaultTable.h"
 #include "vboard/text/Format.h"
 
@@ -16,7 +16,7 @@ namespace faults {
 namespace {
 
 const std::string& Page() {
-    static const std::string page = scenario::ReadFile(FLASHMCU_SOURCE_DIR "/docs/FAULTS.md");
+    static const std::string page = runs::ReadFile(FLASHMCU_SOURCE_DIR "/docs/FAULTS.md");
     return page;
 }
 
@@ -74,7 +74,7 @@ TEST(FaultsPage, EveryRuleOfItsTablesStrikesAndEndsAsItSays) {
     for (std::sregex_iterator found(Page().begin(), Page().end(), row), end; found != end;
          ++found) {
         const std::string rule = (*found)[1];
-        const scenario::Outcome run = RunWith({rule});
+        const runs::Outcome run = RunWith({rule});
         EXPECT_EQ(run.status, std::stoi((*found)[2])) << rule;
         EXPECT_TRUE(FromStrike(run, 1).starts_with("fault   " + rule)) << rule;
         ++rules;
@@ -84,13 +84,12 @@ TEST(FaultsPage, EveryRuleOfItsTablesStrikesAndEndsAsItSays) {
 
 TEST(FaultsPage, EveryCommandItShowsRuns) {
     const TempFolder folder;
-    static_cast<void>(folder.WriteFile("blinky.hex", scenario::Blinky()));
+    static_cast<void>(folder.WriteFile("blinky.hex", runs::Blinky()));
     static_cast<void>(folder.WriteFile("plan.txt", BlocksOf("plan")));
     std::istringstream commands(BlocksOf("sh"));
     std::size_t count = 0;
     for (std::string command; std::getline(commands, command); ++count) {
-        const scenario::Ended ended =
-            scenario::RunProcess({"sh", "-c", command}, folder.PathOf("."));
+        const runs::Ended ended = runs::RunProcess({"sh", "-c", command}, folder.PathOf("."));
         EXPECT_TRUE(ended.status < 125 || ended.status == 137 || ended.status == 255)
             << command << "\n"
             << ended.error;
@@ -100,18 +99,18 @@ TEST(FaultsPage, EveryCommandItShowsRuns) {
 
 TEST(FaultsPage, ShowsTheRefusalOfAWrongRuleAsItIs) {
     const TempFolder folder;
-    const scenario::Ended ended = scenario::RunProcess(
+    const runs::Ended ended = runs::RunProcess(
         {"vboard", "run", "--fault", "edge:tck=lost", "--", "true"}, folder.PathOf("."));
     EXPECT_EQ(ended.status, 125);
     EXPECT_NE(Page().find("\n" + ended.error), std::string::npos) << ended.error;
 }
 
 TEST(FaultsPage, ShowsTheListOfCallsAsItIs) {
-    scenario::Board board;
+    runs::Board board;
     const std::string path = board.PathOf("calls");
-    static_cast<void>(board.With("--calls", path).Runs({"-f", scenario::BlinkyPath()}));
+    static_cast<void>(board.With("--calls", path).Runs({"-f", runs::BlinkyPath()}));
     std::string beginning;
-    std::istringstream calls(scenario::ReadFile(path));
+    std::istringstream calls(runs::ReadFile(path));
     for (std::string line; beginning.empty() || beginning.find("\n4 ") == std::string::npos;) {
         ASSERT_TRUE(std::getline(calls, line));
         beginning += (beginning.empty() ? "" : "\n") + line;

@@ -20,7 +20,7 @@ std::vector<std::string> LinesOf(const std::string& text) {
 }
 
 /// Without their times.
-std::vector<std::string> Transcript(const scenario::Outcome& run) {
+std::vector<std::string> Transcript(const runs::Outcome& run) {
     std::vector<std::string> lines = LinesOf(run.transcript);
     for (std::string& line : lines) {
         line.erase(0, std::min(kTimeWidth, line.size()));
@@ -43,15 +43,15 @@ std::string Joined(std::vector<std::string>::const_iterator from,
 
 }  // namespace
 
-scenario::Outcome RunWith(const std::vector<std::string>& rules) {
-    scenario::Board board;
+runs::Outcome RunWith(const std::vector<std::string>& rules) {
+    runs::Board board;
     for (const std::string& rule : rules) {
         board.With("--fault", rule);
     }
-    return board.Runs({"-f", scenario::BlinkyPath()});
+    return board.Runs({"-f", runs::BlinkyPath()});
 }
 
-std::string FromStrike(const scenario::Outcome& run, std::size_t count, std::size_t n) {
+std::string FromStrike(const runs::Outcome& run, std::size_t count, std::size_t n) {
     const std::vector<std::string> lines = Transcript(run);
     auto strike = lines.begin();
     for (std::size_t number = 1;; ++number, ++strike) {
@@ -67,12 +67,12 @@ std::string FromStrike(const scenario::Outcome& run, std::size_t count, std::siz
     return Joined(strike, strike + static_cast<std::ptrdiff_t>(std::min(count, left)));
 }
 
-std::size_t Strikes(const scenario::Outcome& run) {
+std::size_t Strikes(const runs::Outcome& run) {
     const std::vector<std::string> lines = Transcript(run);
     return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), IsStrike));
 }
 
-std::string LastWords(const scenario::Outcome& run, std::size_t count) {
+std::string LastWords(const runs::Outcome& run, std::size_t count) {
     const std::vector<std::string> lines = LinesOf(run.log);
     return Joined(lines.end() - static_cast<std::ptrdiff_t>(std::min(count, lines.size())),
                   lines.end());

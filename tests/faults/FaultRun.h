@@ -6,20 +6,20 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Board.h"
+#include "tests/runs/Board.h"
 
 namespace faults {
 
 /// A fresh board, the rules, `flashmcu -f blinky.hex`.
-scenario::Outcome RunWith(const std::vector<std::string>& rules);
+runs::Outcome RunWith(const std::vector<std::string>& rules);
 
 /// The transcript's lines without times from the n-th strike on (counted from 1), `count` of them.
-std::string FromStrike(const scenario::Outcome& run, std::size_t count, std::size_t n = 1);
+std::string FromStrike(const runs::Outcome& run, std::size_t count, std::size_t n = 1);
 
 /// How many strikes there are.
-std::size_t Strikes(const scenario::Outcome& run);
+std::size_t Strikes(const runs::Outcome& run);
 
 /// The last lines of the program's output, without the numbers of source lines.
-std::string LastWords(const scenario::Outcome& run, std::size_t count);
+std::string LastWords(const runs::Outcome& run, std::size_t count);
 
 }  // namespace faults

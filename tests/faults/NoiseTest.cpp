@@ -11,17 +11,17 @@
 namespace faults {
 namespace {
 
-scenario::Outcome Noisy(const std::string& rate, const std::string& seed) {
-    return scenario::Board()
+runs::Outcome Noisy(const std::string& rate, const std::string& seed) {
+    return runs::Board()
         .With("--noise", rate)
         .With("--seed", seed)
-        .Runs({"-f", scenario::BlinkyPath()});
+        .Runs({"-f", runs::BlinkyPath()});
 }
 
 TEST(NoisyRun, IsTheSameForTheSameSeedToTheByte) {
     for (const char* seed : {"1", "2", "18446744073709551615"}) {
-        const scenario::Outcome first = Noisy("0.002", seed);
-        const scenario::Outcome second = Noisy("0.002", seed);
+        const runs::Outcome first = Noisy("0.002", seed);
+        const runs::Outcome second = Noisy("0.002", seed);
         EXPECT_EQ(first.status, second.status);
         EXPECT_EQ(first.output, second.output);
         EXPECT_EQ(first.transcript, second.transcript);
@@ -38,15 +38,14 @@ TEST(NoisyRun, IsAnotherForAnotherSeed) {
 }
 
 TEST(NoisyRun, OfRateNoneIsARunWithoutFaults) {
-    const scenario::Outcome quiet =
-        scenario::Board().With("--noise", "0").Runs({"-f", scenario::BlinkyPath()});
+    const runs::Outcome quiet = runs::Board().With("--noise", "0").Runs({"-f", runs::BlinkyPath()});
     EXPECT_EQ(quiet.transcript, RunWith({}).transcript);
 }
 
 // Every strike of a noisy run, ordered as the rules that the transcript names, gives the same run.
 TEST(NoisyRun, IsMadeAgainByTheRulesThatItsTranscriptNames) {
     for (const char* seed : {"1", "2", "3", "5", "8", "13", "21", "34", "55", "89"}) {
-        const scenario::Outcome noisy = Noisy("0.003", seed);
+        const runs::Outcome noisy = Noisy("0.003", seed);
         std::vector<std::string> rules;
         std::string expected = noisy.transcript;
         const std::string kMark = "fault   noise ";
@@ -63,7 +62,7 @@ TEST(NoisyRun, IsMadeAgainByTheRulesThatItsTranscriptNames) {
 TEST(NoisyRun, EndsInOneOfTheKnownWays) {
     const std::set<int> kKnown{0, 255, 124, 137};
     for (int seed = 1; seed <= 50; ++seed) {
-        const scenario::Outcome run = Noisy("0.01", std::to_string(seed));
+        const runs::Outcome run = Noisy("0.01", std::to_string(seed));
         EXPECT_TRUE(kKnown.contains(run.status)) << seed << ": " << run.status;
     }
 }

@@ -7,14 +7,14 @@
 #include <sstream>
 
 #include "tests/faults/FaultRun.h"
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 
 namespace faults {
 namespace {
 
-using scenario::BlinkyPath;
-using scenario::Board;
-using scenario::Outcome;
+using runs::BlinkyPath;
+using runs::Board;
+using runs::Outcome;
 
 constexpr int kRefused = 125;
 
@@ -25,31 +25,31 @@ std::string Replayed(const std::string& error) {
     return at == std::string::npos ? "" : error.substr(at + kMark.size());
 }
 
-scenario::Ended Started(const std::vector<std::string>& options) {
+runs::Ended Started(const std::vector<std::string>& options) {
     const TempFolder folder;
     std::vector<std::string> words{"vboard", "run", "--quiet"};
     words.insert(words.end(), options.begin(), options.end());
     words.insert(words.end(), {"--", "flashmcu", "-f", BlinkyPath()});
-    return scenario::RunProcess(words, folder.PathOf("."));
+    return runs::RunProcess(words, folder.PathOf("."));
 }
 
 TEST(WrongFaults, AreRefusedBeforeTheProgramStarts) {
     TempFolder folder;
-    const auto ended = scenario::RunProcess(
-        {"vboard", "run", "--fault", "read:port=eoi", "--", "touch", "started"},
-        folder.PathOf("."));
+    const auto ended =
+        runs::RunProcess({"vboard", "run", "--fault", "read:port=eoi", "--", "touch", "started"},
+                         folder.PathOf("."));
     EXPECT_EQ(ended.status, kRefused);
     EXPECT_EQ(ended.error,
               "vboard: fault rule 'read:port=eoi': 'eoi' is no outcome here: take ERRNO, short N, "
               "bytes HH..., silence, kill, power off [TIME], power on\n");
-    EXPECT_EQ(scenario::RunProcess({"test", "-e", "started"}, folder.PathOf(".")).status, 1);
+    EXPECT_EQ(runs::RunProcess({"test", "-e", "started"}, folder.PathOf(".")).status, 1);
 }
 
 TEST(WrongFaults, OfAPlanAreRefusedWithFileAndLine) {
     TempFolder folder;
     static_cast<void>(folder.WriteFile("plan", "# a plan\nread=eio\nread=eoi\n"));
-    const auto ended = scenario::RunProcess({"vboard", "run", "--fault-plan", "plan", "--", "true"},
-                                            folder.PathOf("."));
+    const auto ended = runs::RunProcess({"vboard", "run", "--fault-plan", "plan", "--", "true"},
+                                        folder.PathOf("."));
     EXPECT_EQ(ended.status, kRefused);
     EXPECT_EQ(ended.error.substr(0, 64),
               "vboard: fault plan 'plan' line 3: fault rule 'read=eoi': 'eoi' i");
@@ -57,25 +57,24 @@ TEST(WrongFaults, OfAPlanAreRefusedWithFileAndLine) {
 
 TEST(WrongFaults, APlanThatCannotBeReadIsRefused) {
     TempFolder folder;
-    const auto missing = scenario::RunProcess(
-        {"vboard", "run", "--fault-plan", "plan", "--", "true"}, folder.PathOf("."));
+    const auto missing = runs::RunProcess({"vboard", "run", "--fault-plan", "plan", "--", "true"},
+                                          folder.PathOf("."));
     EXPECT_EQ(missing.status, kRefused);
     EXPECT_EQ(missing.error,
               "vboard: fault plan 'plan' can't be read: No such file or directory\n");
-    const auto directory = scenario::RunProcess(
-        {"vboard", "run", "--fault-plan", "/", "--", "true"}, folder.PathOf("."));
+    const auto directory =
+        runs::RunProcess({"vboard", "run", "--fault-plan", "/", "--", "true"}, folder.PathOf("."));
     EXPECT_EQ(directory.error, "vboard: fault plan '/' can't be read: Is a directory\n");
 }
 
 TEST(WrongFaults, ARateBeyondOneAndASeedWithoutNoiseAreRefused) {
     TempFolder folder;
     EXPECT_EQ(
-        scenario::RunProcess({"vboard", "run", "--noise", "1.5", "--", "true"}, folder.PathOf("."))
+        runs::RunProcess({"vboard", "run", "--noise", "1.5", "--", "true"}, folder.PathOf("."))
             .status,
         kRefused);
     EXPECT_EQ(
-        scenario::RunProcess({"vboard", "run", "--seed", "4", "--", "true"}, folder.PathOf("."))
-            .status,
+        runs::RunProcess({"vboard", "run", "--seed", "4", "--", "true"}, folder.PathOf(".")).status,
         kRefused);
 }
 
@@ -104,11 +103,11 @@ TEST(FaultPlanFile, OrdersTheSameAsTheCommandLine) {
 TEST(FaultCounts, BeginAnewWithEachProgramOfARun) {
     TempFolder folder;
     static_cast<void>(folder.WriteFile("twice", "flashmcu -v; flashmcu -v\n"));
-    const auto ended = scenario::RunProcess(
+    const auto ended = runs::RunProcess(
         {"vboard", "run", "--fault", "open:comm=enodev", "--transcript", "t", "--", "sh", "twice"},
         folder.PathOf("."));
     Outcome run;
-    run.transcript = scenario::ReadFile(folder.PathOf("t"));
+    run.transcript = runs::ReadFile(folder.PathOf("t"));
     EXPECT_EQ(Strikes(run), 2U);
 }
 
@@ -116,7 +115,7 @@ TEST(ListOfCalls, NumbersEveryCallSoThatARuleCanOrderIt) {
     Board board;
     const Outcome whole = board.With("--calls", board.PathOf("calls")).Runs({"-f", BlinkyPath()});
     EXPECT_EQ(whole.status, 0);
-    std::istringstream lines(scenario::ReadFile(board.PathOf("calls")));
+    std::istringstream lines(runs::ReadFile(board.PathOf("calls")));
     std::string number;
     std::string kind;
     std::string path;
@@ -143,7 +142,7 @@ TEST(ListOfCalls, EndsWithTheCallAtWhichTheProgramWasKilled) {
     static_cast<void>(board.With("--calls", board.PathOf("calls"))
                           .With("--fault", "call#5=kill")
                           .Runs({"-f", BlinkyPath()}));
-    EXPECT_EQ(scenario::ReadFile(board.PathOf("calls")),
+    EXPECT_EQ(runs::ReadFile(board.PathOf("calls")),
               "1 open /dev/knxspi 0\n"
               "2 write /dev/knxspi 3\n"
               "3 select /dev/knxspi 0\n"
@@ -153,7 +152,7 @@ TEST(ListOfCalls, EndsWithTheCallAtWhichTheProgramWasKilled) {
 
 TEST(ReplayLine, IsPrintedWhenARunWithFaultsGoesWrong) {
     TempFolder folder;
-    const auto ended = scenario::RunProcess(
+    const auto ended = runs::RunProcess(
         {"vboard", "run", "--quiet", "--model", "BRDC", "--fault", "open:comm=enodev", "--fault",
          "read:port#3=short 0", "--", "flashmcu", "-v"},
         folder.PathOf("."));
@@ -163,19 +162,19 @@ TEST(ReplayLine, IsPrintedWhenARunWithFaultsGoesWrong) {
 }
 
 TEST(ReplayLine, IsNotPrintedWhenTheRunGoesWell) {
-    const scenario::Ended run = Started({"--fault", "answer:write#2=nak"});
+    const runs::Ended run = Started({"--fault", "answer:write#2=nak"});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.error, "");
 }
 
 TEST(ReplayLine, IsNotPrintedWithoutFaults) {
-    const scenario::Ended run = Started({"--option", "silent=yes"});
+    const runs::Ended run = Started({"--option", "silent=yes"});
     EXPECT_EQ(run.status, 124);
     EXPECT_EQ(Replayed(run.error), "");
 }
 
 TEST(ReplayLine, IsTheLastOfAKilledRun) {
-    const scenario::Ended run = Started({"--fault", "program@1s=kill"});
+    const runs::Ended run = Started({"--fault", "program@1s=kill"});
     EXPECT_EQ(run.error,
               "vboard: killed at an ordered fault, at 1.000000 s of virtual time\n"
               "vboard: replay: vboard run --fault program@1s=kill -- flashmcu -f " +
@@ -191,20 +190,19 @@ TEST(ReplayLine, RunsTheSameAgainToTheByte) {
     };
     for (const std::vector<std::string>& order : kOrders) {
         TempFolder folder;
-        static_cast<void>(folder.WriteFile("blinky.hex", scenario::Blinky()));
+        static_cast<void>(folder.WriteFile("blinky.hex", runs::Blinky()));
         std::vector<std::string> words{"vboard", "run", "--quiet", "--transcript", "first"};
         words.insert(words.end(), order.begin(), order.end());
         words.insert(words.end(), {"--", "flashmcu", "-f", "blinky.hex"});
-        const auto ended = scenario::RunProcess(words, folder.PathOf("."));
+        const auto ended = runs::RunProcess(words, folder.PathOf("."));
         std::string line = Replayed(ended.error);
         ASSERT_TRUE(line.starts_with("vboard run ")) << ended.status << ended.error;
         line.insert(std::string("vboard run ").size(), "--quiet --transcript second ");
-        const auto again = scenario::RunProcess({"sh", "-c", line}, folder.PathOf("."));
+        const auto again = runs::RunProcess({"sh", "-c", line}, folder.PathOf("."));
         EXPECT_EQ(again.status, ended.status) << line;
         EXPECT_EQ(again.output, ended.output) << line;
         EXPECT_EQ(again.error, ended.error) << line;
-        EXPECT_EQ(scenario::ReadFile(folder.PathOf("second")),
-                  scenario::ReadFile(folder.PathOf("first")))
+        EXPECT_EQ(runs::ReadFile(folder.PathOf("second")), runs::ReadFile(folder.PathOf("first")))
             << line;
     }
 }

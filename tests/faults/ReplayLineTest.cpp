@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 #include "tests/support/TempFolder.h"
 
 namespace faults {
@@ -21,8 +21,8 @@ TEST(ShellWord, ComesBackFromTheShellAsItWent) {
     const TempFolder folder;
     for (const std::string word :
          {"a b", "it's", "$HOME", "`x`", "*", "a\\b", "\"q\"", "#", "~", "a\nb", "!x", "é"}) {
-        EXPECT_EQ(scenario::RunProcess({"sh", "-c", "printf %s " + vboard::ShellQuoted(word)},
-                                       folder.PathOf("."))
+        EXPECT_EQ(runs::RunProcess({"sh", "-c", "printf %s " + vboard::ShellQuoted(word)},
+                                   folder.PathOf("."))
                       .output,
                   word);
     }

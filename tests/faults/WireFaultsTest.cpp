@@ -9,7 +9,7 @@
 namespace faults {
 namespace {
 
-using scenario::Outcome;
+using runs::Outcome;
 
 TEST(ACharacterToTheChip, LostLeavesTheLoaderWithAFrameThatBeginsWrong) {
     const Outcome run = RunWith({"char:to-chip#3=lost"});

@@ -8,25 +8,25 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Board.h"
-#include "tests/scenarios/support/Compare.h"
-#include "tests/scenarios/support/Conversation.h"
-#include "tests/scenarios/support/ToolLog.h"
+#include "tests/runs/Board.h"
+#include "tests/runs/Compare.h"
+#include "tests/runs/Conversation.h"
+#include "tests/runs/ToolLog.h"
 #include "tests/support/LoaderFrames.h"
 
-using scenario::Blinky;
-using scenario::BlinkyPath;
-using scenario::BlocksOf;
-using scenario::Board;
-using scenario::Conversation;
-using scenario::DetectionLog;
-using scenario::EraseLog;
-using scenario::ExpectSame;
-using scenario::Outcome;
-using scenario::ProgrammingLog;
-using scenario::Say;
-using scenario::Target;
-using scenario::UpdateLog;
+using runs::Blinky;
+using runs::BlinkyPath;
+using runs::BlocksOf;
+using runs::Board;
+using runs::Conversation;
+using runs::DetectionLog;
+using runs::EraseLog;
+using runs::ExpectSame;
+using runs::Outcome;
+using runs::ProgrammingLog;
+using runs::Say;
+using runs::Target;
+using runs::UpdateLog;
 
 namespace {
 

@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Board.h"
-#include "tests/scenarios/support/ToolLog.h"
+#include "tests/runs/Board.h"
+#include "tests/runs/ToolLog.h"
 
-using scenario::BlinkyPath;
-using scenario::Board;
-using scenario::Outcome;
-using scenario::Reader;
-using scenario::Say;
-using scenario::Usage;
+using runs::BlinkyPath;
+using runs::Board;
+using runs::Outcome;
+using runs::Reader;
+using runs::Say;
+using runs::Usage;
 
 namespace {
 

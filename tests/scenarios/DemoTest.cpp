@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 #include "tests/support/TempFolder.h"
 
-using scenario::Ended;
-using scenario::RunProcess;
+using runs::Ended;
+using runs::RunProcess;
 
 namespace {
 

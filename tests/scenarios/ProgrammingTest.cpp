@@ -9,32 +9,32 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Board.h"
-#include "tests/scenarios/support/Compare.h"
-#include "tests/scenarios/support/Conversation.h"
-#include "tests/scenarios/support/Process.h"
-#include "tests/scenarios/support/ToolLog.h"
+#include "tests/runs/Board.h"
+#include "tests/runs/Compare.h"
+#include "tests/runs/Conversation.h"
+#include "tests/runs/Process.h"
+#include "tests/runs/ToolLog.h"
 #include "tests/support/HexText.h"
 #include "tests/support/TempFolder.h"
 
-using scenario::Big;
-using scenario::BigPath;
-using scenario::Blinky;
-using scenario::BlinkyPath;
-using scenario::Block;
-using scenario::BlocksOf;
-using scenario::Board;
-using scenario::BoardC;
-using scenario::Conversation;
-using scenario::DetectionLog;
-using scenario::EraseLog;
-using scenario::ExpectSame;
-using scenario::Outcome;
-using scenario::ProgrammingLog;
-using scenario::Say;
-using scenario::Target;
-using scenario::UpdateLog;
-using scenario::Wiring;
+using runs::Big;
+using runs::BigPath;
+using runs::Blinky;
+using runs::BlinkyPath;
+using runs::Block;
+using runs::BlocksOf;
+using runs::Board;
+using runs::BoardC;
+using runs::Conversation;
+using runs::DetectionLog;
+using runs::EraseLog;
+using runs::ExpectSame;
+using runs::Outcome;
+using runs::ProgrammingLog;
+using runs::Say;
+using runs::Target;
+using runs::UpdateLog;
+using runs::Wiring;
 
 namespace {
 
@@ -262,11 +262,11 @@ TEST(ProgrammingRun, OfVersionZeroIsSkippedWhenNobodyAnswers) {
 TEST(ProgrammingRun, WithoutAStandardInputGoesOnWithDevicesInItsPlace) {
     // As from a start script that has closed it: the first device that is opened is descriptor 0.
     const TempFolder folder;
-    const scenario::Ended run = scenario::RunProcess(
+    const runs::Ended run = runs::RunProcess(
         {"vboard", "run", "--quiet", "--", "sh", "-c", "flashmcu -f " + BlinkyPath() + " <&-"},
         folder.PathOf("."));
     EXPECT_EQ(run.status, 0) << run.error;
-    ExpectSame(scenario::CheckedLog(run.output), ProgrammingLog());
+    ExpectSame(runs::CheckedLog(run.output), ProgrammingLog());
 }
 
 TEST(ProgrammingRun, MakesFourCallsOnThePortForEachBlockAndNoneBesides) {

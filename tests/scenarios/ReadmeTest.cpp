@@ -13,12 +13,12 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 #include "tests/support/TempFolder.h"
 
-using scenario::Ended;
-using scenario::ReadFile;
-using scenario::RunProcess;
+using runs::Ended;
+using runs::ReadFile;
+using runs::RunProcess;
 
 namespace {
 

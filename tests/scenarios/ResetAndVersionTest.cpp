@@ -7,21 +7,21 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Board.h"
-#include "tests/scenarios/support/Compare.h"
-#include "tests/scenarios/support/Conversation.h"
-#include "tests/scenarios/support/ToolLog.h"
+#include "tests/runs/Board.h"
+#include "tests/runs/Compare.h"
+#include "tests/runs/Conversation.h"
+#include "tests/runs/ToolLog.h"
 
-using scenario::BlinkyPath;
-using scenario::Board;
-using scenario::BoardC;
-using scenario::Conversation;
-using scenario::DetectionLog;
-using scenario::ExpectSame;
-using scenario::Outcome;
-using scenario::Say;
-using scenario::Target;
-using scenario::Wiring;
+using runs::BlinkyPath;
+using runs::Board;
+using runs::BoardC;
+using runs::Conversation;
+using runs::DetectionLog;
+using runs::ExpectSame;
+using runs::Outcome;
+using runs::Say;
+using runs::Target;
+using runs::Wiring;
 
 namespace {
 

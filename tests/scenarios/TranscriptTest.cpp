@@ -13,17 +13,17 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Board.h"
-#include "tests/scenarios/support/Compare.h"
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Board.h"
+#include "tests/runs/Compare.h"
+#include "tests/runs/Process.h"
 #include "tests/support/HexText.h"
 
-using scenario::BigPath;
-using scenario::BlinkyPath;
-using scenario::Board;
-using scenario::ExpectSame;
-using scenario::Outcome;
-using scenario::ReadFile;
+using runs::BigPath;
+using runs::BlinkyPath;
+using runs::Board;
+using runs::ExpectSame;
+using runs::Outcome;
+using runs::ReadFile;
 
 namespace {
 

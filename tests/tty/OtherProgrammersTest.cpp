@@ -25,7 +25,7 @@ TEST(OtherProgrammers, Stm32flashTimesOut) {
         GTEST_SKIP() << "stm32flash is missing (scripts/install-packages test)";
     }
     ProbeRun run;
-    const scenario::Ended ended = run.Run({"stm32flash", "/dev/ttyS1"});
+    const runs::Ended ended = run.Run({"stm32flash", "/dev/ttyS1"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_TRUE(Has(ended.output, "Interface serial_posix: 57600 8E1")) << ended.output;
     EXPECT_TRUE(Has(ended.error, "Failed to init device, timeout.")) << ended.error;
@@ -40,7 +40,7 @@ TEST(OtherProgrammers, Stm32flashIsRefusedByALoaderOfAnotherFamily) {
         GTEST_SKIP() << "stm32flash is missing (scripts/install-packages test)";
     }
     ProbeRun run;
-    const scenario::Ended ended = run.InLoader().Run({"stm32flash", "-b", "9600", "/dev/ttyS1"});
+    const runs::Ended ended = run.InLoader().Run({"stm32flash", "-b", "9600", "/dev/ttyS1"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_TRUE(Has(ended.error, "Failed to init device")) << ended.error;
 }
@@ -50,7 +50,7 @@ TEST(OtherProgrammers, AvrdudeTimesOut) {
         GTEST_SKIP() << "avrdude is missing (scripts/install-packages test)";
     }
     ProbeRun run;
-    const scenario::Ended ended =
+    const runs::Ended ended =
         run.Run({"avrdude", "-p", "m328p", "-c", "arduino", "-P", "/dev/ttyS1"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_TRUE(Has(ended.error, "not in sync")) << ended.error;
@@ -63,7 +63,7 @@ TEST(OtherProgrammers, AvrdudeFindsNoPortThatTheBoardDoesNotHave) {
         GTEST_SKIP() << "avrdude is missing (scripts/install-packages test)";
     }
     ProbeRun run;
-    const scenario::Ended ended =
+    const runs::Ended ended =
         run.Run({"avrdude", "-p", "m328p", "-c", "arduino", "-P", "/dev/ttyS9"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_TRUE(Has(ended.error, "No such file or directory")) << ended.error;

@@ -13,13 +13,13 @@ ProbeRun& ProbeRun::With(const std::string& option, const std::string& value) {
     return *this;
 }
 
-scenario::Ended ProbeRun::Run(const std::vector<std::string>& program) {
+runs::Ended ProbeRun::Run(const std::vector<std::string>& program) {
     std::vector<std::string> words{"vboard", "run", "--quiet", "--transcript",
                                    m_folder.PathOf("transcript")};
     words.insert(words.end(), m_options.begin(), m_options.end());
     words.emplace_back("--");
     words.insert(words.end(), program.begin(), program.end());
-    return scenario::RunProcess(words, m_folder.PathOf("."));
+    return runs::RunProcess(words, m_folder.PathOf("."));
 }
 
 std::string ProbeRun::Says(const std::string& words, int status) {
@@ -28,7 +28,7 @@ std::string ProbeRun::Says(const std::string& words, int status) {
     for (std::string word; stream >> word;) {
         program.push_back(word);
     }
-    const scenario::Ended ended = Run(program);
+    const runs::Ended ended = Run(program);
     return ended.status == status
                ? ended.output
                : vboard::Formatted("{}ended {}: {}", ended.output, ended.status, ended.error);
@@ -37,7 +37,7 @@ std::string ProbeRun::Says(const std::string& words, int status) {
 std::vector<std::string> ProbeRun::Calls() const {
     constexpr std::size_t kTimeWidth = 13;
     std::vector<std::string> calls;
-    std::istringstream stream(scenario::ReadFile(m_folder.PathOf("transcript")));
+    std::istringstream stream(runs::ReadFile(m_folder.PathOf("transcript")));
     for (std::string line; std::getline(stream, line);) {
         if (line.compare(kTimeWidth, 5, "call ") == 0) {
             calls.push_back(line.substr(kTimeWidth + 8));

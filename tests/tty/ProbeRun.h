@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 #include "tests/support/TempFolder.h"
 
 namespace tty {
@@ -23,7 +23,7 @@ public:
     /// another status than `status`, with what went wrong behind it.
     std::string Says(const std::string& words, int status = 0);
     /// Runs any program.
-    scenario::Ended Run(const std::vector<std::string>& program);
+    runs::Ended Run(const std::vector<std::string>& program);
 
     /// What the last run's transcript says, without the times.
     [[nodiscard]] std::vector<std::string> Calls() const;

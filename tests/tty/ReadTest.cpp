@@ -121,7 +121,7 @@ TEST(TtyRead, TheReceiveFifoHandsOnAtItsTriggerOrAfterAPause) {
 
 TEST(TtyRead, AReadThatNothingCanAnswerEndsTheRun) {
     ProbeRun run;
-    const scenario::Ended ended =
+    const runs::Ended ended =
         run.Run({TTY_PROBE, "open:/dev/ttyS1:rw", "raw:9600:E:1:0", "read:1"});
     EXPECT_EQ(ended.status, 124);
     EXPECT_EQ(ended.error,
@@ -132,7 +132,7 @@ TEST(TtyRead, AReadThatNothingCanAnswerEndsTheRun) {
 
 TEST(TtyRead, ASelectWithoutLimitThatNothingCanEndEndsTheRun) {
     ProbeRun run;
-    const scenario::Ended ended = run.Run({TTY_PROBE, "open:/dev/ttyS1:rw", "select:-1"});
+    const runs::Ended ended = run.Run({TTY_PROBE, "open:/dev/ttyS1:rw", "select:-1"});
     EXPECT_EQ(ended.status, 124);
     EXPECT_NE(ended.error.find("would wait for ever in select of /dev/ttyS1"), std::string::npos)
         << ended.error;
@@ -140,7 +140,7 @@ TEST(TtyRead, ASelectWithoutLimitThatNothingCanEndEndsTheRun) {
 
 TEST(TtyRead, APollWithoutLimitThatNothingCanEndEndsTheRun) {
     ProbeRun run;
-    const scenario::Ended ended = run.Run({TTY_PROBE, "open:/dev/ttyS1:rw", "poll:in:-1"});
+    const runs::Ended ended = run.Run({TTY_PROBE, "open:/dev/ttyS1:rw", "poll:in:-1"});
     EXPECT_EQ(ended.status, 124);
     EXPECT_NE(ended.error.find("would wait for ever in poll of /dev/ttyS1"), std::string::npos)
         << ended.error;

@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(ProgramEnd, EndsTest,
 
 TEST(ProgramsOfOneRun, OneAfterTheOtherFindsTheBoardAsTheOtherLeftIt) {
     ProbeRun run;
-    const scenario::Ended ended =
+    const runs::Ended ended =
         run.Run({"sh", "-c",
                  "printf 86 > /sys/class/gpio/export && cat /sys/class/gpio/gpio86/direction && "
                  "printf out > /sys/class/gpio/gpio86/direction; "
@@ -74,20 +74,20 @@ TEST(ProgramsOfOneRun, OneAfterTheOtherFindsTheBoardAsTheOtherLeftIt) {
 
 TEST(ProgramsOfOneRun, LineSettingsOutliveTheProgramThatMadeThem) {
     ProbeRun run;
-    const scenario::Ended ended =
+    const runs::Ended ended =
         run.Run({"sh", "-c", "stty -F /dev/ttyS1 raw 19200 parenb && stty -F /dev/ttyS1 speed"});
     EXPECT_EQ(ended.output, "19200\n") << ended.error;
 }
 
 TEST(ProgramsOfOneRun, AProgramInheritsAnOpenPort) {
     ProbeRun run;
-    const scenario::Ended ended = run.Run({"sh", "-c", "stty speed < /dev/ttyS1"});
+    const runs::Ended ended = run.Run({"sh", "-c", "stty speed < /dev/ttyS1"});
     EXPECT_EQ(ended.output, "9600\n") << ended.error;
 }
 
 TEST(ProgramsOfOneRun, TimeGoesOnFromOneToTheNext) {
     ProbeRun run;
-    const scenario::Ended ended =
+    const runs::Ended ended =
         run.Run({"sh", "-c", "date -u +%T; sleep 75; date -u +%T; sleep 75; date -u +%T"});
     EXPECT_EQ(ended.output, "00:00:00\n00:01:15\n00:02:30\n") << ended.error;
 }

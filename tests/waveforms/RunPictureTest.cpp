@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Board.h"
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Board.h"
+#include "tests/runs/Process.h"
 #include "tests/support/TempFolder.h"
 
 namespace waveforms {
@@ -14,13 +14,13 @@ namespace {
 
 /// The picture that a run leaves.
 std::string PictureOf(const std::vector<std::string>& options,
-                      const std::string& program = "flashmcu -f " + scenario::BlinkyPath()) {
+                      const std::string& program = "flashmcu -f " + runs::BlinkyPath()) {
     const TempFolder folder;
     std::vector<std::string> words = {"vboard", "run", "--wavejson", "run.json"};
     words.insert(words.end(), options.begin(), options.end());
     words.insert(words.end(), {"--", "sh", "-c", program});
-    scenario::RunProcess(words, folder.PathOf(""));
-    return scenario::ReadFile(folder.PathOf("run.json"));
+    runs::RunProcess(words, folder.PathOf(""));
+    return runs::ReadFile(folder.PathOf("run.json"));
 }
 
 std::string TitleOf(const std::string& picture) {
@@ -49,7 +49,7 @@ TEST(ThePictureOfARun, GoesToAPipeToo) {
     const TempFolder folder;
     const std::string command =
         "vboard run --quiet --wavejson /dev/stderr -- sh -c 'flashmcu -r' 2>&1 >/dev/null | cat";
-    const scenario::Ended piped = scenario::RunProcess({"sh", "-c", command}, folder.PathOf(""));
+    const runs::Ended piped = runs::RunProcess({"sh", "-c", command}, folder.PathOf(""));
     EXPECT_EQ(piped.output, PictureOf({"--quiet"}, "flashmcu -r"));
 }
 

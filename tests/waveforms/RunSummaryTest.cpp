@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Board.h"
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Board.h"
+#include "tests/runs/Process.h"
 #include "tests/support/TempFolder.h"
 
 namespace waveforms {
@@ -19,31 +19,31 @@ class Summarized {
 public:
     explicit Summarized(std::vector<std::string> options,
                         const std::vector<std::string>& program = {"flashmcu", "-f",
-                                                                   scenario::BlinkyPath()}) {
+                                                                   runs::BlinkyPath()}) {
         std::vector<std::string> words = {"vboard", "run"};
         words.insert(words.end(), options.begin(), options.end());
         words.emplace_back("--");
         words.insert(words.end(), program.begin(), program.end());
-        m_ended = scenario::RunProcess(words, m_folder.PathOf(""));
+        m_ended = runs::RunProcess(words, m_folder.PathOf(""));
     }
 
     [[nodiscard]] int Status() const { return m_ended.status; }
     [[nodiscard]] const std::string& Error() const { return m_ended.error; }
     [[nodiscard]] Json OnStandardError() const { return Json::parse(m_ended.error); }
     [[nodiscard]] Json InFile() const {
-        return Json::parse(scenario::ReadFile(m_folder.PathOf("summary.json")));
+        return Json::parse(runs::ReadFile(m_folder.PathOf("summary.json")));
     }
 
 private:
     TempFolder m_folder;
-    scenario::Ended m_ended;
+    runs::Ended m_ended;
 };
 
 const std::vector<std::string> kTimes = {"line_ns", "chip_busy_ns", "pause_ns", "waiting_ns"};
 
 TEST(TheSummaryForPrograms, OfAGoodRunIsOnStandardErrorAloneAndTellsWhatWasDone) {
     const Json summary =
-        Summarized({"--summary", "json", "--image", scenario::BlinkyPath()}).OnStandardError();
+        Summarized({"--summary", "json", "--image", runs::BlinkyPath()}).OnStandardError();
     EXPECT_EQ(summary["end"].dump(), R"({"status":0,"signal":null,"verdict":null})");
     EXPECT_EQ(summary["programs"], 1);
     // Detection, mass erase and update pause 1.25 s each; twice the version is asked for: two
@@ -85,7 +85,7 @@ TEST(TheSummaryForPrograms, HasTimesThatAddUp) {
 
 TEST(TheSummaryForPrograms, ComparesTheFlashWithTheImage) {
     const Summarized run({"--quiet", "--summary-file", "summary.json", "--image",
-                          scenario::BlinkyPath(), "--fault", "cell:0x2104=stuck-erased", "--fault",
+                          runs::BlinkyPath(), "--fault", "cell:0x2104=stuck-erased", "--fault",
                           "answer:write#*=ack"});
     EXPECT_EQ(run.Error(), "");
     const Json flash = run.InFile()["flash"];
@@ -96,7 +96,7 @@ TEST(TheSummaryForPrograms, ComparesTheFlashWithTheImage) {
 
 TEST(TheSummaryForPrograms, CountsWhatTheImageDoesNotCoverAndIsNotErased) {
     const Summarized run(
-        {"--quiet", "--summary-file", "summary.json", "--image", scenario::BlinkyPath()},
+        {"--quiet", "--summary-file", "summary.json", "--image", runs::BlinkyPath()},
         {"flashmcu", "-r"});
     const Json flash = run.InFile()["flash"];
     EXPECT_EQ(flash["equal"], false);
@@ -120,8 +120,7 @@ TEST(TheSummaryForPrograms, IsCompleteAfterAKillOrAWaitForEver) {
 }
 
 TEST(TheSummaryForPrograms, IsTheSameToTheByteASecondTime) {
-    const std::vector<std::string> options = {"--summary", "json", "--image",
-                                              scenario::BlinkyPath()};
+    const std::vector<std::string> options = {"--summary", "json", "--image", runs::BlinkyPath()};
     EXPECT_EQ(Summarized(options).Error(), Summarized(options).Error());
 }
 
@@ -133,7 +132,7 @@ TEST(TheSummaryForPrograms, AddsUpSeveralProgramsOfOneRun) {
 }
 
 TEST(TheRunner, RefusesAnImageThatHasNoSummaryToStandIn) {
-    const Summarized run({"--image", scenario::BlinkyPath()});
+    const Summarized run({"--image", runs::BlinkyPath()});
     EXPECT_EQ(run.Status(), 125);
     EXPECT_EQ(run.Error(),
               "vboard: --image has no summary to stand in: add --summary json or --summary-file\n");

@@ -3,24 +3,24 @@
 
 #include <sstream>
 
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 #include "tests/support/TempFolder.h"
 
 namespace waveforms {
 
 bool HaveSigrok() {
     const TempFolder folder;
-    return scenario::RunProcess({"sigrok-cli", "--version"}, folder.PathOf("")).status == 0;
+    return runs::RunProcess({"sigrok-cli", "--version"}, folder.PathOf("")).status == 0;
 }
 
 std::vector<Annotation> Decode(const std::string& vcdPath, const std::string& line,
                                const std::string& annotation) {
     const TempFolder folder;
     const std::string output =
-        scenario::RunProcess({"sigrok-cli", "-I", "vcd", "-i", vcdPath, "-P",
-                              "uart:rx=" + line + ":baudrate=9600:parity=even:format=hex", "-A",
-                              "uart=rx-" + annotation, "--protocol-decoder-samplenum"},
-                             folder.PathOf(""))
+        runs::RunProcess({"sigrok-cli", "-I", "vcd", "-i", vcdPath, "-P",
+                          "uart:rx=" + line + ":baudrate=9600:parity=even:format=hex", "-A",
+                          "uart=rx-" + annotation, "--protocol-decoder-samplenum"},
+                         folder.PathOf(""))
             .output;
     // "1651104-1651938 uart-1: 80"; a sample is a microsecond.
     std::istringstream lines(output);

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/support/Board.h"
-#include "tests/scenarios/support/Compare.h"
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Board.h"
+#include "tests/runs/Compare.h"
+#include "tests/runs/Process.h"
 #include "tests/waveforms/Sigrok.h"
 
 namespace waveforms {
@@ -55,12 +55,12 @@ public:
         for (const std::string& fault : faults) {
             m_board.WithFault(fault);
         }
-        m_outcome = m_board.Runs({"-f", scenario::BlinkyPath()});
+        m_outcome = m_board.Runs({"-f", runs::BlinkyPath()});
     }
 
     [[nodiscard]] std::string VcdPath() const { return m_board.PathOf("run.vcd"); }
-    [[nodiscard]] std::string Vcd() const { return scenario::ReadFile(VcdPath()); }
-    [[nodiscard]] const scenario::Outcome& Outcome() const { return m_outcome; }
+    [[nodiscard]] std::string Vcd() const { return runs::ReadFile(VcdPath()); }
+    [[nodiscard]] const runs::Outcome& Outcome() const { return m_outcome; }
 
     /// Expects the decoder to read the transcript's characters, and no error but `parityErrors`.
     void ExpectDecodes(std::size_t parityErrors = 0) const {
@@ -89,8 +89,8 @@ private:
         }
     }
 
-    scenario::Board m_board;
-    scenario::Outcome m_outcome;
+    runs::Board m_board;
+    runs::Outcome m_outcome;
 };
 
 class TheUartDecoder : public ::testing::Test {
@@ -148,7 +148,7 @@ TEST(TheWaveformOfARun, IsTheSameToTheByteASecondTime) {
     const std::vector<std::string> faults = {"char:to-chip#420=parity", "char:to-host#70=double"};
     const std::string vcd = Recorded(faults).Vcd();
     EXPECT_GT(vcd.size(), 10'000U);
-    scenario::ExpectSame(Recorded(faults).Vcd(), vcd);
+    runs::ExpectSame(Recorded(faults).Vcd(), vcd);
 }
 
 }  // namespace

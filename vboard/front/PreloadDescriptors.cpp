@@ -11,9 +11,9 @@
 
 #include <cstdarg>
 
-#include "vboard/front/FileStatus.h"
-#include "vboard/front/RealLibc.h"
-#include "vboard/front/Wrapping.h"
+#include "vboard/process/FileStatus.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/Wrapping.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 #include <cstdarg>
 #include <cstdint>
 
-#include "vboard/front/RealLibc.h"
-#include "vboard/front/Wrapping.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/Wrapping.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "vboard/front/RealLibc.h"
-#include "vboard/front/World.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/World.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "vboard/front/RealLibc.h"
-#include "vboard/front/Streams.h"
-#include "vboard/front/Wrapping.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/Streams.h"
+#include "vboard/process/Wrapping.h"
 
 namespace {
 

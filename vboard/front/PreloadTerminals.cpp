@@ -12,9 +12,9 @@
 #include <cerrno>
 #include <cstdarg>
 
-#include "vboard/front/RealLibc.h"
-#include "vboard/front/TerminalNames.h"
-#include "vboard/front/Wrapping.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/TerminalNames.h"
+#include "vboard/process/Wrapping.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <time.h>
 #include <unistd.h>
 
-#include "vboard/front/RealLibc.h"
-#include "vboard/front/Waiting.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/Waiting.h"
 
 namespace {
 

@@ -18,9 +18,9 @@
 
 #include <cstdarg>
 
-#include "vboard/front/FileStatus.h"
-#include "vboard/front/RealLibc.h"
-#include "vboard/front/Waiting.h"
+#include "vboard/process/FileStatus.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/Waiting.h"
 
 namespace {
 

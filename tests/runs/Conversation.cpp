@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/scenarios/support/Conversation.h"
+#include "tests/runs/Conversation.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 
 #include "tests/support/LoaderFrames.h"
 
-namespace scenario {
+namespace runs {
 namespace {
 
 const std::string kGpioFolder = "/sys/class/gpio/";
@@ -297,4 +297,4 @@ Conversation& Conversation::GpioFile(const std::string& name, const std::string&
     return Does("close " + path + " = 0");
 }
 
-}  // namespace scenario
+}  // namespace runs

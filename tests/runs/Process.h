@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace scenario {
+namespace runs {
 
 struct Ended {
     int status = -1;  ///< Exit status; 128 and the signal's number for a killed program.
@@ -21,4 +21,4 @@ Ended RunProcess(const std::vector<std::string>& words, const std::string& folde
 /// The whole content of a file; "" with a test failure when there is none.
 std::string ReadFile(const std::string& path);
 
-}  // namespace scenario
+}  // namespace runs

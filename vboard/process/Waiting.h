@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "vboard/front/Wrapping.h"
+#include "vboard/process/Wrapping.h"
 
 namespace vboard {
 

@@ -11,10 +11,10 @@
 #include "vboard/board/BoardFile.h"
 #include "vboard/board/Session.h"
 #include "vboard/faults/FaultPlan.h"
-#include "vboard/front/LineFile.h"
-#include "vboard/front/RealTimePacer.h"
-#include "vboard/front/Recordings.h"
-#include "vboard/front/RunLink.h"
+#include "vboard/process/LineFile.h"
+#include "vboard/process/RealTimePacer.h"
+#include "vboard/process/Recordings.h"
+#include "vboard/process/RunLink.h"
 #include "vboard/record/Transcript.h"
 
 namespace vboard {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/Streams.h"
+#include "vboard/process/Streams.h"
 
 #include <fcntl.h>
 
@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "vboard/front/Wrapping.h"
+#include "vboard/process/Wrapping.h"
 
 namespace vboard {
 namespace {

@@ -11,7 +11,7 @@
 
 #include "tests/support/TempFolder.h"
 
-namespace scenario {
+namespace runs {
 
 /// What a run left behind.
 struct Outcome {
@@ -65,4 +65,4 @@ std::string BigPath();
 std::string Blinky();
 std::string Big();
 
-}  // namespace scenario
+}  // namespace runs

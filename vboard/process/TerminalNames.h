@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-#include "vboard/front/Wrapping.h"
+#include "vboard/process/Wrapping.h"
 
 namespace vboard {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/FileStatus.h"
+#include "vboard/process/FileStatus.h"
 
 namespace vboard {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/Recordings.h"
+#include "vboard/process/Recordings.h"
 
 #include <sys/mman.h>
 #include <unistd.h>

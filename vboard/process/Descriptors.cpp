@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/Descriptors.h"
+#include "vboard/process/Descriptors.h"
 
 #include <dirent.h>
 #include <fcntl.h>

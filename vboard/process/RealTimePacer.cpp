@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/RealTimePacer.h"
+#include "vboard/process/RealTimePacer.h"
 
 #include <time.h>
 
 #include <cerrno>
 
-#include "vboard/front/RealLibc.h"
+#include "vboard/process/RealLibc.h"
 
 namespace vboard {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/RunLink.h"
+#include "vboard/process/RunLink.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "vboard/front/RealLibc.h"
 #include "vboard/host/Host.h"
+#include "vboard/process/RealLibc.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "tests/scenarios/support/Compare.h"
+#include "tests/runs/Compare.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <iterator>
 
-namespace scenario {
+namespace runs {
 namespace {
 
 constexpr int kLinesAround = 4;
@@ -46,4 +46,4 @@ void ExpectSame(const std::string& actual, const std::string& expected) {
                   << Excerpt(expected, start, 2 * kLinesAround);
 }
 
-}  // namespace scenario
+}  // namespace runs

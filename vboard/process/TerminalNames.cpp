@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/TerminalNames.h"
+#include "vboard/process/TerminalNames.h"
 
 #include <sys/ioctl.h>
 
 #include <algorithm>
 
-#include "vboard/front/RealLibc.h"
+#include "vboard/process/RealLibc.h"
 
 namespace vboard {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 #include <fstream>
 #include <sstream>
 
-namespace scenario {
+namespace runs {
 namespace {
 
 constexpr int kNotStarted = 127;
@@ -76,4 +76,4 @@ std::string ReadFile(const std::string& path) {
     return text.str();
 }
 
-}  // namespace scenario
+}  // namespace runs

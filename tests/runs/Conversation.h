@@ -15,7 +15,7 @@
 
 #include "tests/support/Bytes.h"
 
-namespace scenario {
+namespace runs {
 
 /// GPIO numbers and device paths of a board.
 struct Wiring {
@@ -124,4 +124,4 @@ private:
     std::string m_text;
 };
 
-}  // namespace scenario
+}  // namespace runs

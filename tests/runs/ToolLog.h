@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace scenario {
+namespace runs {
 
 /// Takes the line number out of every log line, "PATH LEVEL MESSAGE", and leaves every other line
 /// as it is. Each number must be the line of a log statement in the source that PATH names, and
@@ -30,4 +30,4 @@ std::string EndOfFileLog();
 /// The usage text of a program that was started under the name flashmcu.
 std::string Usage();
 
-}  // namespace scenario
+}  // namespace runs

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/Waiting.h"
+#include "vboard/process/Waiting.h"
 
 #include <algorithm>
 #include <iterator>
 
-#include "vboard/front/RealLibc.h"
+#include "vboard/process/RealLibc.h"
 
 namespace vboard {
 namespace {

@@ -11,8 +11,8 @@
 #include <optional>
 #include <utility>
 
-#include "vboard/front/Descriptors.h"
-#include "vboard/front/World.h"
+#include "vboard/process/Descriptors.h"
+#include "vboard/process/World.h"
 
 namespace vboard {
 

@@ -5,7 +5,7 @@
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 
-#include "vboard/front/RealLibc.h"
+#include "vboard/process/RealLibc.h"
 
 #include <dlfcn.h>
 

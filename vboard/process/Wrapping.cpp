@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/Wrapping.h"
+#include "vboard/process/Wrapping.h"
 
 #include <fcntl.h>
 #include <linux/close_range.h>
@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "vboard/front/RealLibc.h"
-#include "vboard/front/Streams.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/Streams.h"
 
 namespace vboard {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/World.h"
+#include "vboard/process/World.h"
 
 #include <pthread.h>
 #include <signal.h>
@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "vboard/faults/FaultPlanParser.h"
-#include "vboard/front/RealLibc.h"
+#include "vboard/process/RealLibc.h"
 #include "vboard/record/LoaderCodes.h"
 #include "vboard/text/Format.h"
 

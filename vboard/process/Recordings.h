@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "vboard/board/Board.h"
-#include "vboard/front/RunLink.h"
+#include "vboard/process/RunLink.h"
 #include "vboard/record/Summary.h"
 #include "vboard/record/VcdWriter.h"
 #include "vboard/record/WaveJson.h"

@@ -8,7 +8,7 @@
 
 #include <string_view>
 
-#include "vboard/front/Wrapping.h"
+#include "vboard/process/Wrapping.h"
 
 namespace vboard {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/scenarios/support/ToolLog.h"
+#include "tests/runs/ToolLog.h"
 
 #include <gtest/gtest.h>
 
@@ -9,9 +9,9 @@
 #include <sstream>
 #include <vector>
 
-#include "tests/scenarios/support/Process.h"
+#include "tests/runs/Process.h"
 
-namespace scenario {
+namespace runs {
 namespace {
 
 std::vector<std::string> LinesOf(const std::string& text) {
@@ -137,4 +137,4 @@ std::string Usage() {
            "    -v: If specified, the current MSP version is just read\n";
 }
 
-}  // namespace scenario
+}  // namespace runs

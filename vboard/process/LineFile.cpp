@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/front/LineFile.h"
+#include "vboard/process/LineFile.h"
 
 namespace vboard {
 

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
-#include "tests/scenarios/support/Board.h"
+#include "tests/runs/Board.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "tests/scenarios/support/Process.h"
-#include "tests/scenarios/support/ToolLog.h"
+#include "tests/runs/Process.h"
+#include "tests/runs/ToolLog.h"
 #include "vboard/board/BoardFile.h"
 #include "vboard/image/IntelHex.h"
 #include "vboard/run/Descriptor.h"
 #include "vboard/text/Format.h"
 
-namespace scenario {
+namespace runs {
 namespace {
 
 constexpr std::size_t kMainMemoryStart = 0x2100;
@@ -151,4 +151,4 @@ std::string Big() {
     return ReadFile(BigPath());
 }
 
-}  // namespace scenario
+}  // namespace runs
