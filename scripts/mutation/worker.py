@@ -8,8 +8,8 @@ import subprocess
 from dataclasses import dataclass
 from pathlib import Path
 
-# Cheap ones first: what they kill, the dearer ones need not see.
-SUITES = ("unit_tests", "scenario_tests")
+# What the programs under test are, whatever is damaged.
+_PROGRAMS = ("flashmcu", "vboard")
 _FAILED = re.compile(r"^\[  FAILED  \] ([\w./]+)", re.MULTILINE)
 
 
@@ -20,7 +20,8 @@ class Verdict:
 
 
 class Worker:
-    def __init__(self, repository, folder):
+    def __init__(self, repository, folder, suites):
+        self._suites = suites
         self._repository = Path(repository)
         self._source = Path(folder) / "source"
         self._build = Path(folder) / "build"
@@ -36,13 +37,14 @@ class Worker:
         if shutil.which("ccache"):
             options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
         self._must(["cmake", "-S", self._source, "-B", self._build, "-G", "Ninja", *options])
-        self._must(["ninja", "-C", self._build, *SUITES, "flashmcu", "vboard"])
-        for suite in SUITES:
-            seconds, outcome = _timed(lambda name=suite: self._run_suite(name, None))
+        self._must(["ninja", "-C", self._build, *_PROGRAMS, *self._targets()])
+        for suite in self._suites:
+            name = suite.program
+            seconds, outcome = _timed(lambda program=name: self._run_suite(program, None))
             if outcome:
-                raise RuntimeError(f"{suite} fails without any mutant: {outcome}")
-            self._limit_seconds[suite] = 20 + 10 * seconds
-            log(f"{suite} takes {seconds:.1f} s")
+                raise RuntimeError(f"{name} fails without any mutant: {outcome}")
+            self._limit_seconds[name] = 20 + 10 * seconds
+            log(f"{name} takes {seconds:.1f} s")
 
     def try_mutant(self, mutant):
         path = self._source / mutant.path
@@ -54,14 +56,16 @@ class Worker:
             path.write_text(original, encoding="utf-8")
 
     def _judge(self):
-        for suite in SUITES:
-            # The programs that a suite starts are no part of its own link.
-            if not self._builds(suite, "flashmcu" if suite == "scenario_tests" else suite):
+        for suite in self._suites:
+            if not self._builds(suite.program, *suite.starts):
                 return Verdict("broken")
-            by = self._run_suite(suite, self._limit_seconds[suite])
+            by = self._run_suite(suite.program, self._limit_seconds[suite.program])
             if by:
                 return Verdict("killed", by)
         return Verdict("survived")
+
+    def _targets(self):
+        return [target for suite in self._suites for target in (suite.program, *suite.starts)]
 
     def _copy_sources(self):
         listed = subprocess.run(

@@ -7,6 +7,9 @@ from pathlib import Path
 
 from mutation.explained import read_explanations
 from mutation.operators import mutants_of
+from mutation.subjects import SUBJECTS
+
+REPOSITORY = Path(__file__).resolve().parent.parent.parent
 
 
 def changes(text, kind=None):
@@ -93,6 +96,19 @@ class Explanations(unittest.TestCase):
     def test_refuse_an_entry_without_a_reason(self):
         with self.assertRaises(ValueError):
             self.read("a.cpp\nx = 5;\n5 -> 4\n")
+
+    def test_each_fits_a_place_that_is_there(self):
+        judged = 0
+        for subject in SUBJECTS.values():
+            mutants = [mutant for pattern in subject.sources for path in REPOSITORY.glob(pattern)
+                       for mutant in mutants_of(path.relative_to(REPOSITORY).as_posix(),
+                                                path.read_text(encoding="utf-8"))]
+            explained = REPOSITORY / subject.explained
+            for entry in read_explanations(explained) if explained.is_file() else []:
+                judged += 1
+                self.assertTrue(any(map(entry.fits, mutants)),
+                                f"{subject.explained}: nothing fits {entry}")
+        self.assertGreater(judged, 0)
 
 
 if __name__ == "__main__":
