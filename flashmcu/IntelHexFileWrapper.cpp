@@ -191,7 +191,7 @@ void CIntelHexWrapper::TakeSegment(int byLen) {
 }
 
 bool CIntelHexWrapper::TakeData(unsigned char* data, int buffLen, int byLen, int& length) {
-    const bool fits = byLen <= (data == nullptr ? 0 : buffLen);
+    const bool fits = byLen <= buffLen && (data != nullptr || byLen == 0);
     if (fits) {
         for (int index = 0; index < byLen; ++index) {
             data[index] = ByteAt(kDataPosition + 2 * index);

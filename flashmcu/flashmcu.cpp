@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -61,7 +62,7 @@ bool ParseVersionLocation(const char* text, std::uint32_t& location) {
     // Oddity (location-unchecked): only a number out of range is refused; letters give 0, digits
     // before letters give their number.
     location = static_cast<std::uint32_t>(std::strtoul(text, nullptr, 0));
-    if (errno != 0) {
+    if (errno == ERANGE) {
         std::perror("Parsing version location");
         return false;
     }
@@ -352,7 +353,24 @@ int RunFlashmcu(int argc, char** argv) {
 }
 
 #ifndef FLASHMCU_WITHOUT_MAIN
+namespace {
+
+// A standard descriptor that is closed would become the next device that is opened, and the log
+// would go into the chip.
+void FillClosedStandardDescriptors() {
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) < 0) {
+            (void)open("/dev/null", O_RDWR);  // takes the lowest free number, which is this one
+        }
+    }
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+    FillClosedStandardDescriptors();
+    // Whoever reads the log may end before us; the chip must not be left half-written for that.
+    (void)std::signal(SIGPIPE, SIG_IGN);
     // A pipe, a journal or a killed run then shows every line up to the moment.
     (void)std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     return RunFlashmcu(argc, argv);

@@ -44,7 +44,7 @@ TEST(FullDiskTogether, HasALineForEachFileAndLeavesTheProgramItsOwn) {
     const runs::Ended run = folder.Vboard(
         "run --quiet --board a.board --transcript /dev/full --vcd /dev/full "
         "--summary-file whole.json -- flashmcu -v");
-    EXPECT_EQ(run.output, "flashmcu/flashmcu:116 info Current MSP version is 256\n");
+    EXPECT_EQ(run.output, "flashmcu/flashmcu:117 info Current MSP version is 256\n");
     EXPECT_EQ(run.error,
               "vboard: transcript '/dev/full' can't be written: No space left on device\n"
               "vboard: waveform '/dev/full' can't be written: No space left on device\n");

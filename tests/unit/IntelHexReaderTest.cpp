@@ -450,6 +450,9 @@ TEST_F(IntelHexReader, ABufferOfNegativeLengthTakesNothing) {
         EXPECT_EQ(m_length, kUntouchedLength);
         m_reader.Close();
     }
+    Read(hex::Data(0x2100, {}));
+    EXPECT_FALSE(m_reader.GetNextData(nullptr, -1, m_address, m_length));
+    EXPECT_EQ(m_length, kUntouchedLength);
 }
 
 TEST_F(IntelHexReader, WithoutABufferOnlyARecordOfNoBytesIsTaken) {
