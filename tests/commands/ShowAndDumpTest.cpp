@@ -7,11 +7,11 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "image/IntelHex.h"
 #include "tests/commands/BoardFolder.h"
 #include "vboard/board/BoardSetup.h"
 #include "vboard/board/StartState.h"
 #include "vboard/faults/FaultTable.h"
-#include "vboard/image/IntelHex.h"
 
 namespace commands {
 namespace {
@@ -82,12 +82,12 @@ TEST(DumpBoard, GivesBackTheImageThatTheBoardWasMadeFrom) {
         folder.Does("new b.board --image a.hex");
         folder.Does("dump b.board --output b.hex");
         EXPECT_EQ(folder.Bytes("a.hex"), folder.Bytes("b.hex")) << image;
-        vboard::MemoryImage dumped;
-        vboard::MemoryImage given;
+        image::MemoryImage dumped;
+        image::MemoryImage given;
         std::string problem;
-        ASSERT_TRUE(vboard::ReadIntelHex(folder.Does("dump a.board"), dumped, problem)) << problem;
-        ASSERT_TRUE(vboard::ReadIntelHex(runs::ReadFile(image), given, problem)) << problem;
-        for (unsigned address = 0; address < vboard::MemoryImage::kSizeBytes; ++address) {
+        ASSERT_TRUE(image::ReadIntelHex(folder.Does("dump a.board"), dumped, problem)) << problem;
+        ASSERT_TRUE(image::ReadIntelHex(runs::ReadFile(image), given, problem)) << problem;
+        for (unsigned address = 0; address < image::MemoryImage::kSizeBytes; ++address) {
             const auto at = static_cast<std::uint16_t>(address);
             ASSERT_EQ(dumped.At(at), given.At(at)) << std::hex << address;
         }

@@ -132,7 +132,7 @@ TEST(StartState, AChipWithoutAResetVectorHasNothingToRun) {
     BoardSetup setup;
     std::vector<std::uint8_t> bytes(vboard::kMemorySizeBytes);
     const vboard::Memory memory(bytes.data(), vboard::kMemorySizeBytes);
-    vboard::MemoryImage image;
+    image::MemoryImage image;
     image.Set(0x2100, 0x34);
     std::string problem;
     ASSERT_TRUE(vboard::FillMemory(setup, &image, memory, problem)) << problem;

@@ -6,10 +6,10 @@
 
 #include <sstream>
 
+#include "image/IntelHex.h"
 #include "tests/runs/Process.h"
 #include "tests/runs/ToolLog.h"
 #include "vboard/board/BoardFile.h"
-#include "vboard/image/IntelHex.h"
 #include "vboard/run/Descriptor.h"
 #include "vboard/text/Format.h"
 
@@ -114,9 +114,9 @@ std::vector<std::uint8_t> Board::Memory() const {
 }
 
 std::string Board::DifferenceFrom(const std::string& imageText) const {
-    vboard::MemoryImage image;
+    image::MemoryImage image;
     std::string problem;
-    if (!vboard::ReadIntelHex(imageText, image, problem)) {
+    if (!image::ReadIntelHex(imageText, image, problem)) {
         return "the image can't be read: " + problem;
     }
     const std::vector<std::uint8_t> memory = Memory();

@@ -161,7 +161,7 @@ bool BoardFile::Map(int descriptor, int protection, std::string& problem) {
     return true;
 }
 
-bool BoardFile::Create(int descriptor, const BoardSetup& setup, const MemoryImage* image,
+bool BoardFile::Create(int descriptor, const BoardSetup& setup, const image::MemoryImage* image,
                        Failure& failure) {
     const std::string text = setup.Text();
     if (text.size() > kLongestSetup) {

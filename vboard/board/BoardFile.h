@@ -16,8 +16,8 @@
 #include <cstdint>
 #include <string>
 
+#include "image/MemoryImage.h"
 #include "vboard/board/Board.h"
-#include "vboard/image/MemoryImage.h"
 
 namespace vboard {
 
@@ -40,8 +40,8 @@ public:
     /// with `image` in its flash where there is one (nullptr: the older firmware of a delivered
     /// chip), and maps it. The descriptor stays the caller's and may be closed afterwards. On
     /// failure `failure` says why: one line, and whether that is about the image.
-    [[nodiscard]] bool Create(int descriptor, const BoardSetup& setup, const MemoryImage* image,
-                              Failure& failure);
+    [[nodiscard]] bool Create(int descriptor, const BoardSetup& setup,
+                              const image::MemoryImage* image, Failure& failure);
     /// Maps a board file. A damaged or foreign one is refused. The memory of the chip has no check
     /// sum: it changes in place at every instant, and whatever it holds is what that chip holds.
     [[nodiscard]] bool Attach(int descriptor, std::string& problem);

@@ -17,7 +17,7 @@ constexpr std::array<StartStateInfo, 5> kStartStates{{
     {StartState::kSilent, "silent", "the chip never says anything, whatever it does"},
 }};
 
-bool Fits(const ChipModel& part, const MemoryImage& image, std::string& problem) {
+bool Fits(const ChipModel& part, const image::MemoryImage& image, std::string& problem) {
     for (std::size_t address = 0; address < kMemorySizeBytes; ++address) {
         const auto at = static_cast<std::uint16_t>(address);
         if (image.Covers(at) && !part.mainMemory.Contains(at) && !part.infoMemory.Contains(at)) {
@@ -38,7 +38,7 @@ std::span<const StartStateInfo> AllStartStates() {
     return kStartStates;
 }
 
-bool FillMemory(const BoardSetup& setup, const MemoryImage* image, Memory memory,
+bool FillMemory(const BoardSetup& setup, const image::MemoryImage* image, Memory memory,
                 std::string& problem) {
     const bool erased = setup.Start() == StartState::kErased;
     if (image != nullptr && erased) {

@@ -7,8 +7,8 @@
 #include <span>
 #include <string_view>
 
+#include "image/MemoryImage.h"
 #include "vboard/board/Board.h"
-#include "vboard/image/MemoryImage.h"
 
 namespace vboard {
 
@@ -25,8 +25,8 @@ struct StartStateInfo {
 /// Fills the memory of a new board: from an image where there is one, else with the older firmware
 /// that a delivered chip holds, and with nothing where the board starts erased. False, with a
 /// sentence in `problem`, for an image that does not fit the part or contradicts the start.
-[[nodiscard]] bool FillMemory(const BoardSetup& setup, const MemoryImage* image, Memory memory,
-                              std::string& problem);
+[[nodiscard]] bool FillMemory(const BoardSetup& setup, const image::MemoryImage* image,
+                              Memory memory, std::string& problem);
 
 /// The state of a new board whose memory has been filled.
 [[nodiscard]] BoardState StateAtStart(const BoardSetup& setup,

@@ -27,7 +27,8 @@ namespace vboard {
 /// Where a new board's flash comes from.
 struct ImageSource {
     std::string path;
-    const MemoryImage* image = nullptr;  ///< nullptr: the older firmware of a delivered chip.
+    const image::MemoryImage* image =
+        nullptr;  ///< nullptr: the older firmware of a delivered chip.
 };
 
 /// Makes a new board: in a file that must not exist yet, or, with an empty path, in memory. Nothing

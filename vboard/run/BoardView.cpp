@@ -78,8 +78,8 @@ BoardView LookAt(const BoardFile& file) {
     return view;
 }
 
-MemoryImage ProgrammedImage(const BoardFile& file) {
-    MemoryImage image;
+image::MemoryImage ProgrammedImage(const BoardFile& file) {
+    image::MemoryImage image;
     const Memory memory = file.ChipMemory();
     const ChipModel& part = file.Setup().Part();
     for (const AddressRange& range : {part.infoMemory, part.mainMemory}) {

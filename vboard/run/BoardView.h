@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "image/MemoryImage.h"
 #include "vboard/board/BoardFile.h"
-#include "vboard/image/MemoryImage.h"
 
 namespace vboard {
 
@@ -52,6 +52,6 @@ struct BoardView {
 [[nodiscard]] std::string JsonOf(const BoardView& view);
 
 /// What the flash holds, without the rows of sixteen bytes that are erased.
-[[nodiscard]] MemoryImage ProgrammedImage(const BoardFile& file);
+[[nodiscard]] image::MemoryImage ProgrammedImage(const BoardFile& file);
 
 }  // namespace vboard

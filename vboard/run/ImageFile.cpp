@@ -8,13 +8,13 @@
 #include <fstream>
 #include <iterator>
 
-#include "vboard/image/IntelHex.h"
+#include "image/IntelHex.h"
 #include "vboard/run/OutputFile.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
 
-bool ReadImageFile(const std::string& path, MemoryImage& image, std::string& problem) {
+bool ReadImageFile(const std::string& path, image::MemoryImage& image, std::string& problem) {
     std::ifstream file(path, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
     if (!file) {
@@ -22,15 +22,16 @@ bool ReadImageFile(const std::string& path, MemoryImage& image, std::string& pro
         return false;
     }
     std::string why;
-    if (!ReadIntelHex(text, image, why)) {
+    if (!image::ReadIntelHex(text, image, why)) {
         problem = Formatted("image '{}': {}", path, why);
         return false;
     }
     return true;
 }
 
-bool WriteImageFile(const std::string& path, const MemoryImage& image, std::string& problem) {
-    const std::string text = WriteIntelHex(image);
+bool WriteImageFile(const std::string& path, const image::MemoryImage& image,
+                    std::string& problem) {
+    const std::string text = image::WriteIntelHex(image);
     Descriptor file;
     if (path == "-") {
         file = Descriptor(dup(STDOUT_FILENO));

@@ -17,7 +17,7 @@ int New(const NewOptions& options) {
     if (!SetupFrom(options.settings, setup, problem)) {
         return Refuse(problem);
     }
-    MemoryImage image;
+    image::MemoryImage image;
     const bool hasImage = !options.imagePath.empty();
     if (hasImage && !ReadImageFile(options.imagePath, image, problem)) {
         return Refuse(problem);

@@ -96,7 +96,7 @@ Json FlashOf(const RunResult& result) {
 
 }  // namespace
 
-FlashComparison CompareFlash(const MemoryImage& image, const BoardFile& board) {
+FlashComparison CompareFlash(const image::MemoryImage& image, const BoardFile& board) {
     const auto& main = board.Setup().Part().mainMemory;
     const Memory memory = board.ChipMemory();
     FlashComparison found;

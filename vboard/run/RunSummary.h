@@ -5,9 +5,9 @@
 
 #include <string>
 
+#include "image/MemoryImage.h"
 #include "vboard/board/BoardFile.h"
 #include "vboard/board/Session.h"
-#include "vboard/image/MemoryImage.h"
 #include "vboard/record/Summary.h"
 
 namespace vboard {
@@ -17,8 +17,9 @@ struct RunResult {
     int status = 0;  ///< As waitpid gives it.
     const RunReport& report;
     const SummaryCounts& counts;
-    const BoardFile& board;              ///< As the run left it.
-    const MemoryImage* image = nullptr;  ///< To compare the flash with; nullptr: none was given.
+    const BoardFile& board;  ///< As the run left it.
+    const image::MemoryImage* image =
+        nullptr;  ///< To compare the flash with; nullptr: none was given.
     std::string imagePath;
 };
 
@@ -31,6 +32,6 @@ struct FlashComparison {
     int firstDifference = -1;        ///< Its address; -1: none.
     std::size_t leftoverBytes = 0;   ///< In main memory outside the image, and not erased.
 };
-[[nodiscard]] FlashComparison CompareFlash(const MemoryImage& image, const BoardFile& board);
+[[nodiscard]] FlashComparison CompareFlash(const image::MemoryImage& image, const BoardFile& board);
 
 }  // namespace vboard

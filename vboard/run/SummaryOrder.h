@@ -41,7 +41,7 @@ private:
     std::string m_path;
     Descriptor m_file;
     std::string m_imagePath;
-    std::optional<MemoryImage> m_image;
+    std::optional<image::MemoryImage> m_image;
     bool m_onStandardError = false;
 };
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace vboard {
+namespace image {
 
 class MemoryImage {
 public:
@@ -36,4 +36,4 @@ private:
     std::bitset<kSizeBytes> m_covered;
 };
 
-}  // namespace vboard
+}  // namespace image

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/image/IntelHex.h"
+#include "image/IntelHex.h"
 
 #include <algorithm>
 #include <charconv>
@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "vboard/text/Format.h"
+#include "image/HexDigits.h"
 
-namespace vboard {
+namespace image {
 namespace {
 
 constexpr std::size_t kRowBytes = 16;
@@ -66,7 +66,8 @@ private:
             const char* end = line.data() + 2;
             const auto result = std::from_chars(line.data(), end, byte, 16);
             if (result.ec != std::errc{} || result.ptr != end) {
-                return Fail(Formatted("'{}' are not two hexadecimal digits", line.substr(0, 2)));
+                return Fail("'" + std::string(line.substr(0, 2)) +
+                            "' are not two hexadecimal digits");
             }
             m_record.push_back(byte);
         }
@@ -78,8 +79,8 @@ private:
             return Fail("the record's length is not the one it states");
         }
         const std::uint8_t expected = ChecksumOf(std::span(m_record).first(m_record.size() - 1));
-        return m_record.back() == expected ||
-               Fail(Formatted("the checksum is {:02X}, not {:02X}", expected, m_record.back()));
+        return m_record.back() == expected || Fail("the checksum is " + HexDigits(expected, 2) +
+                                                   ", not " + HexDigits(m_record.back(), 2));
     }
 
     bool Apply() {
@@ -87,8 +88,8 @@ private:
             std::span<const std::uint8_t>(m_record).subspan(kHeadBytes, m_record.front());
         const unsigned type = m_record[3];
         const auto holds = [&](std::size_t size) {
-            return data.size() == size ||
-                   Fail(Formatted("a record of type {:02X} holds {} bytes", type, size));
+            return data.size() == size || Fail("a record of type " + HexDigits(type, 2) +
+                                               " holds " + std::to_string(size) + " bytes");
         };
         switch (type) {
             case kData:
@@ -104,7 +105,7 @@ private:
             case kStartLinear:
                 return holds(4);
             default:
-                return Fail(Formatted("there is no record type {:02X}", type));
+                return Fail("there is no record type " + HexDigits(type, 2));
         }
     }
 
@@ -119,11 +120,11 @@ private:
         for (const std::uint8_t value : data) {
             const std::uint64_t address = std::uint64_t{m_base} + offset;
             if (address >= MemoryImage::kSizeBytes) {
-                return Fail(Formatted("0x{:X} is beyond the chip's memory", address));
+                return Fail("0x" + HexDigits(address, 1) + " is beyond the chip's memory");
             }
             const auto place = static_cast<std::uint16_t>(address);
             if (m_image.Covers(place) && m_image.At(place) != value) {
-                return Fail(Formatted("0x{:04X} is given twice with two values", address));
+                return Fail("0x" + HexDigits(address, 4) + " is given twice with two values");
             }
             m_image.Set(place, value);
             // Within a segment the offset starts over at 64 KiB.
@@ -149,7 +150,7 @@ void AppendRecord(std::string& text, std::uint16_t address, RecordType type,
     record.push_back(ChecksumOf(record));
     text += ':';
     for (const std::uint8_t byte : record) {
-        AppendFormatted(text, "{:02X}", byte);
+        text += HexDigits(byte, 2);
     }
     text += '\n';
 }
@@ -166,7 +167,7 @@ bool ReadIntelHex(std::string_view text, MemoryImage& image, std::string& proble
             line.remove_suffix(1);
         }
         if (!line.empty() && !reader.Take(line)) {
-            problem = Formatted("line {}: {}", number, reader.Problem());
+            problem = "line " + std::to_string(number) + ": " + reader.Problem();
             return false;
         }
     }
@@ -198,4 +199,4 @@ std::string WriteIntelHex(const MemoryImage& image) {
     return text;
 }
 
-}  // namespace vboard
+}  // namespace image

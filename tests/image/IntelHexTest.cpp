@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/image/IntelHex.h"
+#include "image/IntelHex.h"
 
 #include <gtest/gtest.h>
 
 #include <initializer_list>
 #include <utility>
 
-namespace vboard {
+namespace image {
 namespace {
 
 MemoryImage ImageOf(std::initializer_list<std::pair<std::uint16_t, std::uint8_t>> bytes) {
@@ -118,4 +118,4 @@ TEST(AnImage, ThatCoversNothingIsTheEndRecordAlone) {
 }
 
 }  // namespace
-}  // namespace vboard
+}  // namespace image

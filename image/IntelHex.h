@@ -13,9 +13,9 @@
 #include <string>
 #include <string_view>
 
-#include "vboard/image/MemoryImage.h"
+#include "image/MemoryImage.h"
 
-namespace vboard {
+namespace image {
 
 /// Reads a whole file's text. Start addresses are checked and left out. Refused are: a line that is
 /// not one whole record with the right sum, a record type or length that does not exist, an address
@@ -29,4 +29,4 @@ namespace vboard {
 /// 16 or behind a gap, and the end record. Lines end with LF.
 [[nodiscard]] std::string WriteIntelHex(const MemoryImage& image);
 
-}  // namespace vboard
+}  // namespace image
