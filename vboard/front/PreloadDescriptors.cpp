@@ -19,9 +19,8 @@ namespace {
 
 using vboard::Answer;
 using vboard::FileFor;
-using vboard::Host;
+using vboard::FileTurn;
 using vboard::HostFor;
-using vboard::OpenFile;
 using vboard::Real;
 using vboard::TheHost;
 
@@ -33,17 +32,17 @@ int Control(int descriptor, int command, void* argument) {
 }
 
 /// The file that a path and a descriptor name together, for the calls with AT_EMPTY_PATH.
-OpenFile* FileAt(int folder, const char* path, int flags) {
+FileTurn FileAt(int folder, const char* path, int flags) {
     return path != nullptr && *path == '\0' && (flags & AT_EMPTY_PATH) != 0 ? FileFor(folder)
-                                                                            : nullptr;
+                                                                            : FileTurn();
 }
 
 template <class Status>
 int StatusOf(int folder, const char* path, Status* status, int flags) {
-    if (OpenFile* file = FileAt(folder, path, flags)) {
+    if (const auto file = FileAt(folder, path, flags)) {
         return Answer<int>([&] { return vboard::StoreStatus(TheHost(), file->path, *status); });
     }
-    Host* host = HostFor(path);
+    const auto host = HostFor(path);
     return Answer<int>([&] { return vboard::StoreStatus(*host, path, *status); });
 }
 
@@ -86,28 +85,28 @@ VBOARD_EXPORT int fcntl64(int descriptor, int command, ...) {
 }
 
 VBOARD_EXPORT int access(const char* path, int mode) __THROW {
-    if (Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return Answer<int>([&] { return vboard::Exists(*host, path); });
     }
     return Real().access(path, mode);
 }
 
 VBOARD_EXPORT int eaccess(const char* path, int mode) __THROW {
-    if (Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return Answer<int>([&] { return vboard::Exists(*host, path); });
     }
     return Real().eaccess(path, mode);
 }
 
 VBOARD_EXPORT int euidaccess(const char* path, int mode) __THROW {
-    if (Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return Answer<int>([&] { return vboard::Exists(*host, path); });
     }
     return Real().euidaccess(path, mode);
 }
 
 VBOARD_EXPORT int faccessat(int folder, const char* path, int mode, int flags) __THROW {
-    if (Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return Answer<int>([&] { return vboard::Exists(*host, path); });
     }
     return Real().faccessat(folder, path, mode, flags);
@@ -172,10 +171,10 @@ VBOARD_EXPORT int fstatat64(int folder, const char* path, struct stat64* status,
 
 VBOARD_EXPORT int statx(int folder, const char* path, int flags, unsigned mask,
                         struct statx* status) __THROW {
-    if (OpenFile* file = FileAt(folder, path, flags)) {
+    if (const auto file = FileAt(folder, path, flags)) {
         return Answer<int>([&] { return vboard::StoreStatx(TheHost(), file->path, *status); });
     }
-    if (Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return Answer<int>([&] { return vboard::StoreStatx(*host, path, *status); });
     }
     return Real().statx(folder, path, flags, mask, status);

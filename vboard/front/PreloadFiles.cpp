@@ -20,7 +20,6 @@ namespace {
 using vboard::Answer;
 using vboard::FileFor;
 using vboard::HostFor;
-using vboard::OpenFile;
 using vboard::Real;
 using vboard::TheHost;
 
@@ -34,14 +33,14 @@ mode_t ModeOf(int flags, va_list arguments) {
 
 // The kernel opens from a folder only what has a relative name; the board's are absolute.
 int Open(int folder, const char* path, int flags, mode_t mode) {
-    if (vboard::Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return vboard::OpenDescriptor(*host, path, flags);
     }
     return Real().openat(folder, path, flags, mode);
 }
 
 ssize_t Read(int descriptor, void* buffer, std::size_t size) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<ssize_t>([&] {
             return TheHost().Read(*file, std::span(static_cast<std::uint8_t*>(buffer), size));
         });
@@ -135,7 +134,7 @@ VBOARD_EXPORT ssize_t __read_chk(int descriptor, void* buffer, std::size_t size,
 }
 
 VBOARD_EXPORT ssize_t write(int descriptor, const void* data, std::size_t size) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<ssize_t>([&] {
             return TheHost().Write(vboard::CallKind::kWrite, *file,
                                    std::span(static_cast<const std::uint8_t*>(data), size));
@@ -145,56 +144,56 @@ VBOARD_EXPORT ssize_t write(int descriptor, const void* data, std::size_t size) 
 }
 
 VBOARD_EXPORT ssize_t readv(int descriptor, const iovec* pieces, int count) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<ssize_t>([&] { return vboard::ReadPieces(*file, pieces, count); });
     }
     return Real().readv(descriptor, pieces, count);
 }
 
 VBOARD_EXPORT ssize_t writev(int descriptor, const iovec* pieces, int count) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<ssize_t>([&] { return vboard::WritePieces(*file, pieces, count); });
     }
     return Real().writev(descriptor, pieces, count);
 }
 
 VBOARD_EXPORT ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<ssize_t>([&] { return vboard::ReadAt(*file, buffer, size, offset); });
     }
     return Real().pread(descriptor, buffer, size, offset);
 }
 
 VBOARD_EXPORT ssize_t pread64(int descriptor, void* buffer, std::size_t size, off64_t offset) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<ssize_t>([&] { return vboard::ReadAt(*file, buffer, size, offset); });
     }
     return Real().pread64(descriptor, buffer, size, offset);
 }
 
 VBOARD_EXPORT ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<ssize_t>([&] { return vboard::WriteAt(*file, data, size, offset); });
     }
     return Real().pwrite(descriptor, data, size, offset);
 }
 
 VBOARD_EXPORT ssize_t pwrite64(int descriptor, const void* data, std::size_t size, off64_t offset) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<ssize_t>([&] { return vboard::WriteAt(*file, data, size, offset); });
     }
     return Real().pwrite64(descriptor, data, size, offset);
 }
 
 VBOARD_EXPORT off_t lseek(int descriptor, off_t offset, int whence) __THROW {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<off_t>([&] { return TheHost().Seek(*file, offset, whence); });
     }
     return Real().lseek(descriptor, offset, whence);
 }
 
 VBOARD_EXPORT off64_t lseek64(int descriptor, off64_t offset, int whence) __THROW {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<off64_t>([&] { return TheHost().Seek(*file, offset, whence); });
     }
     return Real().lseek64(descriptor, offset, whence);

@@ -26,14 +26,14 @@ std::FILE* RefuseReopening() {
 }  // namespace
 
 VBOARD_EXPORT std::FILE* fopen(const char* path, const char* mode) {
-    if (vboard::Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return vboard::OpenStream(*host, path, mode);
     }
     return Real().fopen(path, mode);
 }
 
 VBOARD_EXPORT std::FILE* fopen64(const char* path, const char* mode) {
-    if (vboard::Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return vboard::OpenStream(*host, path, mode);
     }
     return Real().fopen64(path, mode);

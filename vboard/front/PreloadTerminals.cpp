@@ -20,12 +20,11 @@ namespace {
 
 using vboard::Answer;
 using vboard::FileFor;
-using vboard::OpenFile;
 using vboard::Real;
 using vboard::TheHost;
 
 int Ioctl(int descriptor, unsigned long request, void* argument) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<int>([&] { return vboard::AnyIoctl(descriptor, *file, request, argument); });
     }
     return Real().ioctl(descriptor, request, argument);
@@ -51,63 +50,63 @@ VBOARD_EXPORT int __ioctl_time64(int descriptor, unsigned long request, ...) {
 }
 
 VBOARD_EXPORT int isatty(int descriptor) __THROW {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return vboard::IsTerminal(*file);
     }
     return Real().isatty(descriptor);
 }
 
 VBOARD_EXPORT char* ttyname(int descriptor) __THROW {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return vboard::TerminalName(*file);
     }
     return Real().ttyname(descriptor);
 }
 
 VBOARD_EXPORT int ttyname_r(int descriptor, char* buffer, std::size_t size) __THROW {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return vboard::TerminalName(*file, buffer, size);
     }
     return Real().ttyname_r(descriptor, buffer, size);
 }
 
 VBOARD_EXPORT int tcgetattr(int descriptor, termios* attributes) __THROW {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<int>([&] { return TheHost().GetAttributes(*file, *attributes); });
     }
     return Real().tcgetattr(descriptor, attributes);
 }
 
 VBOARD_EXPORT int tcsetattr(int descriptor, int action, const termios* attributes) __THROW {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<int>([&] { return TheHost().SetAttributes(*file, action, *attributes); });
     }
     return Real().tcsetattr(descriptor, action, attributes);
 }
 
 VBOARD_EXPORT int tcdrain(int descriptor) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<int>([&] { return TheHost().Drain(*file); });
     }
     return Real().tcdrain(descriptor);
 }
 
 VBOARD_EXPORT int tcflush(int descriptor, int queue) __THROW {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<int>([&] { return TheHost().Flush(*file, queue); });
     }
     return Real().tcflush(descriptor, queue);
 }
 
 VBOARD_EXPORT int tcflow(int descriptor, int action) __THROW {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<int>([&] { return TheHost().ControlFlow(*file, action); });
     }
     return Real().tcflow(descriptor, action);
 }
 
 VBOARD_EXPORT int tcsendbreak(int descriptor, int duration) __THROW {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<int>([&] { return TheHost().SendBreak(*file); });
     }
     return Real().tcsendbreak(descriptor, duration);

@@ -31,7 +31,6 @@ using vboard::DurationOf;
 using vboard::FileFor;
 using vboard::FileSets;
 using vboard::HostFor;
-using vboard::OpenFile;
 using vboard::PauseVirtually;
 using vboard::PollFiles;
 using vboard::TheHost;
@@ -142,7 +141,7 @@ VBOARD_EXPORT int __timespec_get64(timespec* time, int base) {
 }
 
 VBOARD_EXPORT int __stat64_time64(const char* path, struct stat* status) {
-    if (vboard::Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return Answer<int>([&] { return vboard::StoreStatus(*host, path, *status); });
     }
     static const auto real = RealNamed<decltype(&__stat64_time64)>("__stat64_time64");
@@ -150,7 +149,7 @@ VBOARD_EXPORT int __stat64_time64(const char* path, struct stat* status) {
 }
 
 VBOARD_EXPORT int __lstat64_time64(const char* path, struct stat* status) {
-    if (vboard::Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return Answer<int>([&] { return vboard::StoreStatus(*host, path, *status); });
     }
     static const auto real = RealNamed<decltype(&__lstat64_time64)>("__lstat64_time64");
@@ -158,7 +157,7 @@ VBOARD_EXPORT int __lstat64_time64(const char* path, struct stat* status) {
 }
 
 VBOARD_EXPORT int __fstat64_time64(int descriptor, struct stat* status) {
-    if (OpenFile* file = FileFor(descriptor)) {
+    if (const auto file = FileFor(descriptor)) {
         return Answer<int>([&] { return vboard::StoreStatus(TheHost(), file->path, *status); });
     }
     static const auto real = RealNamed<decltype(&__fstat64_time64)>("__fstat64_time64");
@@ -166,7 +165,7 @@ VBOARD_EXPORT int __fstat64_time64(int descriptor, struct stat* status) {
 }
 
 VBOARD_EXPORT int __fstatat64_time64(int folder, const char* path, struct stat* status, int flags) {
-    if (vboard::Host* host = HostFor(path)) {
+    if (const auto host = HostFor(path)) {
         return Answer<int>([&] { return vboard::StoreStatus(*host, path, *status); });
     }
     static const auto real = RealNamed<decltype(&__fstatat64_time64)>("__fstatat64_time64");

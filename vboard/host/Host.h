@@ -39,6 +39,8 @@ struct OpenFile {
     std::unique_ptr<DeviceFile> device;
     bool nonBlocking = false;
     int flags = 0;  ///< Those of open(2).
+    /// Descriptors that name it. The last of them to close closes the file, whoever waits in it.
+    int descriptors = 0;
 };
 
 /// One file of a select or poll.

@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <utility>
@@ -47,23 +48,26 @@ bool ParseLink(std::string_view link, Placeholder& placeholder) {
 }  // namespace
 
 void Descriptors::Put(int descriptor, std::shared_ptr<OpenFile> file) {
-    const auto index = static_cast<std::size_t>(descriptor);
-    if (index >= m_files.size()) {
-        m_files.resize(index + 1);
+    auto& page = m_pages.at(static_cast<std::size_t>(descriptor / kPageFiles));
+    if (page.load(std::memory_order_relaxed) == nullptr) {
+        page.store(new Page, std::memory_order_release);
     }
-    m_files[index] = std::move(file);
+    Page& there = *page.load(std::memory_order_relaxed);
+    ++file->descriptors;
+    there.files[IndexIn(descriptor)] = std::move(file);
+    there.taken[IndexIn(descriptor)].store(true, std::memory_order_release);
+    m_end = std::max(m_end, descriptor + 1);
 }
 
 std::shared_ptr<OpenFile> Descriptors::Take(int descriptor) {
-    return Find(descriptor) == nullptr
-               ? nullptr
-               : std::exchange(m_files[static_cast<std::size_t>(descriptor)], nullptr);
-}
-
-void Descriptors::Share(int descriptor, int copy) {
-    // A copy of the reference first: Put may move them all.
-    std::shared_ptr<OpenFile> file = At(descriptor);
-    Put(copy, std::move(file));
+    if (!Has(descriptor)) {
+        return nullptr;
+    }
+    Page& there = *PageOf(descriptor);
+    there.taken[IndexIn(descriptor)].store(false, std::memory_order_release);
+    std::shared_ptr<OpenFile> file = std::exchange(there.files[IndexIn(descriptor)], nullptr);
+    --file->descriptors;
+    return file;
 }
 
 Descriptors& TheDescriptors() {

@@ -6,6 +6,8 @@
 // file's name says what it stands for: a program that comes into being with such a descriptor open
 // finds its device again.
 
+#include <array>
+#include <atomic>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -17,26 +19,44 @@ namespace vboard {
 
 class Descriptors {
 public:
-    /// nullptr for a descriptor that is not the board's.
-    [[nodiscard]] OpenFile* Find(int descriptor) const {
-        return descriptor >= 0 && static_cast<std::size_t>(descriptor) < m_files.size()
-                   ? m_files[static_cast<std::size_t>(descriptor)].get()
-                   : nullptr;
+    /// True for a descriptor of the board. Any thread may ask at any time; everything else here
+    /// needs the board's turn.
+    [[nodiscard]] bool Has(int descriptor) const {
+        const Page* page = PageOf(descriptor);
+        return page != nullptr && page->taken[IndexIn(descriptor)].load(std::memory_order_acquire);
     }
-    /// The same, for an owner more. The descriptor must be the board's.
-    [[nodiscard]] const std::shared_ptr<OpenFile>& At(int descriptor) const {
-        return m_files[static_cast<std::size_t>(descriptor)];
+    /// The file for an owner more; nullptr for a descriptor that is not the board's.
+    [[nodiscard]] std::shared_ptr<OpenFile> At(int descriptor) const {
+        return Has(descriptor) ? PageOf(descriptor)->files[IndexIn(descriptor)] : nullptr;
     }
     void Put(int descriptor, std::shared_ptr<OpenFile> file);
-    /// Takes the file out; the caller closes it when it holds the last reference.
+    /// Takes the file out; the caller closes it when no other descriptor names it.
     [[nodiscard]] std::shared_ptr<OpenFile> Take(int descriptor);
     /// Lets `copy` name the same file, as dup does.
-    void Share(int descriptor, int copy);
+    void Share(int descriptor, int copy) { Put(copy, At(descriptor)); }
     /// One more than the highest descriptor that may be the board's.
-    [[nodiscard]] int End() const { return static_cast<int>(m_files.size()); }
+    [[nodiscard]] int End() const { return m_end; }
 
 private:
-    std::vector<std::shared_ptr<OpenFile>> m_files;
+    // Pages never move, so that a thread may look while another opens.
+    static constexpr int kPageFiles = 256;
+    static constexpr int kPages = 4096;  ///< The kernel's highest limit, 2^20 descriptors.
+    struct Page {
+        std::array<std::shared_ptr<OpenFile>, kPageFiles> files;
+        std::array<std::atomic<bool>, kPageFiles> taken{};
+    };
+    [[nodiscard]] static std::size_t IndexIn(int descriptor) {
+        return static_cast<std::size_t>(descriptor % kPageFiles);
+    }
+    [[nodiscard]] Page* PageOf(int descriptor) const {
+        return descriptor >= 0 && descriptor < kPages * kPageFiles
+                   ? m_pages[static_cast<std::size_t>(descriptor / kPageFiles)].load(
+                         std::memory_order_acquire)
+                   : nullptr;
+    }
+
+    std::array<std::atomic<Page*>, kPages> m_pages{};
+    int m_end = 0;
 };
 
 [[nodiscard]] Descriptors& TheDescriptors();

@@ -54,6 +54,7 @@ ssize_t ReadStream(void* cookie, char* buffer, std::size_t size) {
 ssize_t WriteStream(void* cookie, const char* data, std::size_t size) {
     OpenFile& file = FileOf(cookie);
     std::span rest(reinterpret_cast<const std::uint8_t*>(data), size);
+    const BoardTurn turn;
     for (int idleTries = 0; !rest.empty() && !World::Get()->Over();) {
         const IoResult result = TheHost().Write(CallKind::kFlush, file, rest);
         if (result < 0) {
@@ -76,6 +77,7 @@ int SeekStream(void* /*cookie*/, off64_t* offset, int /*whence*/) {
 }
 
 int CloseStream(void* cookie) {
+    const BoardTurn turn;
     const std::unique_ptr<Stream> stream(static_cast<Stream*>(cookie));
     std::erase(OpenStreams(), stream.get());
     if (stream->descriptor >= 0) {
@@ -113,10 +115,12 @@ std::FILE* MakeStream(std::shared_ptr<OpenFile> file, int descriptor, const char
 }
 
 bool IsOurs(std::FILE* stream) {
+    const BoardTurn turn;
     return FindStream(stream) != nullptr;
 }
 
 int DescriptorOf(std::FILE* stream) {
+    const BoardTurn turn;
     Stream& found = *FindStream(stream);
     if (found.descriptor < 0) {
         found.descriptor = MakePlaceholder(*found.file);

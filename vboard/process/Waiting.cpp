@@ -61,6 +61,7 @@ int KeepReady(const FileSets& sets, const std::vector<pollfd>& files) {
 
 /// The two worlds of a wait, in the order of the program's files.
 struct Split {
+    std::vector<FileTurn> held;
     std::vector<Watched> watched;
     std::vector<pollfd*> ours;
     std::vector<pollfd> others;
@@ -71,11 +72,12 @@ Split SplitFiles(pollfd* files, nfds_t count) {
     Split split;
     for (pollfd* file = files; file != files + count; ++file) {
         file->revents = 0;
-        if (OpenFile* open = FileFor(file->fd)) {
+        if (auto open = FileFor(file->fd)) {
             const bool reading = (file->events & (POLLIN | POLLRDNORM)) != 0;
             const bool writing = (file->events & (POLLOUT | POLLWRNORM)) != 0;
-            split.watched.push_back({open, {reading, writing}, {}});
+            split.watched.push_back({&*open, {reading, writing}, {}});
             split.ours.push_back(file);
+            split.held.push_back(std::move(open));
         } else {
             split.others.push_back(*file);
             split.theirs.push_back(file);
@@ -119,7 +121,7 @@ std::optional<Duration> OffsetOf(clockid_t clock) {
 
 bool AnyOurs(const FileSets& sets) {
     for (int descriptor = 0; descriptor < sets.count; ++descriptor) {
-        if (IsInAny(sets, descriptor) && FileFor(descriptor) != nullptr) {
+        if (IsInAny(sets, descriptor) && TheDescriptors().Has(descriptor)) {
             return true;
         }
     }
@@ -128,7 +130,7 @@ bool AnyOurs(const FileSets& sets) {
 
 bool AnyOurs(const pollfd* files, nfds_t count) {
     return std::any_of(files, files + count,
-                       [](const pollfd& file) { return FileFor(file.fd) != nullptr; });
+                       [](const pollfd& file) { return TheDescriptors().Has(file.fd); });
 }
 
 bool Empty(const FileSets& sets) {
@@ -182,6 +184,7 @@ bool PauseVirtually(Duration length) {
     if (world == nullptr) {
         return false;
     }
+    const BoardTurn turn;
     const int before = errno;
     world->Pause(std::max(length, Duration::zero()));
     errno = before;
@@ -194,6 +197,7 @@ std::optional<Duration> AskClock(clockid_t clock) {
     if (link == nullptr) {
         return std::nullopt;
     }
+    const BoardTurn turn;
     World* world = World::IfMade();
     const Instant now = world != nullptr ? world->TheHost().AskTime() : link->AskTime();
     return *offset + now.time_since_epoch();

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "vboard/faults/FaultPlanParser.h"
+#include "vboard/process/BoardTurn.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/record/LoaderCodes.h"
 #include "vboard/text/Format.h"
@@ -43,6 +44,7 @@ World* World::IfMade() {
 
 World* World::Get() {
     RunLink* link = RunLink::Get();
+    const BoardTurn turn;
     if (s_world == nullptr && link != nullptr) {
         // Never destroyed: streams that the program left open are flushed after every destructor
         // has run.
@@ -85,7 +87,7 @@ void World::Make() {
         // A cut of the supply is an event of the run that ordered it: the next finds it back.
         m_board->SetPower(true);
     }
-    static_cast<void>(pthread_atfork(BeforeFork, nullptr, AfterForkInChild));
+    static_cast<void>(pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild));
     static_cast<void>(at_quick_exit(EndIfMade));
 }
 
@@ -210,6 +212,7 @@ void World::End() {
 }
 
 void World::EndIfMade() {
+    const BoardTurn turn;
     if (s_world != nullptr) {
         s_world->End();
     }
@@ -222,13 +225,19 @@ void World::GoOnIfMade() {
 }
 
 void World::BeforeFork() {
+    BoardTurn::Take();  // The child gets a board that is in nobody's hands.
     if (s_world->m_report->owner == s_world->m_process) {
         s_world->Keep();
     }
     s_world->CompleteRecords();
 }
 
+void World::AfterForkInParent() {
+    BoardTurn::GiveBack();
+}
+
 void World::AfterForkInChild() {
+    BoardTurn::BeginAnew();
     s_world->m_process = getpid();
 }
 

@@ -58,6 +58,7 @@ private:
     void LetSettle();
     void CompleteRecords();
     static void BeforeFork();
+    static void AfterForkInParent();
     static void AfterForkInChild();
     [[noreturn]] void EndProgram(Verdict verdict, std::string_view text);
     void Keep();

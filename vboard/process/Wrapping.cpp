@@ -34,6 +34,7 @@ int SetStatusFlags(OpenFile& file, int flags) {
 }  // namespace
 
 int OpenDescriptor(Host& host, const char* path, int flags) {
+    const BoardTurn turn;
     const int before = errno;
     int error = 0;
     std::shared_ptr<OpenFile> file = host.Open(CallKind::kOpen, path, flags, {}, error);
@@ -50,6 +51,7 @@ int OpenDescriptor(Host& host, const char* path, int flags) {
 }
 
 std::FILE* OpenStream(Host& host, const char* path, const char* mode) {
+    const BoardTurn turn;
     const int before = errno;
     int error = EINVAL;
     const int flags = FlagsOfMode(mode);
@@ -65,6 +67,7 @@ std::FILE* OpenStream(Host& host, const char* path, const char* mode) {
 }
 
 std::FILE* StreamOn(int descriptor, const char* mode) {
+    const BoardTurn turn;
     if (FlagsOfMode(mode) < 0) {
         errno = EINVAL;
         return nullptr;
@@ -75,7 +78,7 @@ std::FILE* StreamOn(int descriptor, const char* mode) {
 int CloseDescriptor(int descriptor) {
     return Answer<int>([descriptor]() -> IoResult {
         const std::shared_ptr<OpenFile> file = TheDescriptors().Take(descriptor);
-        const IoResult result = file.use_count() == 1 ? TheHost().Close(*file) : 0;
+        const IoResult result = file->descriptors == 0 ? TheHost().Close(*file) : 0;
         static_cast<void>(Real().close(descriptor));
         return result;
     });
@@ -107,6 +110,7 @@ bool IsReserved(int descriptor) {
 }
 
 int Copied(int original, int copy) {
+    const BoardTurn turn;
     if (copy >= 0 && copy != original) {
         TheDescriptors().Share(original, copy);
     }
@@ -151,7 +155,8 @@ IoResult WriteAt(OpenFile& file, const void* data, std::size_t size, std::int64_
 }
 
 int ControlDescriptor(int descriptor, int command, void* argument) {
-    OpenFile& file = *FileFor(descriptor);
+    const auto held = FileFor(descriptor);
+    OpenFile& file = *held;
     switch (command) {
         case F_GETFL:
             return file.flags & ~(O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC | O_CLOEXEC);

@@ -6,40 +6,80 @@
 #include <sys/uio.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <utility>
 
+#include "vboard/process/BoardTurn.h"
 #include "vboard/process/Descriptors.h"
 #include "vboard/process/World.h"
 
 namespace vboard {
 
-/// The board's host, where `path` is one of its names; else nullptr. Paths that can't be cost no
-/// more than a comparison.
-[[nodiscard]] inline Host* HostFor(const char* path) {
+/// Something of the board and the turn to use it; nothing, and no turn, where it is not the
+/// board's. The turn lasts as long as the answer is kept.
+class HostTurn {
+public:
+    HostTurn() = default;
+    explicit HostTurn(World& world) : m_turn(std::in_place), m_host(&world.TheHost()) {}
+    explicit operator bool() const { return m_host != nullptr; }
+    [[nodiscard]] Host& operator*() const { return *m_host; }
+    [[nodiscard]] Host* operator->() const { return m_host; }
+    friend bool operator==(const HostTurn& turn, std::nullptr_t) { return turn.m_host == nullptr; }
+
+private:
+    std::optional<BoardTurn> m_turn;
+    Host* m_host = nullptr;
+};
+
+class FileTurn {
+public:
+    FileTurn() = default;
+    explicit FileTurn(int descriptor)
+        : m_turn(std::in_place), m_file(TheDescriptors().At(descriptor)) {
+        if (m_file == nullptr) {
+            m_turn.reset();  // Another thread has just closed it.
+        }
+    }
+    explicit operator bool() const { return m_file != nullptr; }
+    [[nodiscard]] OpenFile& operator*() const { return *m_file; }
+    [[nodiscard]] OpenFile* operator->() const { return m_file.get(); }
+    friend bool operator==(const FileTurn& turn, std::nullptr_t) { return turn.m_file == nullptr; }
+
+private:
+    std::optional<BoardTurn> m_turn;
+    std::shared_ptr<OpenFile> m_file;  ///< Outlives a close by another thread.
+};
+
+/// The board's host, where `path` is one of its names. Paths that can't be cost no more than a
+/// comparison.
+[[nodiscard]] inline HostTurn HostFor(const char* path) {
     if (path == nullptr ||
         (std::strncmp(path, "/dev/", 5) != 0 && std::strncmp(path, "/sys/class/gpio", 15) != 0)) {
-        return nullptr;
+        return {};
     }
     const RunLink* link = RunLink::Get();
-    return link != nullptr && link->Owns(path) ? &World::Get()->TheHost() : nullptr;
+    return link != nullptr && link->Owns(path) ? HostTurn(*World::Get()) : HostTurn();
 }
 
-/// The board's file behind a descriptor; else nullptr.
-[[nodiscard]] inline OpenFile* FileFor(int descriptor) {
-    return TheDescriptors().Find(descriptor);
+/// The board's file behind a descriptor. Other descriptors cost no more than a look.
+[[nodiscard]] inline FileTurn FileFor(int descriptor) {
+    return TheDescriptors().Has(descriptor) ? FileTurn(descriptor) : FileTurn();
 }
 
-/// The host of a world that is known to exist, because one of its files is open.
+/// The host of a world that is known to exist, because one of its files is open. Needs the turn.
 [[nodiscard]] inline Host& TheHost() {
     return World::IfMade()->TheHost();
 }
 
 /// Turns a room's answer into libc's: a count, or -1 and errno. errno is left alone on success.
+/// Asks in the board's turn.
 template <class Result, class Ask>
 Result Answer(Ask&& ask) {
+    const BoardTurn turn;
     const int before = errno;
     const IoResult result = std::forward<Ask>(ask)();
     errno = result < 0 ? static_cast<int>(-result) : before;
