@@ -227,59 +227,11 @@ Conversation& Conversation::Fails(const std::string& call, const std::string& er
     return Does(call + " = " + error);
 }
 
-Conversation& Conversation::CannotOpenPort(const std::string& error) {
-    return Fails("open " + m_wiring.port + " O_RDWR|O_NOCTTY", error);
-}
-
-Conversation& Conversation::RefusesSettings() {
-    return Does("open " + m_wiring.port + " O_RDWR|O_NOCTTY = 0")
-        .Fails("tcsetattr " + m_wiring.port + " " + kPortSettings, "EINVAL")
-        .ClosesPort();
-}
-
-Conversation& Conversation::WritesInPart(const Bytes& frame, std::size_t count) {
-    // Of a write that takes nothing, the transcript shows what was asked.
-    const auto end = frame.begin() + static_cast<std::ptrdiff_t>(count);
-    return Does("write " + m_wiring.port + " " +
-                Lower(count > 0 ? Bytes(frame.begin(), end) : frame) + " = " +
-                std::to_string(count));
-}
-
-Conversation& Conversation::CannotWrite(const Bytes& bytes, const std::string& error) {
-    return Fails("write " + m_wiring.port + " " + Lower(bytes), error);
-}
-
-Conversation& Conversation::CannotOpenComm(const std::string& error) {
-    return Fails("open " + m_wiring.comm + " O_RDWR", error);
-}
-
-Conversation& Conversation::CannotSetLine(const std::string& gpio, const std::string& error) {
-    return Fails("fopen " + kGpioFolder + "gpio" + gpio + "/value w+", error);
-}
-
-Conversation& Conversation::CannotTurnLine(const std::string& gpio, const std::string& error) {
-    return Fails("fopen " + kGpioFolder + "gpio" + gpio + "/direction rb+", error);
-}
-
 Conversation& Conversation::SetsLineInVain(const std::string& gpio, char level) {
     const std::string path = kGpioFolder + "gpio" + gpio + "/value";
     return Does("fopen " + path + " w+ = 0")
         .Fails("flush " + path + " \"" + level + "\"", "EPERM")
         .Does("close " + path + " = 0");
-}
-
-Conversation& Conversation::UnexportsInVain() {
-    const std::string path = kGpioFolder + "unexport";
-    Does("fopen " + path + " ab = 0");
-    for (const std::string& gpio : {m_wiring.tck, m_wiring.rxdNmi, m_wiring.reset}) {
-        Fails("flush " + path + " \"" + gpio + "\"", "EINVAL");
-    }
-    return Does("close " + path + " = 0");
-}
-
-Conversation& Conversation::Follows(const Conversation& other) {
-    m_text += other.m_text;
-    return *this;
 }
 
 Conversation& Conversation::Does(const std::string& line) {

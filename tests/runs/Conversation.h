@@ -98,21 +98,8 @@ public:
 
     /// A call that fails; `call` is its line without the result.
     Conversation& Fails(const std::string& call, const std::string& error);
-    Conversation& CannotOpenPort(const std::string& error = "ENOENT");
-    /// The port opens, refuses its settings and is closed again.
-    Conversation& RefusesSettings();
-    /// A frame of which the port takes no more than `count` bytes.
-    Conversation& WritesInPart(const Bytes& frame, std::size_t count);
-    Conversation& CannotWrite(const Bytes& bytes, const std::string& error);
-    Conversation& CannotOpenComm(const std::string& error = "ENOENT");
-    Conversation& CannotSetLine(const std::string& gpio, const std::string& error = "ENOENT");
-    Conversation& CannotTurnLine(const std::string& gpio, const std::string& error = "ENOENT");
     /// A level that the kernel refuses, because the line is an input.
     Conversation& SetsLineInVain(const std::string& gpio, char level);
-    /// All of another conversation.
-    Conversation& Follows(const Conversation& other);
-    /// The lines given back that were never exported.
-    Conversation& UnexportsInVain();
     /// Any line.
     Conversation& Does(const std::string& line);
 

@@ -89,10 +89,6 @@ std::string Target(const std::string& level, const std::string& message) {
     return "flashmcu/FWU_MSP " + level + " " + message + "\n";
 }
 
-std::string Reader(const std::string& level, const std::string& message) {
-    return "flashmcu/IntelHexFileWrapper " + level + " " + message + "\n";
-}
-
 std::string DetectionLog() {
     return Say("verbose", "Detecting MSP...") + Target("verbose", "StartBSL()") +
            Target("verbose", "OpenSerial()") + Target("verbose", "SendSync()") +
@@ -114,27 +110,6 @@ std::string ProgrammingLog(unsigned versionBefore) {
     return Say("info", "HEX file version is 4660") +
            Say("info", "Current MSP version is " + std::to_string(versionBefore)) + DetectionLog() +
            EraseLog() + UpdateLog() + Say("verbose", "Success");
-}
-
-std::string EndOfFileLog() {
-    return Reader("error", "CIntelHexWrapper::ReadLineToBuffer() Error reading char from file.") +
-           Reader("error", "CIntelHexWrapper::GetNextData() ReadLineToBuffer failed ");
-}
-
-std::string Usage() {
-    return "flashmcu -f <hexfile> [-m <ip-module>] [-d <update-device>] [-c <comm-device>] "
-           "[-l <version-location>] [-F] [-r]\n"
-           "    -m: Specifies the IP module settings to be used. Default=BRDA. Other values: BRDB, "
-           "BRDC\n"
-           "    -f: Specifies the HEX file to program into the MSP\n"
-           "    -d: Specifies the RS232 device connected to the MSP programming port. "
-           "Default=/dev/ttyS1\n"
-           "    -c: Specifies the device connected to the MSP communication port. Used for "
-           "checking the firmware version. Default=/dev/knxspi\n"
-           "    -l: Specifies the location of the 16bit version in the HEX file. Default=0x2100\n"
-           "    -F: If specified, forces programing without checking the version first\n"
-           "    -r: If specified, the MSP is just resetted\n"
-           "    -v: If specified, the current MSP version is just read\n";
 }
 
 }  // namespace runs

@@ -16,7 +16,6 @@ std::string CheckedLog(const std::string& output);
 
 std::string Say(const std::string& level, const std::string& message);     ///< The front end's.
 std::string Target(const std::string& level, const std::string& message);  ///< The controller's.
-std::string Reader(const std::string& level, const std::string& message);  ///< The HEX reader's.
 
 /// What the three operations say when they go well, the front end's announcement included.
 std::string DetectionLog();
@@ -25,9 +24,5 @@ std::string EraseLog();
 std::string UpdateLog(const std::string& within = "");
 /// A whole programming run that goes well, of an image of version 4660.
 std::string ProgrammingLog(unsigned versionBefore = 256);
-/// The reader's two lines at the end of a file without an end record.
-std::string EndOfFileLog();
-/// The usage text of a program that was started under the name flashmcu.
-std::string Usage();
 
 }  // namespace runs

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,7 +19,6 @@ using runs::Big;
 using runs::BigPath;
 using runs::Blinky;
 using runs::BlinkyPath;
-using runs::Block;
 using runs::BlocksOf;
 using runs::Board;
 using runs::BoardC;
@@ -32,7 +29,6 @@ using runs::ExpectSame;
 using runs::Outcome;
 using runs::ProgrammingLog;
 using runs::Say;
-using runs::Target;
 using runs::UpdateLog;
 using runs::Wiring;
 
@@ -118,24 +114,6 @@ TEST(ProgrammingRun, OnTheSecondModelIsTheSameAsOnTheFirstAndAsWithoutAModel) {
     ExpectSame(second.output, without.output);
 }
 
-TEST(ProgrammingRun, TakesTheDeviceOfTheModelWhenTheModelComesLater) {
-    const Outcome run =
-        Board().OfModel("BRDC").Runs({"-d", "/dev/ttyUSB7", "-m", "BRDC", "-f", BlinkyPath()});
-    ExpectSuccess(run, ProgrammingLog(),
-                  Conversation(BoardC()).Programs(BlocksOf(Blinky()), 256, 4660));
-}
-
-TEST(ProgrammingRun, TakesTheDeviceGivenWhenItComesLaterThanTheModel) {
-    Wiring wiring = BoardC();
-    wiring.port = "/dev/ttyUSB7";
-    const Outcome run = Board()
-                            .OfModel("BRDC")
-                            .WithOption("port=/dev/ttyUSB7")
-                            .Runs({"-m", "BRDC", "-d", "/dev/ttyUSB7", "-f", BlinkyPath()});
-    ExpectSuccess(run, ProgrammingLog(),
-                  Conversation(wiring).Programs(BlocksOf(Blinky()), 256, 4660));
-}
-
 TEST(ProgrammingRun, UsesTheDevicesGivenForProgrammingAndForTheVersion) {
     Wiring wiring;
     wiring.port = "/dev/ttyUSB7";
@@ -146,54 +124,6 @@ TEST(ProgrammingRun, UsesTheDevicesGivenForProgrammingAndForTheVersion) {
                             .Runs({"-c", "/dev/link0", "-d", "/dev/ttyUSB7", "-f", BlinkyPath()});
     ExpectSuccess(run, ProgrammingLog(),
                   Conversation(wiring).Programs(BlocksOf(Blinky()), 256, 4660));
-}
-
-TEST(ProgrammingRun, ANewModelLeavesTheCommunicationDeviceAsItWasGiven) {
-    Wiring wiring = BoardC();
-    wiring.comm = "/dev/link0";
-    const Outcome run = Board()
-                            .OfModel("BRDC")
-                            .WithOption("comm=/dev/link0")
-                            .Runs({"-c", "/dev/link0", "-m", "BRDC", "-f", BlinkyPath()});
-    ExpectSuccess(run, ProgrammingLog(),
-                  Conversation(wiring).Programs(BlocksOf(Blinky()), 256, 4660));
-}
-
-// ---- the version's place in the image ----
-
-/// An image with its version at 0x3000, and the vectors that let it run.
-std::string ImageWithItsVersionElsewhere() {
-    return hex::Data(0x3000, {0x34, 0x12}) + hex::Data(0xFFFE, {0x00, 0x21}) + hex::EndOfFile();
-}
-
-TEST(ProgrammingRun, FindsTheVersionAtTheLocationGivenInAnyNotation) {
-    for (const char* location :
-         {"0x3000", "12288", "030000", "0x13000", "0X3000", "0x3000 bytes", "12288xyz"}) {
-        SCOPED_TRACE(location);
-        Board board;
-        const Outcome run = board.WithOption("version-address=0x3000")
-                                .WithFile("image.hex", ImageWithItsVersionElsewhere())
-                                .Runs({"-l", location, "-f", "image.hex"});
-        ExpectSuccess(run, ProgrammingLog(),
-                      Conversation().Programs(BlocksOf(ImageWithItsVersionElsewhere()), 256, 4660));
-        EXPECT_EQ(board.DifferenceFrom(ImageWithItsVersionElsewhere()), "");
-    }
-}
-
-TEST(ProgrammingRun, TakesTheDefaultLocationWith0x10000Added) {
-    const Outcome run = Board().Runs({"-f", BlinkyPath(), "-l", "0x12100"});
-    ExpectSuccess(run, ProgrammingLog(), Conversation().Programs(BlocksOf(Blinky()), 256, 4660));
-}
-
-TEST(ProgrammingRun, WithALocationOfLettersLooksAtAddressZero) {
-    const std::string image =
-        hex::Data(0x0000, {0x00, 0x01}) + hex::Data(0x2100, {0x34, 0x12}) + hex::EndOfFile();
-    const Outcome run =
-        Board().WithFile("image.hex", image).Runs({"-f", "image.hex", "-l", "later"});
-    ExpectSuccess(run,
-                  Say("info", "HEX file version is 256") +
-                      Say("info", "Current MSP version is 256") + kSkipped,
-                  Conversation().AsksVersion(256));
 }
 
 // ---- the version afterwards ----
@@ -246,18 +176,7 @@ TEST(ProgrammingRun, WhoseFirmwareDoesNotRunCountsItsVersionAsZeroAndFails) {
     EXPECT_EQ(board.DifferenceFrom(image), "");
 }
 
-TEST(ProgrammingRun, OfVersionZeroIsSkippedWhenNobodyAnswers) {
-    const std::string image = hex::Data(0x2100, {0x00, 0x00}) + hex::EndOfFile();
-    const Outcome run =
-        Board().WithOption("silent=yes").WithFile("image.hex", image).Runs({"-f", "image.hex"});
-    ExpectSuccess(run,
-                  Say("info", "HEX file version is 0") +
-                      Say("warn", "Error reading current version from MSP") +
-                      Say("info", "Current MSP version is 0") + kSkipped,
-                  Conversation().AsksInVain());
-}
-
-// ---- cost ----
+// ---- as from a start script ----
 
 TEST(ProgrammingRun, WithoutAStandardInputGoesOnWithDevicesInItsPlace) {
     // As from a start script that has closed it: the first device that is opened is descriptor 0.
@@ -267,30 +186,6 @@ TEST(ProgrammingRun, WithoutAStandardInputGoesOnWithDevicesInItsPlace) {
         folder.PathOf("."));
     EXPECT_EQ(run.status, 0) << run.error;
     ExpectSame(runs::CheckedLog(run.output), ProgrammingLog());
-}
-
-TEST(ProgrammingRun, MakesFourCallsOnThePortForEachBlockAndNoneBesides) {
-    Board board;
-    const Outcome run = board.Runs({"-f", BigPath()});
-    std::vector<std::string> port;
-    std::istringstream calls(run.Conversation());
-    for (std::string call; std::getline(calls, call);) {
-        if (call.find(" /dev/ttyS1") != std::string::npos) {
-            port.push_back(call.substr(0, call.find(' ')));
-        }
-    }
-    const std::size_t blocks = BlocksOf(Big()).size();
-    ASSERT_EQ(blocks, 2573U);
-    // The port is closed last; the blocks' calls stand before that.
-    ASSERT_GT(port.size(), 4 * blocks + 1);
-    EXPECT_EQ(port.back(), "close");
-    const std::vector<std::string> ofBlock{"write", "read", "write", "read"};
-    auto call = port.end() - 1 - static_cast<std::ptrdiff_t>(4 * blocks);
-    for (std::size_t block = 0; block < blocks; ++block, call += 4) {
-        ASSERT_TRUE(std::equal(ofBlock.begin(), ofBlock.end(), call)) << "block " << block;
-    }
-    // Before them: detection 4 and close, erase 6 and close, password 4 and 20 rounds of 4.
-    EXPECT_EQ(port.size(), (2 + 2 + 1) + (2 + 4 + 1) + (2 + 4 + 20 * 4 + 4 * blocks + 1));
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 #include "tests/runs/Conversation.h"
 #include "tests/runs/ToolLog.h"
 
-using runs::BlinkyPath;
 using runs::Board;
 using runs::BoardC;
 using runs::Conversation;
@@ -20,13 +19,11 @@ using runs::DetectionLog;
 using runs::ExpectSame;
 using runs::Outcome;
 using runs::Say;
-using runs::Target;
 using runs::Wiring;
 
 namespace {
 
 constexpr int kSuccess = 0;
-constexpr int kFailure = 255;
 
 // What is not the board's, like /dev/nowhere, is the machine's, and in no transcript.
 
@@ -66,77 +63,10 @@ TEST(ResetRun, OnTheThirdModelTakesItsPortAndItsLines) {
               Reset(BoardC()));
 }
 
-TEST(ResetRun, TakesTheDevicesGiven) {
-    Wiring wiring;
-    wiring.port = "/dev/ttyUSB7";
-    wiring.comm = "/dev/link0";
-    ExpectRun(Board()
-                  .WithOption("port=/dev/ttyUSB7")
-                  .WithOption("comm=/dev/link0")
-                  .Runs({"-d", "/dev/ttyUSB7", "-r", "-c", "/dev/link0"}),
-              kSuccess, kResetLog, Reset(wiring));
-}
-
-TEST(ResetRun, IgnoresAnImageAndTheForceFlag) {
-    Board board;
-    ExpectRun(board.Runs({"-f", "no such file", "-F", "-r", "-l", "7"}), kSuccess, kResetLog,
-              Reset());
-}
-
-TEST(ResetRun, OfAPortThatIsNotThereFindsNoChipAndReleasesTheLines) {
-    ExpectRun(Board().Runs({"-r", "-d", "/dev/nowhere"}), kFailure,
-              Say("verbose", "Detecting MSP...") + Target("verbose", "StartBSL()") +
-                  Target("verbose", "OpenSerial()") +
-                  Target("error", "TalSerial::Open failed errno: 2") +
-                  Target("error", "CFWUMsp::RunSystemTest -> error opening comport") +
-                  Say("error", "MSP not found"),
-              Conversation({.port = "/dev/nowhere"})
-                  .Begins()
-                  .Prepares()
-                  .EntersLoader()
-                  .Releases()
-                  .Ends());
-}
-
-TEST(ResetRun, WithAnEmptyPortTouchesNoLineButThoseOfItsOwnBeginningAndEnd) {
-    ExpectRun(Board().Runs({"-r", "-d", ""}), kFailure,
-              Say("verbose", "Detecting MSP...") +
-                  Target("error", "CFWUMsp::RunSystemTest -> No comport specified!") +
-                  Say("error", "MSP not found"),
-              Conversation().Begins().Ends());
-}
-
-TEST(ResetRun, WithoutTheCommunicationDeviceGivesUpAtTheTristateSwitch) {
-    const std::string notSwitched =
-        Target("error", "CFWUMsp::SetGPIOTriState open /dev/knxspi failed fd:-1");
-    const Outcome run = Board().Runs({"-r", "-c", "/dev/nowhere"});
-    EXPECT_EQ(run.status, kFailure);
-    // The message names the default device, whatever the device is.
-    ExpectSame(
-        run.log,
-        Say("verbose", "Detecting MSP...") + notSwitched +
-            Target("error", "CFWUMsp::RunSystemTest -> error setting gpio to tristate mode") +
-            Say("error", "MSP not found") + notSwitched);
-    // The end has no switch to turn either; the lines are given back all the same.
-    ExpectSame(run.Conversation(), Conversation().Begins().Unexports().Text());
-}
-
 // ---- version ----
 
 TEST(VersionRun, AsksTheFirmwareAndTouchesNoLine) {
     ExpectRun(Board().Runs({"-v"}), kSuccess, kVersionLog, Conversation().AsksVersion(256));
-}
-
-TEST(VersionRun, AsksOverTheDeviceGiven) {
-    Wiring wiring;
-    wiring.comm = "/dev/link0";
-    ExpectRun(Board().WithOption("comm=/dev/link0").Runs({"-c", "/dev/link0", "-v"}), kSuccess,
-              kVersionLog, Conversation(wiring).AsksVersion(256));
-}
-
-TEST(VersionRun, IgnoresAnImageTheForceFlagAndThePort) {
-    ExpectRun(Board().Runs({"-v", "-F", "-f", BlinkyPath(), "-d", "/dev/nowhere"}), kSuccess,
-              kVersionLog, Conversation().AsksVersion(256));
 }
 
 TEST(VersionRun, ThatNobodyAnswersWarnsAndReportsVersionZeroWithSuccess) {
@@ -147,11 +77,6 @@ TEST(VersionRun, ThatNobodyAnswersWarnsAndReportsVersionZeroWithSuccess) {
 TEST(VersionRun, ThatIsAnsweredTooLateWarnsAndReportsVersionZeroWithSuccess) {
     ExpectRun(Board().WithOption("application-answer-us=200001").Runs({"-v"}), kSuccess,
               kNotReadLog + Say("info", "Current MSP version is 0"), Conversation().AsksInVain());
-}
-
-TEST(VersionRun, WithoutTheDeviceFails) {
-    ExpectRun(Board().Runs({"-v", "-c", "/dev/nowhere"}), kFailure,
-              Say("error", "Error opening MSP for reading version"), Conversation());
 }
 
 TEST(VersionRun, DropsOtherMessagesAndWaitsAsLongAsTheyKeepComing) {
@@ -198,15 +123,6 @@ TEST(ResetAndVersionRun, ResetsFirstAndThenAsksInEitherOrderOfTheOptions) {
         ExpectRun(Board().Runs(arguments), kSuccess, kResetLog + kVersionLog,
                   Reset().AsksVersion(256));
     }
-}
-
-TEST(ResetAndVersionRun, DoesNotAskWhenTheResetFails) {
-    const Outcome run = Board().Runs({"-r", "-v", "-d", ""});
-    ExpectRun(run, kFailure,
-              Say("verbose", "Detecting MSP...") +
-                  Target("error", "CFWUMsp::RunSystemTest -> No comport specified!") +
-                  Say("error", "MSP not found"),
-              Conversation().Begins().Ends());
 }
 
 }  // namespace

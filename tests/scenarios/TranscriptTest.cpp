@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 
-// Whole transcripts, the board's side included, against files that were read line by line before
-// they were committed; and the times in them, against the pauses.
+// A whole transcript, the board's side included, against a file that was read line by line before
+// it was committed; and the times in it, against the pauses.
 //
-// UPDATE_GOLDEN=1 in the environment writes the files anew instead.
+// UPDATE_GOLDEN=1 in the environment writes the file anew instead.
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,6 @@
 #include "tests/runs/Board.h"
 #include "tests/runs/Compare.h"
 #include "tests/runs/Process.h"
-#include "tests/support/HexText.h"
 
 using runs::BigPath;
 using runs::BlinkyPath;
@@ -27,42 +26,13 @@ using runs::ReadFile;
 
 namespace {
 
-void ExpectGolden(const std::string& name, const Outcome& run) {
-    const std::string path =
-        std::string(FLASHMCU_SOURCE_DIR) + "/tests/scenarios/golden/" + name + ".transcript";
+TEST(Transcript, OfProgrammingIsAsItWasReviewed) {
+    const Outcome run = Board().Runs({"-f", BlinkyPath()});
+    const std::string path = FLASHMCU_SOURCE_DIR "/tests/scenarios/golden/programming.transcript";
     if (std::getenv("UPDATE_GOLDEN") != nullptr) {
         std::ofstream(path) << run.transcript;
     }
     ExpectSame(run.transcript, ReadFile(path));
-}
-
-TEST(Transcript, OfProgrammingIsAsItWasReviewed) {
-    ExpectGolden("programming", Board().Runs({"-f", BlinkyPath()}));
-}
-
-TEST(Transcript, OfAResetAndAVersionQueryIsAsItWasReviewed) {
-    ExpectGolden("reset-and-version", Board().Runs({"-r", "-v"}));
-}
-
-TEST(Transcript, OfTheThirdModelIsAsItWasReviewed) {
-    ExpectGolden("third-model-reset", Board().OfModel("BRDC").Runs({"-r", "-m", "BRDC"}));
-}
-
-TEST(Transcript, OfAnUnansweredVersionQueryIsAsItWasReviewed) {
-    ExpectGolden("version-unanswered", Board().WithOption("silent=yes").Runs({"-v"}));
-}
-
-TEST(Transcript, OfABlockRefusedOnceIsAsItWasReviewed) {
-    const std::string image =
-        hex::Data(0x2100, {0x34, 0x12}) + hex::Data(0xFFFE, {0x00, 0x21}) + hex::EndOfFile();
-    ExpectGolden("block-refused-once", Board()
-                                           .WithFault("answer:write#2=nak")
-                                           .WithFile("image.hex", image)
-                                           .Runs({"-F", "-f", "image.hex"}));
-}
-
-TEST(Transcript, OfASilentChipIsAsItWasReviewed) {
-    ExpectGolden("silent-chip", Board().WithOption("silent=yes").Runs({"-r"}));
 }
 
 // ---- time ----
