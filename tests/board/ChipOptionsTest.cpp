@@ -43,7 +43,7 @@ TEST_F(ChipOptionsTest, EveryNeutralValueIsAcceptedAndIsWhatOneHasWithoutIt) {
     EXPECT_EQ(m_options.versionAddress, neutral.versionAddress);
     EXPECT_EQ(m_options.silent, neutral.silent);
     EXPECT_EQ(m_options.chatterPeriod, neutral.chatterPeriod);
-    EXPECT_EQ(m_options.wrongPasswordSet, neutral.wrongPasswordSet);
+    EXPECT_EQ(m_options.wrongPassword, neutral.wrongPassword);
 }
 
 TEST_F(ChipOptionsTest, EachKeySetsItsOwnField) {
@@ -58,7 +58,7 @@ TEST_F(ChipOptionsTest, EachKeySetsItsOwnField) {
     EXPECT_EQ(Set("chatter-period-us", "500"), "");
     EXPECT_EQ(Set("wrong-password", "erase"), "");
     EXPECT_EQ(m_options.flashClockHz, 257000U);
-    EXPECT_TRUE(m_options.cumulativeErase);
+    EXPECT_EQ(m_options.cumulativeErase, true);
     EXPECT_EQ(m_options.minimumPulse, 1us);
     EXPECT_EQ(m_options.applicationStart, 2us);
     EXPECT_EQ(m_options.applicationAnswer, 3us);
@@ -66,7 +66,6 @@ TEST_F(ChipOptionsTest, EachKeySetsItsOwnField) {
     EXPECT_EQ(m_options.versionAddress, 0x2200);
     EXPECT_TRUE(m_options.silent);
     EXPECT_EQ(m_options.chatterPeriod, 500us);
-    EXPECT_TRUE(m_options.wrongPasswordSet);
     EXPECT_EQ(m_options.wrongPassword, WrongPassword::kErase);
 }
 
@@ -75,9 +74,19 @@ TEST_F(ChipOptionsTest, TheWrongPasswordCanBeLeftToThePartAgain) {
     EXPECT_EQ(m_options.wrongPassword, WrongPassword::kNak);
     EXPECT_EQ(Set("wrong-password", "ack-locked"), "");
     EXPECT_EQ(m_options.wrongPassword, WrongPassword::kAckLocked);
-    EXPECT_TRUE(m_options.wrongPasswordSet);
     EXPECT_EQ(Set("wrong-password", "part"), "");
-    EXPECT_FALSE(m_options.wrongPasswordSet);
+    EXPECT_EQ(m_options.wrongPassword, std::nullopt);
+}
+
+TEST_F(ChipOptionsTest, CumulativeEraseCanBeSetEitherWayAndLeftToThePartAgain) {
+    EXPECT_EQ(Set("cumulative-erase", "no"), "");
+    EXPECT_EQ(m_options.cumulativeErase, false);
+    EXPECT_EQ(Set("cumulative-erase", "yes"), "");
+    EXPECT_EQ(m_options.cumulativeErase, true);
+    EXPECT_EQ(Set("cumulative-erase", "part"), "");
+    EXPECT_EQ(m_options.cumulativeErase, std::nullopt);
+    EXPECT_EQ(Set("cumulative-erase", "maybe"),
+              "chip option 'cumulative-erase' takes part, no, yes, not 'maybe'");
 }
 
 TEST_F(ChipOptionsTest, NumbersAreTakenToTheirLimitsAndNotBeyond) {

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "vboard/chip/ChipModel.h"
+#include "vboard/chip/Segments.h"
 
 namespace {
 
@@ -36,7 +37,12 @@ TEST(ChipTableTest, EveryRowIsSoundAndSaysWhereItComesFrom) {
         EXPECT_LT(model.ram.last, model.mainMemory.first);
         EXPECT_EQ(model.comparesWhileWriting, model.loaderVersion >= 0x0140);
         EXPECT_EQ(model.checksAfterSegmentErase, model.loaderVersion >= 0x0160);
-        EXPECT_EQ(model.hasVersionCommand, model.loaderVersion < 0x0200);
+        const bool from150On = model.loaderVersion >= 0x0150 && model.loaderVersion < 0x0200;
+        EXPECT_EQ(model.hasVersionCommand, from150On);
+        EXPECT_EQ(model.hasEraseCheck, from150On);
+        EXPECT_EQ(model.cumulativeErase, model.massErasePeriods < 10000);
+        EXPECT_NE(model.wrongPassword, WrongPassword::kNak) << "no published loader";
+        EXPECT_LE(vboard::Segments(model).Count(), vboard::kMostSegments);
     }
 }
 
@@ -53,12 +59,12 @@ TEST(ChipTableTest, TheDefaultPartHasTheBoardsGeometry) {
     EXPECT_EQ(model.massErasePeriods, 10593);
 }
 
-TEST(ChipTableTest, EveryKindOfWrongPasswordHasAPart) {
-    std::set<WrongPassword> kinds;
-    for (const ChipModel& model : AllChipModels()) {
-        kinds.insert(model.wrongPassword);
-    }
-    EXPECT_EQ(kinds.size(), 3U);
+TEST(ChipTableTest, EveryPartHasAClockForEachSpeedAndFamiliesDiffer) {
+    using Clock = std::array<vboard::ClockBytes, 3>;
+    EXPECT_EQ(FindChipModel("msp430-56k")->clockBytes,
+              (Clock{{{0x80, 0x85}, {0x00, 0x8B}, {0x80, 0x8C}}}));
+    EXPECT_EQ(FindChipModel("msp430-56k-v110")->clockBytes,
+              (Clock{{{0x80, 0x85}, {0xE0, 0x86}, {0xE0, 0x87}}}));
 }
 
 }  // namespace

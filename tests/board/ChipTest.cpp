@@ -103,7 +103,8 @@ TEST(ChipTest, BeforeAnythingIsRestoredItRunsNothingAndTakesAnyInput) {
     vboard::Probe probe;
     vboard::Faults faults;
     std::array<std::uint8_t, vboard::kMemorySizeBytes> memory{};
-    vboard::Chip chip(clock, probe, faults, vboard::DefaultChipModel(), {}, memory);
+    std::array<std::uint32_t, vboard::kMostSegments> eraseWords{};
+    vboard::Chip chip(clock, probe, faults, vboard::DefaultChipModel(), {}, memory, eraseWords);
     chip.Receive({0x80, false, false});
     chip.ReceiveMessage({});
     chip.UpdateMemory();
@@ -164,14 +165,17 @@ TEST(ChipTest, AChipThatIsTakenAwayLeavesNothingBehindOnTheClock) {
         vboard::Probe probe;
         vboard::Faults faults;
         std::array<std::uint8_t, vboard::kMemorySizeBytes> memory{};
+        std::array<std::uint32_t, vboard::kMostSegments> eraseWords{};
         vboard::ChipOptions options;
         options.chatterPeriod = 1ms;
         options.minimumPulse = 1ms;
-        vboard::Chip chip(clock, probe, faults, vboard::DefaultChipModel(), options, memory);
+        vboard::Chip chip(clock, probe, faults, vboard::DefaultChipModel(), options, memory,
+                          eraseWords);
         chip.Restore({});
         chip.ReceiveMessage(bench::FromHex("b4 00"));
         chip.SetPin(Pin::kTck, kLow);
-        vboard::Chip loader(clock, probe, faults, vboard::DefaultChipModel(), {}, memory);
+        vboard::Chip loader(clock, probe, faults, vboard::DefaultChipModel(), {}, memory,
+                            eraseWords);
         loader.Restore({ChipMode::kLoader, kLow, kHigh, kHigh, 0, false});
         loader.Receive({0x80, false, false});
     }

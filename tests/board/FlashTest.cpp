@@ -30,12 +30,19 @@ protected:
     FlashTest() { m_memory.fill(0xFF); }
 
     Flash Make(const ChipModel& model = vboard::DefaultChipModel()) {
-        return {model, m_options, m_faults, m_memory};
+        return {model, m_options, m_faults, m_memory, m_eraseWords};
     }
     void Fill(std::uint8_t value) { m_memory.fill(value); }
     void Program(Flash& flash, std::uint16_t address, const Bytes& data) {
         (void)flash.BeginProgramming(address, data);
         flash.Finish();
+    }
+    // "3 erased, 2 programmed": the bytes that lack margin.
+    [[nodiscard]] std::string Weak(const ChipModel& model = vboard::DefaultChipModel()) {
+        const auto weak =
+            vboard::EraseMargins(vboard::Segments(model), m_eraseWords).Count(m_memory);
+        return std::to_string(weak.erased) + " erased, " + std::to_string(weak.programmed) +
+               " programmed";
     }
     [[nodiscard]] std::string At(std::size_t address, std::size_t count) const {
         return Hex(std::span(m_memory).subspan(address, count));
@@ -65,6 +72,7 @@ protected:
     }
 
     std::array<std::uint8_t, vboard::kMemorySizeBytes> m_memory{};
+    std::array<std::uint32_t, vboard::kMostSegments> m_eraseWords{};
     bench::BenchFaults m_faults;
     ChipOptions m_options;
 };
@@ -76,32 +84,32 @@ TEST_F(FlashTest, EveryAddressBelongsToItsRegion) {
                                 : address >= 0x1100 ? Region::kRam
                                 : address >= 0x1000 ? Region::kInfo
                                                     : Region::kNone;
-        ASSERT_EQ(flash.RegionAt(address), expected) << address;
+        ASSERT_EQ(flash.Layout().RegionAt(address), expected) << address;
     }
-    EXPECT_EQ(flash.RegionAt(0x10000), Region::kNone);
+    EXPECT_EQ(flash.Layout().RegionAt(0x10000), Region::kNone);
 }
 
 TEST_F(FlashTest, SegmentsTileMainMemoryOnMultiplesOfTheirSize) {
     const Flash flash = Make();
-    EXPECT_EQ(flash.SegmentOf(0x2100).first, 0x2100) << "the lowest is cut by the range";
-    EXPECT_EQ(flash.SegmentOf(0x2100).last, 0x21FF);
-    EXPECT_EQ(flash.SegmentOf(0x2200).first, 0x2200);
-    EXPECT_EQ(flash.SegmentOf(0x23FF).last, 0x23FF);
-    EXPECT_EQ(flash.SegmentOf(0xFFFF).first, 0xFE00);
-    EXPECT_EQ(flash.SegmentOf(0xFFFF).last, 0xFFFF);
+    EXPECT_EQ(flash.Layout().SegmentOf(0x2100).first, 0x2100) << "the lowest is cut by the range";
+    EXPECT_EQ(flash.Layout().SegmentOf(0x2100).last, 0x21FF);
+    EXPECT_EQ(flash.Layout().SegmentOf(0x2200).first, 0x2200);
+    EXPECT_EQ(flash.Layout().SegmentOf(0x23FF).last, 0x23FF);
+    EXPECT_EQ(flash.Layout().SegmentOf(0xFFFF).first, 0xFE00);
+    EXPECT_EQ(flash.Layout().SegmentOf(0xFFFF).last, 0xFFFF);
     for (std::size_t address = 0x2100; address < vboard::kMemorySizeBytes; ++address) {
-        const auto segment = flash.SegmentOf(static_cast<std::uint16_t>(address));
+        const auto segment = flash.Layout().SegmentOf(static_cast<std::uint16_t>(address));
         ASSERT_TRUE(segment.Contains(static_cast<std::uint16_t>(address)));
         ASSERT_EQ(segment.last / 512, static_cast<int>(address / 512));
     }
 }
 
 TEST_F(FlashTest, InformationSegmentsHave64BytesAnd128OnTheOlderPart) {
-    EXPECT_EQ(Make().SegmentOf(0x1041).first, 0x1040);
-    EXPECT_EQ(Make().SegmentOf(0x1041).last, 0x107F);
+    EXPECT_EQ(Make().Layout().SegmentOf(0x1041).first, 0x1040);
+    EXPECT_EQ(Make().Layout().SegmentOf(0x1041).last, 0x107F);
     const Flash older = Make(*vboard::FindChipModel("msp430-56k-v110"));
-    EXPECT_EQ(older.SegmentOf(0x1041).first, 0x1000);
-    EXPECT_EQ(older.SegmentOf(0x1041).last, 0x107F);
+    EXPECT_EQ(older.Layout().SegmentOf(0x1041).first, 0x1000);
+    EXPECT_EQ(older.Layout().SegmentOf(0x1041).last, 0x107F);
 }
 
 TEST_F(FlashTest, ProgrammingClearsBitsAndNeverSetsThem) {
@@ -126,7 +134,7 @@ TEST_F(FlashTest, RamTakesAnyValueAtOnce) {
 TEST_F(FlashTest, BytesElsewhereAreLeftAlone) {
     Flash flash = Make();
     Program(flash, 0x0FFE, FromHex("11 22 33 44"));
-    EXPECT_EQ(At(0x0FFE, 4), "ff ff 33 44");
+    EXPECT_EQ(At(0x0FFE, 4), "00 00 33 44") << "boot ROM, then flash";
     EXPECT_FALSE(flash.Holds(0x0FFE, 4));
     EXPECT_TRUE(flash.Holds(0x1000, 250));
     EXPECT_TRUE(flash.Holds(0x20F0, 250)) << "from RAM into main memory";
@@ -253,7 +261,8 @@ TEST_F(FlashTest, WhatAnAbortCutOffIsNotMadeUpForByTheNextWork) {
     flash.Finish();
     (void)flash.BeginSegmentErase(0x2200);
     flash.Abort(kSegmentTime);
-    EXPECT_EQ(Where(0x00), "2100-2101");
+    EXPECT_EQ(At(0x2100, 8), "00 00 ff ff ff ff ff ff");
+    EXPECT_EQ(Where(0x00), "0ff2-0ff9 0ffc-0fff 2100-2101");
 }
 
 TEST_F(FlashTest, AnAbortOutsideTheWorksTimeStaysInsideTheWork) {
@@ -280,37 +289,76 @@ TEST_F(FlashTest, TheFaultDecidesWhatAnErasedCellHolds) {
     EXPECT_TRUE(flash.IsErased(0x2202, 2));
 }
 
-TEST_F(FlashTest, WithCumulativeEraseASegmentNeeds200MillisecondsInAll) {
+TEST_F(FlashTest, WithCumulativeEraseACellReadsAsErasedAtOnceAndLacksMarginUntil200Milliseconds) {
     m_options.cumulativeErase = true;
     Fill(0x00);
     Flash flash = Make();
-    const int needed = static_cast<int>((200ms + kSegmentTime - 1ns) / kSegmentTime);
-    for (int round = 1; round < needed; ++round) {
+    for (int round = 1; round <= 17; ++round) {
         (void)flash.BeginSegmentErase(0x2200);
         flash.Finish();
-        ASSERT_EQ(Where(0xFF), "") << round;
+        ASSERT_EQ(Where(0xFF), "2200-23ff") << round;
+        ASSERT_EQ(Weak(), round < 17 ? "512 erased, 0 programmed" : "0 erased, 0 programmed")
+            << "16 x 12.0475 ms are 192.76 ms";
     }
-    (void)flash.BeginSegmentErase(0x2200);
-    flash.Finish();
-    EXPECT_EQ(needed, 17);
-    EXPECT_EQ(Where(0xFF), "2200-23ff");
 }
 
-TEST_F(FlashTest, WithCumulativeEraseTheCountStartsAnewOnceASegmentIsErased) {
+TEST_F(FlashTest, WithCumulativeEraseExactly200MillisecondsAreEnough) {
     m_options.cumulativeErase = true;
     Fill(0x00);
     Flash flash = Make();
-    for (int round = 1; round <= 33; ++round) {
-        if (round == 18) {
-            m_memory[0x2200] = 0x00;
-        }
+    for (int round = 0; round < 16; ++round) {
         (void)flash.BeginSegmentErase(0x2200);
         flash.Finish();
     }
-    EXPECT_EQ(At(0x2200, 2), "00 ff");
+    (void)flash.BeginSegmentErase(0x2200);
+    flash.Abort(200ms - 16 * kSegmentTime - 1ns);
+    EXPECT_EQ(Weak(), "512 erased, 0 programmed");
+    (void)flash.BeginSegmentErase(0x2200);
+    flash.Abort(1ns);
+    EXPECT_EQ(Weak(), "0 erased, 0 programmed");
+}
+
+TEST_F(FlashTest, WithCumulativeEraseWhatIsProgrammedOnWeakCellsIsWeakAndEraseTimeCountsAnew) {
+    m_options.cumulativeErase = true;
+    Flash flash = Make();
+    Program(flash, 0x2200, {0x00});
+    EXPECT_EQ(Weak(), "0 erased, 0 programmed") << "on a chip as delivered";
+    for (int round = 0; round < 16; ++round) {
+        (void)flash.BeginSegmentErase(0x2200);
+        flash.Finish();
+    }
+    Program(flash, 0x2202, FromHex("12 34 ff"));
+    EXPECT_EQ(Weak(), "510 erased, 2 programmed");
     (void)flash.BeginSegmentErase(0x2200);
     flash.Finish();
-    EXPECT_EQ(At(0x2200, 2), "ff ff");
+    EXPECT_EQ(Weak(), "512 erased, 0 programmed") << "the first 12 ms since it was programmed";
+    for (int round = 0; round < 16; ++round) {
+        (void)flash.BeginSegmentErase(0x2200);
+        flash.Finish();
+    }
+    Program(flash, 0x2202, {0x12});
+    EXPECT_EQ(Weak(), "0 erased, 0 programmed");
+}
+
+TEST_F(FlashTest, WithCumulativeEraseACellThatIsWellErasedLosesNothingByAnotherErase) {
+    m_options.cumulativeErase = true;
+    m_memory[0x1000] = 0x00;
+    Flash flash = Make();
+    (void)flash.BeginMassErase();
+    flash.Finish();
+    EXPECT_EQ(Weak(), "64 erased, 0 programmed") << "only that segment had anything to lose";
+}
+
+TEST_F(FlashTest, WithCumulativeEraseACellThatWillNotEraseDoesNotStartTheTimeAnew) {
+    m_options.cumulativeErase = true;
+    m_memory[0x2200] = 0x00;
+    m_faults.onErase = [](std::uint16_t, std::uint8_t old) { return old; };
+    Flash flash = Make();
+    for (int round = 1; round <= 40; ++round) {
+        (void)flash.BeginSegmentErase(0x2200);
+        flash.Finish();
+        ASSERT_EQ(Weak(), round < 17 ? "511 erased, 1 programmed" : "0 erased, 0 programmed");
+    }
 }
 
 TEST_F(FlashTest, WithCumulativeEraseTimeSpentByDifferentErasesAddsUp) {
@@ -321,15 +369,54 @@ TEST_F(FlashTest, WithCumulativeEraseTimeSpentByDifferentErasesAddsUp) {
         (void)flash.BeginMassErase();
         flash.Finish();
     }
-    EXPECT_EQ(Where(0xFF), "");
+    EXPECT_EQ(Weak(), "57344 erased, 0 programmed");
     (void)flash.BeginSegmentErase(0x1000);
     flash.Finish();
     (void)flash.BeginSegmentErase(0x1000);
     flash.Abort(kSegmentTime / 2);
-    EXPECT_EQ(Where(0xFF), "1000-103f") << "7 x 26.5 ms and 12 ms and 6 ms";
+    EXPECT_EQ(Weak(), "57280 erased, 0 programmed") << "7 x 26.5 ms and 12 ms and 6 ms";
+    (void)flash.BeginAreaErase(Region::kMain);
+    flash.Finish();
+    EXPECT_EQ(Weak(), "192 erased, 0 programmed");
+}
+
+TEST_F(FlashTest, WithCumulativeEraseAnAbortedEraseWeakensTheCellsThatItDidNotReach) {
+    m_options.cumulativeErase = true;
+    Fill(0x00);
+    Flash flash = Make();
+    (void)flash.BeginSegmentErase(0x2200);
+    flash.Abort(kSegmentTime / 4);
+    EXPECT_EQ(Where(0xFF), "2200-227f");
+    EXPECT_EQ(Weak(), "128 erased, 384 programmed");
+}
+
+TEST_F(FlashTest, OnlyPartsWithCumulativeEraseHaveWeakCells) {
+    const ChipModel& older = *vboard::FindChipModel("msp430-56k-v110");
+    for (const bool cumulative : {false, true}) {
+        Fill(0x00);
+        const ChipModel& model = cumulative ? older : vboard::DefaultChipModel();
+        Flash flash = Make(model);
+        (void)flash.BeginAreaErase(Region::kInfo);
+        flash.Finish();
+        EXPECT_EQ(Weak(model), cumulative ? "256 erased, 0 programmed" : "0 erased, 0 programmed");
+    }
+    m_options.cumulativeErase = false;
+    m_eraseWords.fill(0);
+    Fill(0x00);
+    Flash flash = Make(older);
     (void)flash.BeginMassErase();
     flash.Finish();
-    EXPECT_EQ(Where(0xFF), "1000-10ff 2100-ffff");
+    EXPECT_EQ(Weak(older), "0 erased, 0 programmed");
+}
+
+TEST_F(FlashTest, TheBootRomTellsThePartAndTakesNothing) {
+    Fill(0x5A);
+    Flash flash = Make();
+    const std::string facts = "5a f2 49 00 00 00 00 00 00 00 00 01 61 00 00 00 00 5a";
+    EXPECT_EQ(At(0x0FEF, 18), facts);
+    Program(flash, 0x0FF0, Bytes(16, 0));
+    EXPECT_EQ(At(0x0FEF, 18), facts);
+    EXPECT_FALSE(flash.Holds(0x0FF0, 2));
 }
 
 TEST_F(FlashTest, WordsAreReadLowByteFirstAndWrapAtTheEnd) {

@@ -56,11 +56,42 @@ TEST_F(LoaderCommandsTest, TheVersionAnswerHasItsFixedLayoutAndNeedsNoPassword) 
     EXPECT_EQ(m_bench.probe.Only("1e"), "1e loader version -> 80");
 }
 
-TEST_F(LoaderCommandsTest, ALoaderWithoutTheVersionCommandRefusesIt) {
-    ChipBench bench(Programmed().Part("msp430-56k-v202"));
-    bench.EnterLoader();
-    EXPECT_EQ(bench.Ask(VersionFrame()), "a0");
-    EXPECT_EQ(bench.probe.Only("1e"), "1e loader version: not a command of this loader -> a0");
+TEST_F(LoaderCommandsTest, LoadersBefore150AndFrom2OnKnowNeitherVersionNorEraseCheck) {
+    for (const char* part : {"msp430-56k-v110", "msp430-56k-v202", "msp430-56k-key"}) {
+        ChipBench bench(Programmed().Part(part));
+        bench.EnterLoader().Unlock();
+        EXPECT_EQ(bench.Ask(VersionFrame()), "a0") << part;
+        EXPECT_EQ(bench.probe.Only("1e"), "1e loader version: not a command of this loader -> a0");
+        EXPECT_EQ(bench.Ask(Frame(0x1C, 0x3000, 2)), "a0") << part;
+        EXPECT_EQ(bench.probe.Only("1c"),
+                  "1c erase check of 2 bytes at 0x3000: not a command of this loader -> a0");
+    }
+}
+
+TEST_F(LoaderCommandsTest, TheBootRomTellsChipIdAndLoaderVersionOnEveryPartOnceUnlocked) {
+    const Bytes published = FromHex("80 14 04 04 f0 0f 0e 00 85 e0");
+    for (const auto& [part, answer] : std::vector<std::pair<const char*, const char*>>{
+             {"msp430-56k", "80 00 0e 0e f2 49 00 00 00 00 00 00 00 00 01 61 00 00 82 d9"},
+             {"msp430-56k-v110", "80 00 0e 0e f1 49 00 00 00 00 00 00 00 00 01 10 00 00 81 a8"},
+             {"msp430-56k-v202", "80 00 0e 0e f2 6f 00 00 00 00 00 00 00 00 02 02 00 00 81 9c"},
+             {"msp430-56k-key", "80 00 0e 0e f2 6f 00 00 00 00 00 00 00 00 02 12 00 00 81 8c"}}) {
+        ChipBench bench(Programmed().Part(part));
+        bench.EnterLoader();
+        EXPECT_EQ(bench.Ask(published), "a0") << part;
+        bench.Unlock();
+        EXPECT_EQ(bench.Ask(published), answer) << part;
+        EXPECT_EQ(bench.Ask(WriteFrame(0x0FFA, {0, 0})), "a0") << part;
+        EXPECT_EQ(bench.Ask(published), answer) << part;
+    }
+}
+
+TEST_F(LoaderCommandsTest, AHeaderFrom80To8FIsTaken) {
+    m_bench.Unlock();
+    for (int header = 0x80; header <= 0x8F; ++header) {
+        Bytes frame = WriteFrame(0x3000, {1, 2});
+        frame[0] = static_cast<std::uint8_t>(header);
+        EXPECT_EQ(m_bench.Ask(bench::Sealed(frame)), "90") << header;
+    }
 }
 
 TEST_F(LoaderCommandsTest, OnlyFourCommandsAreTakenWhileLocked) {
@@ -138,14 +169,21 @@ TEST_F(LoaderCommandsTest, AWrongPasswordIsAcknowledgedAndLockedByDefault) {
     EXPECT_EQ(m_bench.Ask(WriteFrame(0x3000, {1, 2})), "a0");
 }
 
-TEST_F(LoaderCommandsTest, AWrongPasswordIsRefusedWherePartOrOptionSaySo) {
-    for (const ChipSetup& setup :
-         {Programmed().Part("msp430-56k-v202"), Programmed().Option("wrong-password", "nak")}) {
-        ChipBench bench(setup);
+TEST_F(LoaderCommandsTest, AWrongPasswordIsAcknowledgedByEveryPart) {
+    for (const auto& model : vboard::AllChipModels()) {
+        ChipBench bench(Programmed().Part(model.name));
         bench.EnterLoader();
-        EXPECT_EQ(bench.Ask(PasswordFrame(ErasedPassword())), "a0");
-        EXPECT_EQ(bench.At(0x2100, 2), "00 01");
+        EXPECT_EQ(bench.Ask(PasswordFrame(Repeated(0x12, 32))), "90") << model.name;
+        EXPECT_FALSE(bench.chip.State().loaderUnlocked) << model.name;
     }
+}
+
+TEST_F(LoaderCommandsTest, AWrongPasswordIsRefusedWhereTheOptionSaysSo) {
+    ChipBench bench(Programmed().Option("wrong-password", "nak"));
+    bench.EnterLoader();
+    EXPECT_EQ(bench.Ask(PasswordFrame(ErasedPassword())), "a0");
+    EXPECT_EQ(bench.probe.Only("10"), "10 password: wrong -> a0");
+    EXPECT_EQ(bench.At(0x2100, 2), "00 01");
 }
 
 TEST_F(LoaderCommandsTest, TheOptionGoesBeforeThePartsRow) {
@@ -163,18 +201,25 @@ TEST_F(LoaderCommandsTest, OnAPartWithALoaderKeyAWrongPasswordErasesTheFlash) {
     const Instant arrived = bench.clock.Now();
     EXPECT_EQ(bench.probe.Only("chip_busy"), "chip_busy=1");
     bench.Settle();
-    EXPECT_EQ(bench.Said(), "a0");
+    EXPECT_EQ(bench.Said(), "90");
     EXPECT_EQ(bench.SaidAt(), arrived + 10593 * 2500ns);
     EXPECT_EQ(bench.At(0x2100, 2) + bench.At(0x1000, 1) + bench.At(0xFFE0, 1), "ff ffffff");
     EXPECT_FALSE(bench.chip.State().loaderUnlocked);
-    EXPECT_EQ(bench.probe.Only("10"), "10 password: wrong, flash erased -> a0");
+    EXPECT_EQ(bench.probe.Only("10"), "10 password: wrong, flash erased -> 90");
 }
 
-TEST_F(LoaderCommandsTest, ALoaderKeyOfZeroOnlyRefusesAWrongPassword) {
-    ChipBench bench(Programmed().Part("msp430-56k-key").Holding(0xFFDE, {0x00, 0x00}));
-    bench.EnterLoader();
-    EXPECT_EQ(bench.Ask(PasswordFrame(ErasedPassword())), "a0");
-    EXPECT_EQ(bench.At(0x2100, 2), "00 01");
+TEST_F(LoaderCommandsTest, AnyLoaderKeyButZeroErasesAfterAWrongPassword) {
+    for (const auto& [key, left] :
+         std::vector<std::pair<Bytes, const char*>>{{{0x00, 0x00}, "00 01"},
+                                                    {{0x01, 0x00}, "ff ff"},
+                                                    {{0x00, 0x80}, "ff ff"},
+                                                    {{0xFF, 0xFF}, "ff ff"}}) {
+        ChipBench bench(Programmed().Part("msp430-56k-key").Holding(0xFFDE, key));
+        bench.EnterLoader();
+        EXPECT_EQ(bench.Ask(PasswordFrame(ErasedPassword())), "90");
+        EXPECT_EQ(bench.At(0x2100, 2), left) << bench::Hex(key);
+        EXPECT_FALSE(bench.chip.State().loaderUnlocked);
+    }
 }
 
 TEST_F(LoaderCommandsTest, APasswordOfAnotherLengthIsRefusedAndErasesNothing) {
@@ -230,7 +275,7 @@ TEST_F(LoaderCommandsTest, AWriteElsewhereFailsOnEveryPart) {
         bench.EnterLoader().Unlock();
         EXPECT_EQ(bench.Ask(WriteFrame(0x0200, {1, 2})), "a0") << model.name;
         EXPECT_EQ(bench.Ask(WriteFrame(0x0FFE, {1, 2, 3, 4})), "a0") << model.name;
-        EXPECT_EQ(bench.At(0x0FFE, 4), "ff ff 03 04") << model.name;
+        EXPECT_EQ(bench.At(0x0FFE, 4), "00 00 03 04") << model.name;
         EXPECT_EQ(bench.Ask(WriteFrame(0xFFFE, {1, 2, 3, 4})), "a0") << model.name;
     }
 }
@@ -347,15 +392,25 @@ TEST_F(LoaderCommandsTest, ASegmentThatIsNotErasedIsSeenFromLoader160On) {
     }
 }
 
-TEST_F(LoaderCommandsTest, WithCumulativeEraseOneMassEraseIsNotEnoughAndEightAre) {
-    ChipBench bench(Programmed().Option("cumulative-erase", "yes"));
+TEST_F(LoaderCommandsTest, OnThePartWhoseErasesAddUpOneIsEnoughToGoOnAnd18LeaveNoWeakByte) {
+    // At the fastest flash clock an erase takes 5297 periods of 2.1 µs, 11.13 ms.
+    ChipBench bench(Programmed()
+                        .Part("msp430-56k-v110")
+                        .Option("flash-clock-hz", "476000")
+                        .Holding(0x4000, {0}));
     bench.EnterLoader();
-    for (int round = 1; round <= 7; ++round) {
-        EXPECT_EQ(bench.Ask(MassEraseFrame()), "90");
-        EXPECT_EQ(bench.At(0x2100, 2), "00 01") << round;
-    }
     EXPECT_EQ(bench.Ask(MassEraseFrame()), "90");
     EXPECT_EQ(bench.At(0x2100, 2), "ff ff");
+    EXPECT_EQ(bench.Ask(PasswordFrame(ErasedPassword())), "90");
+    EXPECT_TRUE(bench.chip.State().loaderUnlocked);
+    for (int erases = 1; erases < 17; ++erases) {
+        EXPECT_EQ(bench.Weak(), "1280 erased, 0 programmed") << erases;
+        EXPECT_EQ(bench.Ask(Frame(0x16, 0x2100, bench::kAreaWord)), "90");
+    }
+    EXPECT_EQ(bench.Ask(WriteFrame(0x4000, {1, 2})), "90");
+    EXPECT_EQ(bench.Weak(), "1278 erased, 2 programmed") << "one erase too few";
+    EXPECT_EQ(bench.Ask(Frame(0x16, 0x2100, bench::kAreaWord)), "90");
+    EXPECT_EQ(bench.Weak(), "512 erased, 0 programmed") << "what was programmed since";
 }
 
 TEST_F(LoaderCommandsTest, AnEraseCheckTellsErasedFromProgrammed) {
@@ -364,7 +419,20 @@ TEST_F(LoaderCommandsTest, AnEraseCheckTellsErasedFromProgrammed) {
     EXPECT_EQ(m_bench.Ask(Frame(0x1C, 0x2102, 0xDEDF)), "a0");
     EXPECT_EQ(m_bench.Ask(Frame(0x1C, 0x2100, 1)), "a0");
     EXPECT_EQ(m_bench.Ask(Frame(0x1C, 0x2100, 0)), "90");
+    EXPECT_EQ(m_bench.At(0x0200, 2), "01 21");
     EXPECT_EQ(m_bench.Ask(Frame(0x1C, 0xFFFF, 0xFFFF)), "a0") << "passes the end";
+    EXPECT_EQ(m_bench.probe.Only("1c erase check of 65535"),
+              "1c erase check of 65535 bytes at 0xffff: beyond the end of memory -> a0");
+}
+
+TEST_F(LoaderCommandsTest, AnEraseCheckLeavesTheFirstAddressThatIsNotErasedPlusOne) {
+    m_bench.memory[0x3005] = 0xFE;
+    m_bench.memory[0x3007] = 0x00;
+    m_bench.Unlock();
+    EXPECT_EQ(m_bench.Ask(Frame(0x1C, 0x3001, 4)), "90");
+    EXPECT_EQ(m_bench.At(0x0200, 2), "ff ff") << "found nothing";
+    EXPECT_EQ(m_bench.Ask(Frame(0x1C, 0x3001, 7)), "a0");
+    EXPECT_EQ(m_bench.Ask(Frame(0x14, 0x0200, 2)), "80 00 02 02 06 30 7b cd");
 }
 
 TEST_F(LoaderCommandsTest, LoadingTheProgramCounterEndsTheLoaderAfterItsAnswer) {
@@ -395,10 +463,11 @@ TEST_F(LoaderCommandsTest, LoadingTheProgramCounterWithErasedOrForeignMemoryRuns
 
 TEST_F(LoaderCommandsTest, ABaudChangeIsAnsweredAtTheOldSpeedAndHoldsTenMillisecondsLater) {
     const std::uint32_t speeds[] = {9600, 19200, 38400};
+    const std::uint16_t clocks[] = {0x8580, 0x8B00, 0x8C80};
     for (std::uint16_t number = 0; number < 3; ++number) {
         m_bench.EnterLoader();
         m_bench.Sync();
-        m_bench.Type(Frame(0x20, 0x8487, number));
+        m_bench.Type(Frame(0x20, clocks[number], number));
         EXPECT_EQ(m_bench.Said(), "90");
         const Instant answered = m_bench.SaidAt();
         EXPECT_EQ(m_bench.chip.Format().bitsPerSecond, 9600U);
@@ -411,19 +480,56 @@ TEST_F(LoaderCommandsTest, ABaudChangeIsAnsweredAtTheOldSpeedAndHoldsTenMillisec
 
 TEST_F(LoaderCommandsTest, WhatComesWhileTheSpeedChangesIsLost) {
     m_bench.Sync();
-    m_bench.Type(Frame(0x20, 0, 1));
+    m_bench.Type(Frame(0x20, 0x8B00, 1));
     m_bench.Type({0x80, 0x80, 0x80});
     m_bench.Settle();
     EXPECT_EQ(m_bench.Said(), "90");
 }
 
+TEST_F(LoaderCommandsTest, AClockThatIsNotTheSpeedsOwnLeavesTheLoaderDeafUntilItIsEnteredAnew) {
+    struct Case {
+        const char* part;
+        std::uint16_t clock;
+        std::uint16_t speed;
+    };
+    for (const Case& asked :
+         {Case{"msp430-56k", 0x8C80, 1}, Case{"msp430-56k", 0x86E0, 1}, Case{"msp430-56k", 0, 0},
+          Case{"msp430-56k", 0x8B01, 1}, Case{"msp430-56k", 0x8A00, 1},
+          Case{"msp430-56k-v110", 0x8B00, 1}, Case{"msp430-56k-v110", 0x8C80, 2}}) {
+        ChipBench bench(Programmed().Part(asked.part));
+        bench.EnterLoader();
+        EXPECT_EQ(bench.Ask(Frame(0x20, asked.clock, asked.speed)), "90") << asked.clock;
+        EXPECT_NE(
+            bench.probe.Only("20").find(": with a clock that does not fit, deaf from now on -> 90"),
+            std::string::npos);
+        bench.clock.Pass(1s);
+        bench.probe.Clear();
+        bench.Type({0x80});
+        bench.Settle();
+        EXPECT_EQ(bench.Said(), "") << asked.clock;
+        EXPECT_EQ(bench.probe.Text(),
+                  "note chip: character 0x80 lost: the loader's clock does not fit its speed");
+        bench.EnterLoader();
+        bench.Sync();
+    }
+}
+
 TEST_F(LoaderCommandsTest, AnUnknownSpeedIsRefusedAndTheNextEntryIsAt9600Again) {
-    EXPECT_EQ(m_bench.Ask(Frame(0x20, 0, 3)), "a0");
-    EXPECT_EQ(m_bench.Ask(Frame(0x20, 0, 0xFF)), "a0");
-    EXPECT_EQ(m_bench.Ask(Frame(0x20, 0, 2)), "90");
+    EXPECT_EQ(m_bench.Ask(Frame(0x20, 0x8580, 3)), "a0");
+    EXPECT_EQ(m_bench.Ask(Frame(0x20, 0x8580, 0xFF)), "a0");
+    EXPECT_EQ(m_bench.Ask(Frame(0x20, 0x8C80, 2)), "90");
     EXPECT_EQ(m_bench.chip.Format().bitsPerSecond, 38400U);
     m_bench.Drive("rst0");
     EXPECT_EQ(m_bench.chip.Format().bitsPerSecond, 9600U);
+}
+
+TEST_F(LoaderCommandsTest, EveryBitOfAMemoryOffsetCounts) {
+    m_bench.Unlock();
+    for (int bit = 0; bit < 16; ++bit) {
+        const auto offset = static_cast<std::uint16_t>(1U << bit);
+        EXPECT_EQ(m_bench.Ask(Frame(0x21, 0, offset)), "90");
+        EXPECT_EQ(m_bench.Ask(Frame(0x14, 0x2100, 2)), "a0") << offset;
+    }
 }
 
 TEST_F(LoaderCommandsTest, BeyondAMemoryOffsetThereIsNothingUntilTheNextEntry) {

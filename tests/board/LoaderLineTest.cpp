@@ -119,7 +119,7 @@ TEST_F(LoaderLineTest, ADamagedFrameIsRefusedAtOnceAndTheNextSyncIsTaken) {
         const char* announced;
     };
     for (const Row& row :
-         {Row{"81", "00 bad header -> a0"}, Row{"80 12 06 04", "12 bad lengths -> a0"},
+         {Row{"90", "00 bad header -> a0"}, Row{"80 12 06 04", "12 bad lengths -> a0"},
           Row{"80 18 04 04 00 ff 06 a5 7d b8", "18 bad checksum -> a0"}}) {
         m_bench.Sync();
         m_bench.probe.Clear();
@@ -170,7 +170,7 @@ TEST_F(LoaderLineTest, ACharacterWhoseStartBitFallsIntoAnAnswerIsLost) {
 TEST_F(LoaderLineTest, ACharacterThatStartsAsTheAnswerEndsIsHeard) {
     m_bench.Type({0x80});
     m_bench.clock.Pass(2 * kCharacterTime);
-    m_bench.chip.Receive({0x81, false, false});
+    m_bench.chip.Receive({0x90, false, false});
     EXPECT_EQ(m_bench.Said(), "90 a0");
 }
 

@@ -47,6 +47,26 @@ TEST(ShowBoard, SaysAllThereIsToSee) {
               "    0xFE00-0xFFFF  programmed, 32 of 512 bytes\n");
 }
 
+TEST(ShowBoard, CountsTheBytesThatWereUnderEraseForTooShortATime) {
+    BoardFolder folder;
+    folder.Does("new a.board --chip msp430-56k-v110 --image " + BoardFolder::Blinky());
+    // Three erases of 13 ms each, and then one that is refused.
+    const runs::Ended ended = folder.Vboard(
+        "run --board a.board --summary-file s --fault answer:erase#4=nak -- "
+        "flashmcu -F -f " +
+        BoardFolder::Blinky());
+    EXPECT_EQ(ended.status, 255);
+    EXPECT_TRUE(Has(ended.error,
+                    "vboard: 768 bytes of flash are weakly erased and 0 weakly programmed: they "
+                    "were under erase for less than 200 ms in all\n"))
+        << ended.error;
+    EXPECT_TRUE(Has(folder.Does("show a.board"),
+                    "\n  erased for too short a time: 768 erased bytes, 0 programmed\n"));
+    folder.Does("run --quiet --board a.board -- flashmcu -F -f " + BoardFolder::Blinky());
+    const auto object = nlohmann::json::parse(folder.Does("show --json a.board"));
+    EXPECT_EQ(object.at("weak_bytes").dump(), R"({"erased":0,"programmed":0})");
+}
+
 TEST(ShowBoard, SaysTheSameToPrograms) {
     BoardFolder folder;
     folder.Does("new a.board --start loader --model BRDC");

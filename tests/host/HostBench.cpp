@@ -61,7 +61,7 @@ std::string Scribe::Take() {
 
 HostBench::HostBench(vboard::ChipMode mode, unsigned receiveTrigger)
     : chip(clock, scribe, faults, vboard::DefaultChipModel(), m_options,
-           OldFirmware(m_memory, m_options)),
+           OldFirmware(m_memory, m_options), m_eraseWords),
       serialWire(clock, scribe, faults, chip),
       messageWire(scribe, chip),
       harness(scribe, faults, chip, messageWire),

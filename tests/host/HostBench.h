@@ -63,6 +63,7 @@ public:
 
 private:
     std::vector<std::uint8_t> m_memory;
+    std::array<std::uint32_t, vboard::kMostSegments> m_eraseWords{};
     vboard::ChipOptions m_options;
 
 public:

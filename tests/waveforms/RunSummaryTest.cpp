@@ -57,7 +57,9 @@ TEST(TheSummaryForPrograms, OfAGoodRunIsOnStandardErrorAloneAndTellsWhatWasDone)
     EXPECT_EQ(summary["acknowledged_bytes"], 194);
     EXPECT_EQ(summary["acknowledged_blocks"], 14);
     EXPECT_EQ(summary["retries"], 0);
-    EXPECT_EQ(summary["chip"].dump(), R"({"mode":"application","version":4660})");
+    EXPECT_EQ(summary["chip"].dump(),
+              R"({"mode":"application","version":4660,"weakly_erased_bytes":0,)"
+              R"("weakly_programmed_bytes":0})");
     EXPECT_EQ(summary["flash"]["equal"], true);
     EXPECT_EQ(summary["flash"]["image_bytes"], 194);
     EXPECT_EQ(summary["flash"]["leftover_bytes"], 0);

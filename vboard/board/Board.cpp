@@ -46,12 +46,12 @@ bool RunningVersion(const BoardState& state, std::span<const std::uint8_t, kMemo
     return true;
 }
 
-Board::Board(const BoardSetup& setup, Memory memory, Faults& faults, ProgramControl& control,
-             Instant start)
+Board::Board(const BoardSetup& setup, Memory memory, EraseWords eraseWords, Faults& faults,
+             ProgramControl& control, Instant start)
     : m_setup(setup),
       m_clock(start),
       m_chip(std::make_unique<Chip>(m_clock, m_trace, faults, m_setup.Part(), m_setup.Options(),
-                                    memory)),
+                                    memory, eraseWords)),
       m_serialWire(std::make_unique<SerialWire>(m_clock, m_trace, faults, *m_chip)),
       m_messageWire(std::make_unique<MessageWire>(m_trace, *m_chip)),
       m_harness(std::make_unique<Harness>(m_trace, faults, *m_chip, *m_messageWire)),

@@ -34,9 +34,10 @@ struct BoardState {
 
 class Board : private FaultControl {
 public:
-    /// `memory`, `faults` and `control` must outlive the board. The clock starts at `start`.
-    Board(const BoardSetup& setup, Memory memory, Faults& faults, ProgramControl& control,
-          Instant start);
+    /// What `memory` and `eraseWords` show, `faults` and `control` must outlive the board. The
+    /// clock starts at `start`.
+    Board(const BoardSetup& setup, Memory memory, EraseWords eraseWords, Faults& faults,
+          ProgramControl& control, Instant start);
     ~Board() override;
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;

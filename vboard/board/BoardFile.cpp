@@ -39,7 +39,9 @@ constexpr std::size_t kSlotOffset = 0x1000;
 constexpr std::size_t kSlotSizeBytes = 0x800;
 constexpr std::size_t kSlotCount = 2;
 constexpr std::size_t kMemoryOffset = 0x2000;
-constexpr std::size_t kLongestSetup = kSlotOffset - kSetupOffset;
+constexpr std::size_t kEraseWordsOffset = 0x800;
+constexpr std::size_t kLongestSetup = kEraseWordsOffset - kSetupOffset;
+static_assert(kEraseWordsOffset + kMostSegments * sizeof(std::uint32_t) == kSlotOffset);
 static_assert(kMemoryOffset + kMemorySizeBytes == BoardFile::kFileSizeBytes);
 
 /// The state as it lies in a slot. A GPIO is four bits: exported, output, high, active low.
@@ -149,6 +151,11 @@ BoardFile::~BoardFile() {
 
 Memory BoardFile::ChipMemory() const {
     return Memory(m_bytes + kMemoryOffset, kMemorySizeBytes);
+}
+
+EraseWords BoardFile::ChipEraseWords() const {
+    // The mapping begins on a page, the words at a multiple of their size.
+    return EraseWords(reinterpret_cast<std::uint32_t*>(m_bytes + kEraseWordsOffset), kMostSegments);
 }
 
 bool BoardFile::Map(int descriptor, int protection, std::string& problem) {
@@ -268,6 +275,11 @@ void BoardFile::WriteState() {
     stored.checkSum = CheckSumOf(stored);
     std::memcpy(m_bytes + kSlotOffset + (m_generation % kSlotCount) * kSlotSizeBytes, &stored,
                 sizeof stored);
+}
+
+WeakBytes WeakBytesOf(const BoardFile& file) {
+    return EraseMargins(Segments(file.Setup().Part()), file.ChipEraseWords())
+        .Count(file.ChipMemory());
 }
 
 bool BoardFile::IsCurrent() const {

@@ -5,7 +5,8 @@
 //
 //   offset   bytes  what
 //   0        64     magic, format number, length of the setup, a check sum of header and setup
-//   0x0040   4032   setup: lines of KEY=VALUE
+//   0x0040   1984   setup: lines of KEY=VALUE
+//   0x0800   2048   how well each segment of the flash is erased (chip/EraseMargins.h)
 //   0x1000   2048   state, slot 0 } written in turn, each with a number and a check sum of its own:
 //   0x1800   2048   state, slot 1 } a program killed in the middle of a change leaves the one
 //   before 0x2000   65536  the chip's memory, byte by byte as the chip holds it
@@ -52,6 +53,8 @@ public:
     [[nodiscard]] const BoardState& State() const { return m_state; }
     /// The mapped memory of the chip.
     [[nodiscard]] Memory ChipMemory() const;
+    /// The mapped words that tell how well the chip's flash is erased.
+    [[nodiscard]] EraseWords ChipEraseWords() const;
 
     /// True when nobody else has kept a state in the file since this object did, or read it.
     [[nodiscard]] bool IsCurrent() const;
@@ -73,5 +76,8 @@ private:
     BoardState m_state;
     std::uint32_t m_generation = 0;
 };
+
+/// The bytes of the kept chip's flash that lack margin.
+[[nodiscard]] WeakBytes WeakBytesOf(const BoardFile& file);
 
 }  // namespace vboard

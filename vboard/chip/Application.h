@@ -13,8 +13,9 @@
 #include <deque>
 #include <span>
 
-#include "vboard/chip/Chip.h"
 #include "vboard/chip/ChipModel.h"
+#include "vboard/chip/Memory.h"
+#include "vboard/chip/Sinks.h"
 #include "vboard/record/Probe.h"
 #include "vboard/time/VirtualClock.h"
 

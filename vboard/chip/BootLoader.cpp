@@ -106,7 +106,8 @@ void BootLoader::Listen(LoaderState state) {
 }
 
 bool BootLoader::Hears() const {
-    return (m_state == LoaderState::kSync || m_state == LoaderState::kFrame) &&
+    return m_commands.BitsPerSecond() &&
+           (m_state == LoaderState::kSync || m_state == LoaderState::kFrame) &&
            (m_hearsSince == Instant::min() ||
             m_clock.Now() - m_hearsSince >= m_format.CharacterTime());
 }
@@ -114,6 +115,8 @@ bool BootLoader::Hears() const {
 void BootLoader::Receive(const ReceivedCharacter& character) {
     if (m_state == LoaderState::kOff) {
         NoteCharacter(character, "lost: the loader does not run");
+    } else if (!m_commands.BitsPerSecond()) {
+        NoteCharacter(character, "lost: the loader's clock does not fit its speed");
     } else if (!Hears()) {
         NoteCharacter(character, "lost: the loader was busy or answering");
     } else if (m_state == LoaderState::kSync) {
@@ -245,7 +248,7 @@ void BootLoader::EndAnswer() {
 }
 
 void BootLoader::ChangeSpeed() {
-    m_format.bitsPerSecond = m_commands.BitsPerSecond();
+    m_format.bitsPerSecond = m_commands.BitsPerSecond().value_or(m_format.bitsPerSecond);
     Listen(LoaderState::kSync);
 }
 

@@ -18,13 +18,13 @@
 #include <string_view>
 #include <vector>
 
-#include "vboard/chip/Chip.h"
 #include "vboard/chip/ChipModel.h"
 #include "vboard/chip/Flash.h"
 #include "vboard/chip/FrameDecoder.h"
 #include "vboard/chip/LoaderCommands.h"
 #include "vboard/chip/SerialFormat.h"
 #include "vboard/chip/SignalOutput.h"
+#include "vboard/chip/Sinks.h"
 #include "vboard/faults/Faults.h"
 #include "vboard/record/Probe.h"
 #include "vboard/time/VirtualClock.h"

@@ -22,7 +22,7 @@ std::uint32_t Number(PinLevel level) {
 class Chip::Parts {
 public:
     Parts(VirtualClock& clock, Probe& probe, Faults& faults, const ChipModel& model,
-          const ChipOptions& options, Memory memory);
+          const ChipOptions& options, Memory memory, EraseWords eraseWords);
 
     void Restore(const ChipState& state);
     [[nodiscard]] ChipState State() const;
@@ -54,8 +54,8 @@ private:
 };
 
 Chip::Parts::Parts(VirtualClock& clock, Probe& probe, Faults& faults, const ChipModel& model,
-                   const ChipOptions& options, Memory memory)
-    : m_flash(model, options, faults, memory),
+                   const ChipOptions& options, Memory memory, EraseWords eraseWords)
+    : m_flash(model, options, faults, memory, eraseWords),
       m_rstNmiFilter(clock, options.minimumPulse, PinLevel::kHigh,
                      [this](PinLevel level) { Act(m_detector.SetPin(Pin::kRstNmi, level)); }),
       m_tckFilter(clock, options.minimumPulse, PinLevel::kHigh,
@@ -181,8 +181,8 @@ void Chip::Parts::SetMode(ChipMode mode) {
 }
 
 Chip::Chip(VirtualClock& clock, Probe& probe, Faults& faults, const ChipModel& model,
-           const ChipOptions& options, Memory memory)
-    : m_parts(std::make_unique<Parts>(clock, probe, faults, model, options, memory)) {}
+           const ChipOptions& options, Memory memory, EraseWords eraseWords)
+    : m_parts(std::make_unique<Parts>(clock, probe, faults, model, options, memory, eraseWords)) {}
 
 Chip::~Chip() = default;
 

@@ -11,31 +11,16 @@
 #include <span>
 
 #include "vboard/chip/ChipModel.h"
+#include "vboard/chip/EraseMargins.h"
+#include "vboard/chip/Memory.h"
 #include "vboard/chip/Pins.h"
 #include "vboard/chip/SerialFormat.h"
+#include "vboard/chip/Sinks.h"
 #include "vboard/faults/Faults.h"
 #include "vboard/record/Probe.h"
 #include "vboard/time/VirtualClock.h"
 
 namespace vboard {
-
-/// Where the chip's transmit pin leads.
-class SerialSink {
-public:
-    virtual ~SerialSink() = default;
-    /// One character in the chip's own format, starting now or when the one before has ended.
-    virtual void Send(std::uint8_t value, const SerialFormat& format) = 0;
-    /// The chip stops in the middle of sending: what has not begun is never sent.
-    virtual void Stop() {}
-};
-
-/// Where the application's messages on the second link lead.
-class MessageSink {
-public:
-    virtual ~MessageSink() = default;
-    /// One whole message without its length byte.
-    virtual void SendMessage(std::span<const std::uint8_t> message) = 0;
-};
 
 /// What the chip is doing. The numbers are those of Signal::kChipMode and of board files.
 enum class ChipMode : std::uint8_t {
@@ -58,22 +43,13 @@ struct ChipState {
     bool operator==(const ChipState&) const = default;
 };
 
-/// The address space of the part: 64 KiB.
-inline constexpr std::size_t kMemorySizeBytes = 0x10000;
-using Memory = std::span<std::uint8_t, kMemorySizeBytes>;
-
-inline constexpr std::uint8_t kErasedByte = 0xFF;
-
-/// Of the word that says where the application starts; while it is erased, there is none.
-inline constexpr std::uint16_t kResetVectorAddress = 0xFFFE;
-
 class Chip {
 public:
     /// `model` and `options` are copied. `memory` holds what is in the chip and is changed in
-    /// place, byte by byte, at the instants at which the flash changes; it, `clock` and `probe`
-    /// must outlive the chip.
+    /// place, byte by byte, at the instants at which the flash changes; `eraseWords` keeps how well
+    /// it is erased. The two, `clock`, `probe` and `faults` must outlive the chip.
     Chip(VirtualClock& clock, Probe& probe, Faults& faults, const ChipModel& model,
-         const ChipOptions& options, Memory memory);
+         const ChipOptions& options, Memory memory, EraseWords eraseWords);
     ~Chip();
     Chip(const Chip&) = delete;
     Chip& operator=(const Chip&) = delete;

@@ -3,7 +3,10 @@
 
 // Parts and loader generations as tables, and the options that every part takes.
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -19,14 +22,26 @@ struct AddressRange {
     [[nodiscard]] constexpr bool Contains(std::uint16_t address) const {
         return address >= first && address <= last;
     }
+    [[nodiscard]] constexpr std::size_t SizeBytes() const { return std::size_t{last} - first + 1; }
 };
 
-/// What a wrong password does.
+/// What a wrong password does. The loaders answer it 0x90 like a right one (SLAU319AF, 2.4.4.3).
 enum class WrongPassword : std::uint8_t {
     kAckLocked,  ///< Answered 0x90; the next protected command is answered 0xA0.
-    kNak,        ///< Answered 0xA0.
-    kErase,      ///< The flash is mass-erased (loader key at 0xFFDE not 0x0000).
+    kNak,        ///< Answered 0xA0; no published loader does.
+    kErase,  ///< The flash is mass-erased (loader key at 0xFFDE not 0x0000), then as kAckLocked.
 };
+
+/// D1 and D2 of a change of baud rate: what is written to the two registers of the clock (F1xx and
+/// F2xx: DCOCTL and BCSCTL1; F4xx: SCFI0 and SCFI1).
+struct ClockBytes {
+    std::uint8_t d1 = 0;
+    std::uint8_t d2 = 0;
+    bool operator==(const ClockBytes&) const = default;
+};
+
+/// The speeds in bits a second that D3 of a change of baud rate stands for, by its value.
+inline constexpr std::array<std::uint32_t, 3> kLoaderSpeeds{9600, 19200, 38400};
 
 /// One row of the table of parts. Texts are static.
 struct ChipModel {
@@ -37,21 +52,25 @@ struct ChipModel {
     AddressRange ram;
     std::uint16_t mainSegmentBytes;
     std::uint16_t infoSegmentBytes;
-    std::uint16_t chipId;          ///< D1, D2 of the version answer.
-    std::uint16_t loaderVersion;   ///< D11, D12: 0x0140 is V1.40.
-    bool hasVersionCommand;        ///< Not in the ROM of 2.x loaders.
+    std::uint16_t chipId;          ///< In the boot ROM at 0x0FF0, high byte first.
+    std::uint16_t loaderVersion;   ///< In the boot ROM at 0x0FFA, high byte first: 0x0140 is V1.40.
+    bool hasVersionCommand;        ///< From V1.50, but not in 2.x.
+    bool hasEraseCheck;            ///< From V1.50, but not in 2.x.
     bool comparesWhileWriting;     ///< From V1.40: a byte that does not read back gives 0xA0.
     bool checksAfterSegmentErase;  ///< From V1.60.
     WrongPassword wrongPassword;
+    bool cumulativeErase;            ///< Cells need 200 ms of erase time in all: EraseMargins.h.
     std::uint16_t massErasePeriods;  ///< Periods of the flash clock.
-    std::string_view source;         ///< Where the figures come from.
+    /// What the clock needs for each of kLoaderSpeeds.
+    std::array<ClockBytes, kLoaderSpeeds.size()> clockBytes;
+    std::string_view source;  ///< Where the figures come from.
 };
 
 /// What can be set for any part; the values here are neutral. Keys and texts stand in
 /// AllChipOptions().
 struct ChipOptions {
     std::uint32_t flashClockHz = 400'000;   ///< 257 kHz to 476 kHz.
-    bool cumulativeErase = false;           ///< Erase takes effect only after 200 ms in all.
+    std::optional<bool> cumulativeErase;    ///< Nothing: as the part's row says.
     Duration minimumPulse{0};               ///< Shorter levels on TCK and RST/NMI are not seen.
     Duration applicationStart{1'000'000};   ///< From reset to the first answer it could give.
     Duration applicationAnswer{1'000'000};  ///< From a request to its answer.
@@ -59,8 +78,7 @@ struct ChipOptions {
     std::uint16_t versionAddress = 0x2100;  ///< Where the firmware keeps its version word.
     bool silent = false;                    ///< The chip never says anything.
     Duration chatterPeriod{0};  ///< The application sends an unasked message this often; 0 = never.
-    WrongPassword wrongPassword = WrongPassword::kAckLocked;
-    bool wrongPasswordSet = false;  ///< False: as the part's row says.
+    std::optional<WrongPassword> wrongPassword;  ///< Nothing: as the part's row says.
 };
 
 /// A key that can be set, for listings.

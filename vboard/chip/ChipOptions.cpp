@@ -74,15 +74,22 @@ constexpr std::array<WrongPasswordName, 3> kWrongPasswordNames{{
     {"erase", WrongPassword::kErase},
 }};
 
+bool SetCumulativeErase(ChipOptions& options, std::string_view text) {
+    if (text != "part" && text != "no" && text != "yes") {
+        return false;
+    }
+    options.cumulativeErase = text == "part" ? std::nullopt : std::optional(text == "yes");
+    return true;
+}
+
 bool SetWrongPassword(ChipOptions& options, std::string_view text) {
     if (text == "part") {
-        options.wrongPasswordSet = false;
+        options.wrongPassword.reset();
         return true;
     }
     for (const auto& [name, value] : kWrongPasswordNames) {
         if (name == text) {
             options.wrongPassword = value;
-            options.wrongPasswordSet = true;
             return true;
         }
     }
@@ -94,8 +101,10 @@ constexpr std::size_t kOptionCount = 10;
 constexpr std::array<ChipOptionInfo, kOptionCount> kInfos{{
     {"flash-clock-hz", "257000..476000", "400000",
      "the flash clock, which paces erase and programming", "data sheets: 257 kHz to 476 kHz"},
-    {"cumulative-erase", "no, yes", "no",
-     "a segment is erased only after 200 ms of erase time in all", "data sheets of older parts"},
+    {"cumulative-erase", "part, no, yes", "part",
+     "cells need 200 ms of erase time in all and lack margin until then: as the part's row says, "
+     "no or yes",
+     "data sheets of older parts; what a shorter erase leaves is assumed"},
     {"minimum-pulse-us", "0..10000000", "0",
      "levels on RST/NMI and TCK shorter than this are not seen, others this much later",
      "none published; to try boards with slow or filtered lines"},
@@ -112,14 +121,14 @@ constexpr std::array<ChipOptionInfo, kOptionCount> kInfos{{
      "the application sends the message b0 unasked this often; 0 is never", "assumed"},
     {"wrong-password", "part, ack-locked, nak, erase", "part",
      "what a wrong password does: as the part's row says, answered 0x90 and still locked, answered "
-     "0xA0, or the flash erased",
-     "SLAU319, which differs by part"},
+     "0xA0, or the flash erased and answered 0x90",
+     "SLAU319; 0xA0 is in no published loader, and to try a program with"},
 }};
 
 // In the order of kInfos.
 constexpr std::array<Setter, kOptionCount> kSetters{
     &SetFlashClock,
-    &SetSwitch<&ChipOptions::cumulativeErase>,
+    &SetCumulativeErase,
     &SetMicroseconds<&ChipOptions::minimumPulse>,
     &SetMicroseconds<&ChipOptions::applicationStart>,
     &SetMicroseconds<&ChipOptions::applicationAnswer>,

@@ -13,6 +13,12 @@ constexpr AddressRange kRam{0x1100, 0x20FF};
 constexpr std::uint16_t kMassEraseOld = 5297;
 constexpr std::uint16_t kMassEraseNew = 10593;
 
+// The recommended settings of the change of baud rate (SLAU319, tables beside its command), for
+// 9600, 19200 and 38400 baud.
+using ClockRow = std::array<ClockBytes, kLoaderSpeeds.size()>;
+constexpr ClockRow kClockOfF1xx{{{0x80, 0x85}, {0xE0, 0x86}, {0xE0, 0x87}}};
+constexpr ClockRow kClockOfF2xx{{{0x80, 0x85}, {0x00, 0x8B}, {0x80, 0x8C}}};
+
 // The chip id is the board's own; figures with a doubt are named in `source`.
 constexpr std::array<ChipModel, 4> kModels{{
     {
@@ -26,16 +32,20 @@ constexpr std::array<ChipModel, 4> kModels{{
         .chipId = 0xF249,
         .loaderVersion = 0x0161,
         .hasVersionCommand = true,
+        .hasEraseCheck = true,
         .comparesWhileWriting = true,
         .checksAfterSegmentErase = true,
         .wrongPassword = WrongPassword::kAckLocked,
+        .cumulativeErase = false,
         .massErasePeriods = kMassEraseNew,
-        .source = "SLAU319 and data sheets; chip id and wrong-password answer assumed",
+        .clockBytes = kClockOfF2xx,
+        .source = "SLAU319 and data sheets; chip id and clock family assumed",
     },
     {
         .name = "msp430-56k-v110",
-        .description = "older part: loader 1.10 that does not compare, short mass erase, 128-byte "
-                       "information segments",
+        .description = "older part: loader 1.10 that does not compare and has neither erase check "
+                       "nor version command, short mass erases that add up, 128-byte information "
+                       "segments",
         .mainMemory = kMain,
         .infoMemory = kInfo,
         .ram = kRam,
@@ -43,16 +53,20 @@ constexpr std::array<ChipModel, 4> kModels{{
         .infoSegmentBytes = 128,
         .chipId = 0xF149,
         .loaderVersion = 0x0110,
-        .hasVersionCommand = true,
+        .hasVersionCommand = false,
+        .hasEraseCheck = false,
         .comparesWhileWriting = false,
         .checksAfterSegmentErase = false,
         .wrongPassword = WrongPassword::kAckLocked,
+        .cumulativeErase = true,
         .massErasePeriods = kMassEraseOld,
-        .source = "SLAU319 and data sheets; geometry, chip id and wrong-password answer assumed",
+        .clockBytes = kClockOfF1xx,
+        .source =
+            "SLAU319 and data sheets; geometry, chip id, and what a short erase leaves assumed",
     },
     {
         .name = "msp430-56k-v202",
-        .description = "loader 2.02, which has no version command and refuses a wrong password",
+        .description = "loader 2.02, which has neither erase check nor version command",
         .mainMemory = kMain,
         .infoMemory = kInfo,
         .ram = kRam,
@@ -61,11 +75,14 @@ constexpr std::array<ChipModel, 4> kModels{{
         .chipId = 0xF26F,
         .loaderVersion = 0x0202,
         .hasVersionCommand = false,
+        .hasEraseCheck = false,
         .comparesWhileWriting = true,
         .checksAfterSegmentErase = true,
-        .wrongPassword = WrongPassword::kNak,
+        .wrongPassword = WrongPassword::kAckLocked,
+        .cumulativeErase = false,
         .massErasePeriods = kMassEraseNew,
-        .source = "SLAU319; geometry, chip id and wrong-password answer assumed",
+        .clockBytes = kClockOfF2xx,
+        .source = "SLAU319; geometry, chip id and clock family assumed",
     },
     {
         .name = "msp430-56k-key",
@@ -80,11 +97,14 @@ constexpr std::array<ChipModel, 4> kModels{{
         .chipId = 0xF26F,
         .loaderVersion = 0x0212,
         .hasVersionCommand = false,
+        .hasEraseCheck = false,
         .comparesWhileWriting = true,
         .checksAfterSegmentErase = true,
         .wrongPassword = WrongPassword::kErase,
+        .cumulativeErase = false,
         .massErasePeriods = kMassEraseNew,
-        .source = "SLAU319; geometry, chip id and loader version assumed",
+        .clockBytes = kClockOfF2xx,
+        .source = "SLAU319; geometry, chip id, loader version and clock family assumed",
     },
 }};
 

@@ -2,79 +2,43 @@
 #include "vboard/chip/Flash.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace vboard {
 namespace {
 
 constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 
-std::size_t SizeOf(AddressRange range) {
-    return std::size_t{range.last} - range.first + 1;
-}
-
-// Segments lie on multiples of their size, as the maker counts them from the top of memory down; a
-// range that begins or ends inside one has a part of it.
-std::size_t SegmentNumber(AddressRange range, std::uint16_t segmentBytes, std::uint16_t address) {
-    return std::size_t{address} / segmentBytes - std::size_t{range.first} / segmentBytes;
-}
-
-std::size_t SegmentCount(AddressRange range, std::uint16_t segmentBytes) {
-    return SegmentNumber(range, segmentBytes, range.last) + 1;
-}
-
-AddressRange SegmentIn(AddressRange range, std::uint16_t segmentBytes, std::uint16_t address) {
-    const std::uint32_t first = address - address % std::uint32_t{segmentBytes};
-    const std::uint32_t last = first + segmentBytes - 1;
-    return {static_cast<std::uint16_t>(std::max<std::uint32_t>(first, range.first)),
-            static_cast<std::uint16_t>(std::min<std::uint32_t>(last, range.last))};
+/// At the speed of memcmp: most cells that are erased again hold nothing.
+bool AllErased(std::span<const std::uint8_t> cells) {
+    return cells.empty() || (cells.front() == kErasedByte &&
+                             std::memcmp(cells.data(), cells.data() + 1, cells.size() - 1) == 0);
 }
 
 }  // namespace
 
-Flash::Flash(const ChipModel& model, const ChipOptions& options, Faults& faults, Memory memory)
-    : m_main(model.mainMemory),
-      m_info(model.infoMemory),
-      m_ram(model.ram),
-      m_mainSegmentBytes(model.mainSegmentBytes),
-      m_infoSegmentBytes(model.infoSegmentBytes),
+Flash::Flash(const ChipModel& model, const ChipOptions& options, Faults& faults, Memory memory,
+             EraseWords eraseWords)
+    : m_layout(model),
       m_massErasePeriods(model.massErasePeriods),
       m_clockHz(std::max<std::uint32_t>(options.flashClockHz, 1)),
-      m_cumulativeErase(options.cumulativeErase),
+      m_cumulativeErase(options.cumulativeErase.value_or(model.cumulativeErase)),
       m_faults(faults),
       m_memory(memory),
-      m_eraseTime(SegmentCount(m_main, m_mainSegmentBytes) +
-                  SegmentCount(m_info, m_infoSegmentBytes)) {}
-
-Region Flash::RegionAt(std::size_t address) const {
-    if (address >= kMemorySizeBytes) {
-        return Region::kNone;
-    }
-    const auto inSpace = static_cast<std::uint16_t>(address);
-    if (m_main.Contains(inSpace)) {
-        return Region::kMain;
-    }
-    if (m_info.Contains(inSpace)) {
-        return Region::kInfo;
-    }
-    return m_ram.Contains(inSpace) ? Region::kRam : Region::kNone;
-}
-
-AddressRange Flash::SegmentOf(std::uint16_t address) const {
-    switch (RegionAt(address)) {
-        case Region::kMain:
-            return SegmentIn(m_main, m_mainSegmentBytes, address);
-        case Region::kInfo:
-            return SegmentIn(m_info, m_infoSegmentBytes, address);
-        case Region::kRam:
-        case Region::kNone:
-            break;
-    }
-    return {address, address};
+      m_margins(m_layout, eraseWords) {
+    const auto rom = m_memory.subspan(kRomFacts.first, kRomFacts.SizeBytes());
+    std::ranges::fill(rom, std::uint8_t{0});
+    const auto put = [&rom](std::size_t at, std::uint16_t word) {
+        rom[at] = static_cast<std::uint8_t>(word >> 8);
+        rom[at + 1] = static_cast<std::uint8_t>(word & 0xFF);
+    };
+    put(kRomChipIdAt, model.chipId);
+    put(kRomLoaderVersionAt, model.loaderVersion);
 }
 
 bool Flash::Holds(std::uint16_t address, std::size_t sizeBytes) const {
     for (std::size_t offset = 0; offset < sizeBytes; ++offset) {
-        if (RegionAt(address + offset) == Region::kNone) {
+        if (m_layout.RegionAt(address + offset) == Region::kNone) {
             return false;
         }
     }
@@ -97,9 +61,12 @@ bool Flash::IsErased(std::uint16_t address, std::size_t sizeBytes) const {
     if (address + sizeBytes > kMemorySizeBytes) {
         return false;
     }
-    const auto cells = Block(address, sizeBytes);
-    return std::all_of(cells.begin(), cells.end(),
-                       [](std::uint8_t cell) { return cell == kErasedByte; });
+    return AllErased(Block(address, sizeBytes));
+}
+
+void Flash::KeepWord(std::uint16_t address, std::uint16_t word) {
+    m_memory[address] = static_cast<std::uint8_t>(word & 0xFF);
+    m_memory[static_cast<std::uint16_t>(address + 1)] = static_cast<std::uint8_t>(word >> 8);
 }
 
 Duration Flash::Periods(std::uint64_t count, std::uint64_t divisor) const {
@@ -119,28 +86,27 @@ Duration Flash::BeginProgramming(std::uint16_t address, std::span<const std::uin
     m_flashBytesDone = 0;
     std::size_t flashBytes = 0;
     for (std::size_t offset = 0; offset < m_dataSize; ++offset) {
-        const Region region = RegionAt(m_address + offset);
-        flashBytes += region == Region::kMain || region == Region::kInfo ? 1 : 0;
+        flashBytes += m_layout.IsFlash(m_address + offset) ? 1 : 0;
     }
     m_workTime = TimeOfBytes(flashBytes);
     return m_workTime;
 }
 
 Duration Flash::BeginSegmentErase(std::uint16_t address) {
-    m_eraseRanges[0] = SegmentOf(address);
+    m_eraseRanges[0] = m_layout.SegmentOf(address);
     m_eraseRangeCount = 1;
     return BeginErase(kSegmentErasePeriods);
 }
 
 Duration Flash::BeginAreaErase(Region area) {
-    m_eraseRanges[0] = area == Region::kInfo ? m_info : m_main;
+    m_eraseRanges[0] = area == Region::kInfo ? m_layout.Info() : m_layout.Main();
     m_eraseRangeCount = 1;
     return BeginErase(m_massErasePeriods);
 }
 
 Duration Flash::BeginMassErase() {
-    m_eraseRanges = {m_info, m_main};
-    if (m_main.first < m_info.first) {
+    m_eraseRanges = {m_layout.Info(), m_layout.Main()};
+    if (m_layout.Main().first < m_layout.Info().first) {
         std::swap(m_eraseRanges[0], m_eraseRanges[1]);
     }
     m_eraseRangeCount = 2;
@@ -159,7 +125,7 @@ void Flash::Progress(Duration elapsed) {
     }
     for (; m_dataDone < m_dataSize; ++m_dataDone) {
         const std::size_t address = m_address + m_dataDone;
-        const Region region = RegionAt(address);
+        const Region region = m_layout.RegionAt(address);
         if (region == Region::kNone) {
             continue;
         }
@@ -178,14 +144,16 @@ void Flash::Progress(Duration elapsed) {
 
 void Flash::ProgramByte(std::uint16_t address, std::uint8_t value) {
     std::uint8_t& cell = m_memory[address];
+    if (m_cumulativeErase && value != kErasedByte) {
+        m_margins.Program(address);
+    }
     cell = m_faults.OnProgram(address, cell, static_cast<std::uint8_t>(cell & value));
 }
 
 void Flash::Finish() {
     Progress(m_workTime);
-    if (m_work == Work::kErase && m_cumulativeErase) {
-        EraseSpending(m_workTime);
-    } else if (m_work == Work::kErase) {
+    if (m_work == Work::kErase) {
+        CountEraseTime(m_workTime);
         EraseFirst(kMemorySizeBytes);
     }
     Drop();
@@ -194,13 +162,12 @@ void Flash::Finish() {
 void Flash::Abort(Duration elapsed) {
     elapsed = std::clamp(elapsed, Duration::zero(), m_workTime);
     Progress(elapsed);
-    if (m_work == Work::kErase && m_cumulativeErase) {
-        EraseSpending(elapsed);
-    } else if (m_work == Work::kErase && m_workTime > Duration::zero()) {
+    if (m_work == Work::kErase && elapsed > Duration::zero()) {
         std::int64_t cellCount = 0;
-        for (std::size_t i = 0; i < m_eraseRangeCount; ++i) {
-            cellCount += static_cast<std::int64_t>(SizeOf(m_eraseRanges[i]));
+        for (const AddressRange& range : ErasedRanges()) {
+            cellCount += static_cast<std::int64_t>(range.SizeBytes());
         }
+        CountEraseTime(elapsed);
         EraseFirst(static_cast<std::size_t>(cellCount * elapsed.count() / m_workTime.count()));
     }
     Drop();
@@ -211,55 +178,44 @@ void Flash::Drop() {
     m_workTime = Duration::zero();
 }
 
+std::span<const AddressRange> Flash::ErasedRanges() const {
+    return std::span(m_eraseRanges).first(m_eraseRangeCount);
+}
+
 void Flash::EraseFirst(std::size_t cellCount) {
-    for (std::size_t i = 0; i < m_eraseRangeCount && cellCount > 0; ++i) {
-        const AddressRange range = m_eraseRanges[i];
-        const std::size_t here = std::min(cellCount, SizeOf(range));
-        EraseCells({range.first, static_cast<std::uint16_t>(range.first + here - 1)});
+    for (const AddressRange& range : ErasedRanges()) {
+        const std::size_t here = std::min(cellCount, range.SizeBytes());
+        if (here > 0) {
+            EraseCells({range.first, static_cast<std::uint16_t>(range.first + here - 1)});
+        }
         cellCount -= here;
     }
 }
 
-// An erased cell has nothing to lose, so the faults are asked about the others only; most cells of
-// a repeated erase are passed over at the speed of a search.
+// An erased cell has nothing to lose, so the faults are asked about the others only.
 void Flash::EraseCells(AddressRange cells) {
-    const auto range = m_memory.subspan(cells.first, SizeOf(cells));
-    const auto programmed = [](std::uint8_t cell) { return cell != kErasedByte; };
-    auto cell = std::find_if(range.begin(), range.end(), programmed);
-    for (; cell != range.end(); cell = std::find_if(cell + 1, range.end(), programmed)) {
-        const auto address = static_cast<std::uint16_t>(cells.first + (cell - range.begin()));
-        *cell = m_faults.OnErase(address, *cell);
-    }
-}
-
-// The model of cumulative erase: each segment sums up the erase time spent on it, and all its cells
-// change at the end of the erase that brings the sum to 200 ms; the sum then starts anew. It is not
-// kept between runs.
-void Flash::EraseSpending(Duration spent) {
-    for (std::size_t i = 0; i < m_eraseRangeCount; ++i) {
-        SpendOn(m_eraseRanges[i], spent);
-    }
-}
-
-void Flash::SpendOn(AddressRange range, Duration spent) {
-    for (std::size_t address = range.first; address <= range.last;) {
-        const AddressRange segment = SegmentOf(static_cast<std::uint16_t>(address));
-        Duration& sum = m_eraseTime[SegmentIndex(segment.first)];
-        sum += spent;
-        if (sum >= kCumulativeEraseTime) {
-            sum = Duration::zero();
-            EraseCells(segment);
+    m_layout.ForEach(cells, [this](AddressRange segment) {
+        if (IsErased(segment.first, segment.SizeBytes())) {
+            return;
         }
-        address = std::size_t{segment.last} + 1;
-    }
+        for (std::size_t address = segment.first; address <= segment.last; ++address) {
+            std::uint8_t& cell = m_memory[address];
+            if (cell != kErasedByte) {
+                cell = m_faults.OnErase(static_cast<std::uint16_t>(address), cell);
+            }
+        }
+    });
 }
 
-std::size_t Flash::SegmentIndex(std::uint16_t address) const {
-    if (RegionAt(address) == Region::kMain) {
-        return SegmentNumber(m_main, m_mainSegmentBytes, address);
+void Flash::CountEraseTime(Duration spent) {
+    if (!m_cumulativeErase) {
+        return;
     }
-    return SegmentCount(m_main, m_mainSegmentBytes) +
-           SegmentNumber(m_info, m_infoSegmentBytes, address);
+    for (const AddressRange& range : ErasedRanges()) {
+        m_layout.ForEach(range, [this, spent](AddressRange segment) {
+            m_margins.Erase(segment.first, spent, IsErased(segment.first, segment.SizeBytes()));
+        });
+    }
 }
 
 }  // namespace vboard

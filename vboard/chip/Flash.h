@@ -7,41 +7,45 @@
 // It keeps no time. A work (programming or an erase) is begun, says how long it takes, and is told
 // how much of that has passed.
 //
-// In the model: programming only clears bits; geometry by range; what an interrupted work leaves
-// behind; cells that fail (Faults). Not in the model: cells read while they are erased, wear, the
-// lock of an information segment, charge that a short programming pulse leaves half way.
+// In the model: programming only clears bits; what an interrupted work leaves behind; erase time
+// that adds up (EraseMargins.h); cells that fail (Faults); the words in the boot ROM that a program
+// may ask for. Not in the model: cells read while they are erased, wear, the lock of an information
+// segment, charge that a short programming pulse leaves half way.
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
-#include "vboard/chip/Chip.h"
 #include "vboard/chip/ChipModel.h"
+#include "vboard/chip/EraseMargins.h"
 #include "vboard/chip/FrameDecoder.h"
+#include "vboard/chip/Memory.h"
+#include "vboard/chip/Segments.h"
 #include "vboard/faults/Faults.h"
 
 namespace vboard {
-
-enum class Region : std::uint8_t { kMain, kInfo, kRam, kNone };
 
 /// Periods of the flash clock for a word: data sheets give 30 (inside a block) to 35 (the first or
 /// a single word). The loaders write single words, so the longer.
 inline constexpr std::uint32_t kWordPeriods = 35;
 inline constexpr std::uint32_t kSegmentErasePeriods = 4819;
 
-/// Cells of parts with cumulative erase need so much erase time in all.
-inline constexpr Duration kCumulativeEraseTime = std::chrono::milliseconds{200};
+/// What the boot ROM tells of the part, from 0x0FF0 to 0x0FFF (SLAU319AF, 2.4.4): the chip id in
+/// the first two bytes, the loader's version from the eleventh on, high byte first. The version
+/// command answers with the same sixteen bytes. The rest is not published and 0 here.
+inline constexpr AddressRange kRomFacts{0x0FF0, 0x0FFF};
+inline constexpr std::size_t kRomChipIdAt = 0;
+inline constexpr std::size_t kRomLoaderVersionAt = 10;
 
 class Flash {
 public:
-    /// All but the options' and the model's values must outlive the flash.
-    Flash(const ChipModel& model, const ChipOptions& options, Faults& faults, Memory memory);
+    /// All but the options' and the model's values must outlive the flash. The facts in the boot
+    /// ROM are put into `memory`.
+    Flash(const ChipModel& model, const ChipOptions& options, Faults& faults, Memory memory,
+          EraseWords eraseWords);
 
-    [[nodiscard]] Region RegionAt(std::size_t address) const;
-    /// The segment that holds a flash address; the address alone for any other.
-    [[nodiscard]] AddressRange SegmentOf(std::uint16_t address) const;
+    [[nodiscard]] const Segments& Layout() const { return m_layout; }
     /// True when every byte is flash or RAM.
     [[nodiscard]] bool Holds(std::uint16_t address, std::size_t sizeBytes) const;
 
@@ -53,6 +57,8 @@ public:
                                                       std::size_t sizeBytes) const;
     /// False as well when the range passes the end of the address space.
     [[nodiscard]] bool IsErased(std::uint16_t address, std::size_t sizeBytes) const;
+    /// A word that the loader keeps for itself, low byte first; nothing else can write there.
+    void KeepWord(std::uint16_t address, std::uint16_t word);
 
     /// Begins to program at most kMaxBlockBytes bytes, copied, one after another. RAM takes no
     /// time, bytes elsewhere are passed over. Returns how long it will take.
@@ -70,7 +76,7 @@ public:
     void Finish();
     /// Power or reset ends the work `elapsed` after its beginning. Bytes already programmed stay;
     /// of an erase, the same share of the cells has changed as of its time has passed, lowest
-    /// address first.
+    /// address first, and the time that has passed counts for all of them.
     void Abort(Duration elapsed);
     /// Forgets the work under way: nothing more of it happens.
     void Drop();
@@ -80,24 +86,20 @@ private:
 
     [[nodiscard]] Duration Periods(std::uint64_t count, std::uint64_t divisor = 1) const;
     [[nodiscard]] Duration TimeOfBytes(std::size_t flashBytes) const;
-    [[nodiscard]] std::size_t SegmentIndex(std::uint16_t address) const;
+    [[nodiscard]] std::span<const AddressRange> ErasedRanges() const;
     Duration BeginErase(std::uint32_t periods);
     void ProgramByte(std::uint16_t address, std::uint8_t value);
     void EraseCells(AddressRange cells);
     void EraseFirst(std::size_t cellCount);
-    void EraseSpending(Duration spent);
-    void SpendOn(AddressRange range, Duration spent);
+    void CountEraseTime(Duration spent);
 
-    AddressRange m_main;
-    AddressRange m_info;
-    AddressRange m_ram;
-    std::uint16_t m_mainSegmentBytes;
-    std::uint16_t m_infoSegmentBytes;
+    Segments m_layout;
     std::uint16_t m_massErasePeriods;
     std::uint32_t m_clockHz;
     bool m_cumulativeErase;
     Faults& m_faults;
     Memory m_memory;
+    EraseMargins m_margins;
 
     Work m_work = Work::kNone;
     Duration m_workTime{0};
@@ -108,7 +110,6 @@ private:
     std::size_t m_address = 0;
     std::array<AddressRange, 2> m_eraseRanges{};
     std::size_t m_eraseRangeCount = 0;
-    std::vector<Duration> m_eraseTime;  ///< Spent on each segment; main segments, then information.
 };
 
 }  // namespace vboard

@@ -46,7 +46,7 @@ FrameDecoder::Status FrameDecoder::Take(const ReceivedCharacter& character) {
 }
 
 FrameDecoder::Status FrameDecoder::Check() {
-    if (m_bytes[0] != kFrameHeader) {
+    if ((m_bytes[0] & kFrameHeaderMask) != kFrameHeader) {
         return Fail(Defect::kHeader);
     }
     if (m_count == kLength2Offset + 1) {

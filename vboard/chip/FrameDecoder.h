@@ -5,7 +5,8 @@
 //
 //     80 CMD L1 L2 AL AH LL LH data… CKL CKH
 //
-// L1 = L2 = the count of bytes after L2 without the checksum (SLAU319). The decoder has no
+// L1 = L2 = the count of bytes after L2 without the checksum (SLAU319). The first byte may be
+// anything from 0x80 to 0x8F (SLAA089D). The decoder has no
 // time-out: a frame that stops in the middle is filled by whatever comes next.
 
 #include <array>
@@ -46,7 +47,7 @@ public:
 
     enum class Defect : std::uint8_t {
         kNone,
-        kHeader,    ///< The first character is not 0x80.
+        kHeader,    ///< The first character is not 0x80 to 0x8F.
         kLengths,   ///< L1 and L2 differ, are odd or below 4; seen at L2.
         kChecksum,  ///< Seen at CKH.
         kParity,    ///< A character with a parity error.

@@ -11,10 +11,10 @@ namespace {
 
 constexpr std::uint16_t kLoaderKeyAddress = 0xFFDE;
 constexpr std::size_t kPasswordBytes = 32;
-constexpr std::array<std::uint32_t, 3> kSpeeds{9600, 19200, 38400};
+/// Where an erase check leaves the first address that is not erased, plus one.
+constexpr std::uint16_t kEraseCheckResultAddress = 0x0200;
 
-constexpr std::size_t kVersionIdAt = 0;       // D1, D2
-constexpr std::size_t kVersionLoaderAt = 10;  // D11, D12
+constexpr std::string_view kNoSuchCommand = "not a command of this loader";
 
 LoaderCommands::Result Refused(std::string_view why) {
     LoaderCommands::Result result;
@@ -36,33 +36,30 @@ LoaderCommands::Result Answering(std::span<const std::uint8_t> data) {
     return result;
 }
 
-void PutWord(std::span<std::uint8_t> bytes, std::size_t at, std::uint16_t word) {
-    bytes[at] = static_cast<std::uint8_t>(word >> 8);
-    bytes[at + 1] = static_cast<std::uint8_t>(word & 0xFF);
-}
-
 }  // namespace
 
 struct LoaderCommands::Row {
     std::uint8_t command;
     bool needsPassword;
-    bool touchesMemory;  // At the frame's address, which the memory offset may move away.
-    int dataBytes;       // -1: as many as the length field says.
+    bool touchesMemory;        // At the frame's address, which the memory offset may move away.
+    int dataBytes;             // -1: as many as the length field says.
+    bool ChipModel::*isThere;  // nullptr: in every loader.
     Result (LoaderCommands::*carryOut)();
 };
 
 std::span<const LoaderCommands::Row> LoaderCommands::Rows() {
     static constexpr std::array<Row, 10> kRows{{
-        {kReceivePassword, false, false, kPasswordBytes, &LoaderCommands::ReceivePassword},
-        {kReceiveBlock, true, true, -1, &LoaderCommands::ReceiveBlock},
-        {kTransmitBlock, true, true, 0, &LoaderCommands::TransmitBlock},
-        {kErase, true, true, 0, &LoaderCommands::EraseArea},
-        {kMassErase, false, false, 0, &LoaderCommands::MassErase},
-        {kLoadProgramCounter, true, false, 0, &LoaderCommands::LoadProgramCounter},
-        {kEraseCheck, true, true, 0, &LoaderCommands::EraseCheck},
-        {kTransmitVersion, false, false, 0, &LoaderCommands::TransmitVersion},
-        {kChangeSpeed, false, false, 0, &LoaderCommands::ChangeSpeed},
-        {kSetMemoryOffset, true, false, 0, &LoaderCommands::SetMemoryOffset},
+        {kReceivePassword, false, false, kPasswordBytes, nullptr, &LoaderCommands::ReceivePassword},
+        {kReceiveBlock, true, true, -1, nullptr, &LoaderCommands::ReceiveBlock},
+        {kTransmitBlock, true, true, 0, nullptr, &LoaderCommands::TransmitBlock},
+        {kErase, true, true, 0, nullptr, &LoaderCommands::EraseArea},
+        {kMassErase, false, false, 0, nullptr, &LoaderCommands::MassErase},
+        {kLoadProgramCounter, true, false, 0, nullptr, &LoaderCommands::LoadProgramCounter},
+        {kEraseCheck, true, true, 0, &ChipModel::hasEraseCheck, &LoaderCommands::EraseCheck},
+        {kTransmitVersion, false, false, 0, &ChipModel::hasVersionCommand,
+         &LoaderCommands::TransmitVersion},
+        {kChangeSpeed, false, false, 0, nullptr, &LoaderCommands::ChangeSpeed},
+        {kSetMemoryOffset, true, false, 0, nullptr, &LoaderCommands::SetMemoryOffset},
     }};
     return kRows;
 }
@@ -77,11 +74,8 @@ const LoaderCommands::Row* LoaderCommands::Find(std::uint8_t command) {
 
 LoaderCommands::LoaderCommands(const ChipModel& model, const ChipOptions& options, Flash& flash)
     : m_model(model),
-      m_wrongPassword(options.wrongPasswordSet ? options.wrongPassword : model.wrongPassword),
-      m_flash(flash) {
-    PutWord(m_version, kVersionIdAt, model.chipId);
-    PutWord(m_version, kVersionLoaderAt, model.loaderVersion);
-}
+      m_wrongPassword(options.wrongPassword.value_or(model.wrongPassword)),
+      m_flash(flash) {}
 
 void LoaderCommands::Enter(bool unlocked) {
     m_unlocked = unlocked;
@@ -92,8 +86,8 @@ void LoaderCommands::Enter(bool unlocked) {
 LoaderCommands::Result LoaderCommands::Execute(const Frame& frame) {
     m_frame = frame;
     const Row* const row = Find(frame.command);
-    if (row == nullptr) {
-        return Refused("not a command of this loader");
+    if (row == nullptr || (row->isThere != nullptr && !(m_model.*row->isThere))) {
+        return Refused(kNoSuchCommand);
     }
     if (row->needsPassword && !m_unlocked) {
         return Refused("locked");
@@ -116,9 +110,9 @@ LoaderCommands::Result LoaderCommands::Finish(Result result) {
     }
     if (m_frame.command == kErase && m_frame.lengthField == kEraseSegmentWord &&
         m_model.checksAfterSegmentErase) {
-        const AddressRange segment = m_flash.SegmentOf(m_frame.address);
-        const std::size_t sizeBytes = std::size_t{segment.last} - segment.first + 1;
-        return m_flash.IsErased(segment.first, sizeBytes) ? result : Refused("not erased");
+        const AddressRange segment = m_flash.Layout().SegmentOf(m_frame.address);
+        return m_flash.IsErased(segment.first, segment.SizeBytes()) ? result
+                                                                    : Refused("not erased");
     }
     return result;
 }
@@ -137,13 +131,11 @@ LoaderCommands::Result LoaderCommands::ReceivePassword() {
 }
 
 LoaderCommands::Result LoaderCommands::WrongPasswordSent() {
-    constexpr std::string_view kWrong = "wrong";
-    if (m_wrongPassword == WrongPassword::kAckLocked) {
-        Result result;
-        result.refusal = kWrong;
-        return result;
+    Result result;
+    result.refusal = "wrong";
+    if (m_wrongPassword == WrongPassword::kNak) {
+        result.answer = kNakByte;
     }
-    Result result = Refused(kWrong);
     if (m_wrongPassword == WrongPassword::kErase && m_flash.WordAt(kLoaderKeyAddress) != 0) {
         result.works = true;
         result.workTime = m_flash.BeginMassErase();
@@ -180,7 +172,7 @@ LoaderCommands::Result LoaderCommands::TransmitBlock() {
 }
 
 LoaderCommands::Result LoaderCommands::EraseArea() {
-    const Region region = m_flash.RegionAt(m_frame.address);
+    const Region region = m_flash.Layout().RegionAt(m_frame.address);
     if (m_frame.address % 2 != 0) {
         return Refused("odd address");
     }
@@ -210,30 +202,44 @@ LoaderCommands::Result LoaderCommands::LoadProgramCounter() {
 }
 
 bool LoaderCommands::JumpsToFirmware() const {
-    return m_memoryOffset == 0 && m_flash.RegionAt(m_frame.address) == Region::kMain &&
+    return m_memoryOffset == 0 && m_flash.Layout().RegionAt(m_frame.address) == Region::kMain &&
            m_flash.WordAt(m_frame.address) != 0xFFFF;
 }
 
 LoaderCommands::Result LoaderCommands::EraseCheck() {
-    return m_flash.IsErased(m_frame.address, m_frame.lengthField) ? Result{}
-                                                                  : Refused("not erased");
+    if (m_flash.IsErased(m_frame.address, m_frame.lengthField)) {
+        return {};
+    }
+    const auto cells = m_flash.Block(m_frame.address, m_frame.lengthField);
+    if (cells.empty()) {
+        return Refused("beyond the end of memory");
+    }
+    const auto found =
+        std::ranges::find_if(cells, [](std::uint8_t cell) { return cell != kErasedByte; });
+    m_flash.KeepWord(kEraseCheckResultAddress,
+                     static_cast<std::uint16_t>(m_frame.address + (found - cells.begin()) + 1));
+    return Refused("not erased");
 }
 
 LoaderCommands::Result LoaderCommands::TransmitVersion() {
-    if (!m_model.hasVersionCommand) {
-        return Refused("not a command of this loader");
-    }
-    return Answering(m_version);
+    return Answering(m_flash.Block(kRomFacts.first, kRomFacts.SizeBytes()));
 }
 
 LoaderCommands::Result LoaderCommands::ChangeSpeed() {
     const std::size_t index = m_frame.lengthField & 0xFF;
-    if (index >= kSpeeds.size()) {
+    if (index >= kLoaderSpeeds.size()) {
         return Refused("no such speed");
     }
-    m_bitsPerSecond = kSpeeds[index];
+    const ClockBytes asked{static_cast<std::uint8_t>(m_frame.address & 0xFF),
+                           static_cast<std::uint8_t>(m_frame.address >> 8)};
     Result result;
     result.after = After::kNewSpeed;
+    if (asked == m_model.clockBytes[index]) {
+        m_bitsPerSecond = kLoaderSpeeds[index];
+    } else {
+        m_bitsPerSecond.reset();
+        result.refusal = "with a clock that does not fit, deaf from now on";
+    }
     return result;
 }
 

@@ -7,7 +7,9 @@ target_sources(vboard_rooms PRIVATE
   chip/ChipTable.cpp
   chip/CommandWords.cpp
   chip/EntryDetector.cpp
+  chip/EraseMargins.cpp
   chip/Flash.cpp
   chip/FrameDecoder.cpp
   chip/LoaderCommands.cpp
-  chip/PulseFilter.cpp)
+  chip/PulseFilter.cpp
+  chip/Segments.cpp)

@@ -67,7 +67,8 @@ void World::Make() {
     m_report->owner = m_process;
     const Instant start{Duration{m_report->boardTimeNs}};
     OrderFaults(session);
-    m_board = std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), *m_faults, *this, start);
+    m_board = std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), m_file.ChipEraseWords(),
+                                      *m_faults, *this, start);
     m_recordings = std::make_unique<Recordings>(m_link, *m_board, m_report->worlds == 1);
     m_board->Restore(m_file.State());
     m_recordings->Begin();

@@ -10,8 +10,9 @@ namespace vboard {
 
 /// Not a frame: the character that goes before each of them.
 inline constexpr std::uint8_t kSyncByte = 0x80;
-/// The first byte of a frame, in either direction.
+/// The first byte of a frame, in either direction; the loader takes any low half (SLAA089D).
 inline constexpr std::uint8_t kFrameHeader = 0x80;
+inline constexpr std::uint8_t kFrameHeaderMask = 0xF0;
 /// An answer of one byte.
 inline constexpr std::uint8_t kAckByte = 0x90;
 inline constexpr std::uint8_t kNakByte = 0xA0;

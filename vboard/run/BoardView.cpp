@@ -61,7 +61,7 @@ LineView LookAtLine(const BoardFile& file, std::size_t line) {
 }  // namespace
 
 BoardView LookAt(const BoardFile& file) {
-    BoardView view{file, {}, {}, {}};
+    BoardView view{file, {}, {}, {}, WeakBytesOf(file)};
     for (std::size_t line = 0; line < kHostLineCount; ++line) {
         view.lines.push_back(LookAtLine(file, line));
     }

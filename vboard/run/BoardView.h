@@ -41,6 +41,7 @@ struct BoardView {
     std::vector<LineView> lines;
     std::vector<MemoryArea> areas;
     std::optional<std::uint16_t> runningVersion;  ///< None: no application runs.
+    WeakBytes weak;  ///< Bytes of the flash that were erased for too short a time.
 };
 
 /// `file` must outlive the view.

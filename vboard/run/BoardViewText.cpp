@@ -30,10 +30,6 @@ std::string LoaderStateText(const BoardFile& file) {
     return file.State().chip.loaderUnlocked ? "entered, unlocked" : "entered, locked";
 }
 
-std::size_t SizeOf(const AddressRange& range) {
-    return static_cast<std::size_t>(range.last) - range.first + 1;
-}
-
 void AppendLines(std::string& text, const BoardView& view) {
     text += "lines\n";
     for (const LineView& line : view.lines) {
@@ -56,7 +52,7 @@ void AppendMemory(std::string& text, const BoardView& view) {
             text += stretch.programmedBytes == 0
                         ? "erased\n"
                         : Formatted("programmed, {} of {} bytes\n", stretch.programmedBytes,
-                                    SizeOf(stretch.range));
+                                    stretch.range.SizeBytes());
         }
     }
 }
@@ -115,6 +111,10 @@ std::string TextOf(const BoardView& view) {
     }
     AppendLines(text, view);
     AppendMemory(text, view);
+    if (view.weak != WeakBytes{}) {
+        AppendFormatted(text, "  erased for too short a time: {} erased bytes, {} programmed\n",
+                        view.weak.erased, view.weak.programmed);
+    }
     return text;
 }
 
@@ -142,6 +142,7 @@ std::string JsonOf(const BoardView& view) {
         {"lines", LinesJson(view)},
         {"tristate", view.file.State().tristate},
         {"memory", MemoryJson(view)},
+        {"weak_bytes", {{"erased", view.weak.erased}, {"programmed", view.weak.programmed}}},
     };
     return object.dump(2) + "\n";
 }

@@ -20,9 +20,20 @@ const char* WrongPasswordText(WrongPassword behaviour) {
         case WrongPassword::kNak:
             return "answered A0";
         case WrongPassword::kErase:
-            return "erases the flash";
+            return "erases the flash, answered 90";
     }
     return "";
+}
+
+/// "9600 80 85, 19200 00 8B, 38400 80 8C"
+std::string ClockBytesText(const ChipModel& chip) {
+    std::string text;
+    for (std::size_t speed = 0; speed < kLoaderSpeeds.size(); ++speed) {
+        const ClockBytes& clock = chip.clockBytes.at(speed);
+        AppendFormatted(text, "{}{} {:02X} {:02X}", text.empty() ? "" : ", ",
+                        kLoaderSpeeds.at(speed), clock.d1, clock.d2);
+    }
+    return text;
 }
 
 void ListChips() {
@@ -35,15 +46,19 @@ void ListChips() {
             chip.mainMemory.first, chip.mainMemory.last, chip.mainSegmentBytes,
             chip.infoMemory.first, chip.infoMemory.last, chip.infoSegmentBytes, chip.ram.first,
             chip.ram.last);
-        PrintFormatted(stdout, "    chip id {:04X}, loader {:x}.{:02x}, version command: {}\n",
-                       chip.chipId, chip.loaderVersion >> 8U, chip.loaderVersion & 0xFFU,
-                       chip.hasVersionCommand ? "yes" : "no");
+        PrintFormatted(
+            stdout,
+            "    chip id {:04X}, loader {:x}.{:02x}, version command: {}, erase check: {}\n",
+            chip.chipId, chip.loaderVersion >> 8U, chip.loaderVersion & 0xFFU,
+            chip.hasVersionCommand ? "yes" : "no", chip.hasEraseCheck ? "yes" : "no");
         PrintFormatted(
             stdout,
             "    compares while writing: {}, checks after segment erase: {}, mass erase: {} "
-            "periods\n",
+            "periods{}\n",
             chip.comparesWhileWriting ? "yes" : "no", chip.checksAfterSegmentErase ? "yes" : "no",
-            chip.massErasePeriods);
+            chip.massErasePeriods, chip.cumulativeErase ? ", cumulative: 200 ms in all" : ", once");
+        PrintFormatted(stdout, "    clock bytes D1 D2 of a change of baud rate: {}\n",
+                       ClockBytesText(chip));
         PrintFormatted(stdout, "    wrong password: {}\n    source: {}\n",
                        WrongPasswordText(chip.wrongPassword), chip.source);
     }

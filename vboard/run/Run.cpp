@@ -222,6 +222,13 @@ bool Summarize(const RunOptions& options, const RunFiles& files, int status) {
     Say(Formatted("{} bytes of flash programmed in {} blocks; {}; {:.6f} s of virtual time",
                   report.bytesProgrammed, report.blocksProgrammed, ApplicationText(now),
                   static_cast<double>(report.virtualTimeNs) / 1e9));
+    const WeakBytes weak = WeakBytesOf(now);
+    if (weak != WeakBytes{}) {
+        Say(
+            Formatted("{} bytes of flash are weakly erased and {} weakly programmed: they were "
+                      "under erase for less than 200 ms in all",
+                      weak.erased, weak.programmed));
+    }
     return reported;
 }
 

@@ -74,6 +74,9 @@ Json ChipOf(const BoardFile& board) {
     const bool runs =
         RunningVersion(board.State(), board.ChipMemory(), board.Setup().Options(), version);
     chip["version"] = runs ? Json(version) : Json(nullptr);
+    const WeakBytes weak = WeakBytesOf(board);
+    chip["weakly_erased_bytes"] = weak.erased;
+    chip["weakly_programmed_bytes"] = weak.programmed;
     return chip;
 }
 

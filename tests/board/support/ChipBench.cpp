@@ -150,9 +150,19 @@ ChipSetup& ChipSetup::Holding(std::uint16_t address, const Bytes& bytes) {
     return *this;
 }
 
+namespace {
+
+vboard::Memory Filled(vboard::Memory memory, const Bytes& bytes) {
+    std::ranges::copy(bytes, memory.begin());
+    return memory;
+}
+
+}  // namespace
+
 ChipBench::ChipBench(const ChipSetup& setup)
-    : chip(clock, probe, faults, setup.m_model, setup.m_options, memory) {
-    std::ranges::copy(setup.m_memory, memory.begin());
+    : chip(clock, probe, faults, setup.m_model, setup.m_options, Filled(memory, setup.m_memory),
+           eraseWords),
+      m_model(setup.m_model) {
     chip.ConnectSerial(this);
     chip.ConnectMessages(this);
     chip.Restore({});
@@ -214,6 +224,11 @@ std::string ChipBench::Ask(const Bytes& frame) {
 
 std::string ChipBench::Said() {
     return std::exchange(m_said, {});
+}
+
+std::string ChipBench::Weak() {
+    const auto weak = vboard::EraseMargins(vboard::Segments(m_model), eraseWords).Count(memory);
+    return vboard::Formatted("{} erased, {} programmed", weak.erased, weak.programmed);
 }
 
 std::string ChipBench::At(std::uint16_t address, std::size_t count) const {

@@ -113,6 +113,7 @@ public:
     std::array<std::uint8_t, vboard::kMemorySizeBytes> memory{};
     RecordingProbe probe{clock};
     BenchFaults faults;
+    std::array<std::uint32_t, vboard::kMostSegments> eraseWords{};
     vboard::Chip chip;
 
     /// The pins, a millisecond after each other: hold/free, rst 0/1, tck 0/1, as in
@@ -137,6 +138,8 @@ public:
     /// When its last character or message began.
     [[nodiscard]] vboard::Instant SaidAt() const { return m_saidAt; }
 
+    /// "3 erased, 2 programmed": the bytes that lack margin.
+    [[nodiscard]] std::string Weak();
     [[nodiscard]] std::string At(std::uint16_t address, std::size_t count) const;
     [[nodiscard]] vboard::ChipMode Mode() const { return chip.State().mode; }
     [[nodiscard]] std::int64_t NowUs() const;
@@ -145,6 +148,7 @@ private:
     void Send(std::uint8_t value, const vboard::SerialFormat& format) override;
     void SendMessage(std::span<const std::uint8_t> message) override;
 
+    vboard::ChipModel m_model;
     std::string m_said;
     vboard::Instant m_saidAt;
 };
