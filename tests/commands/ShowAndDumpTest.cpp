@@ -146,6 +146,7 @@ TEST(List, HasEveryRowOfItsTable) {
         EXPECT_TRUE(Has(chips, std::string(chip.name) + "\n")) << chip.name;
         EXPECT_TRUE(Has(chips, chip.source.data())) << chip.name;
     }
+    EXPECT_TRUE(Has(chips, "baud rate: 9600 80 85, 19200 E0 86, 38400 E0 87\n"));
     const std::string models = folder.Does("list models");
     for (const vboard::BoardModel& model : vboard::AllBoardModels()) {
         EXPECT_TRUE(Has(models, std::string(model.name) + " ")) << model.name;
