@@ -14,7 +14,16 @@ inline constexpr const char* kLogWarn = "warn";
 inline constexpr const char* kLogInfo = "info";
 inline constexpr const char* kLogVerbose = "verbose";
 
+// Where the lines go instead, in a program that keeps standard output for words of its own. The
+// tool sets none.
+using LogSink = void (*)(const char* path, int line, const char* level, const std::string& message);
+inline LogSink logSink = nullptr;
+
 inline void LogLine(const char* path, int line, const char* level, const std::string& message) {
+    if (logSink != nullptr) {
+        logSink(path, line, level, message);
+        return;
+    }
     // Oddity (zero-byte-ends-message): a zero byte inside a message (a raw byte, a file name) ends
     // the printed text there.
     (void)std::printf("%s:%d %s %s\n", path, line, level, message.c_str());

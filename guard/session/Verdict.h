@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "guard/loader/LoaderIdentity.h"
 #include "guard/session/Phase.h"
 
 namespace guard {
@@ -58,13 +59,6 @@ enum class Outcome : std::uint8_t {
 [[nodiscard]] std::string_view NameOf(ChipState state);  ///< "image-proved", for programs.
 [[nodiscard]] std::string_view NameOf(Outcome outcome);  ///< "installed"
 [[nodiscard]] std::string_view NameOf(Status status);    ///< "device-missing"
-
-/// What the loader says of itself and the chip: by its version command, or by the words at 0x0FF0
-/// and 0x0FFA once it is unlocked (SLAU319).
-struct LoaderIdentity {
-    std::uint16_t chipId = 0;         ///< 0xF249
-    std::uint16_t loaderVersion = 0;  ///< In binary-coded decimals: 0x0161 is 1.61.
-};
 
 struct Verdict {
     std::string command;  ///< "install"

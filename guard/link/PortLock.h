@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// One run at a time for each port: an advisory lock on a file that is named after the port, so that
+// no device has to be opened to find out. The file stays; the lock goes with the process.
+
+#include <cstdint>
+#include <string>
+
+#include "guard/link/Clock.h"
+
+namespace guard {
+
+class PortLock {
+public:
+    enum class Answer : std::uint8_t { kHeld, kBusy, kNoFile };
+
+    /// The lock for `port` lies in `folder`: "/run/lock/flashguard-dev-ttyS1.lock".
+    PortLock(const std::string& folder, const std::string& port);
+    ~PortLock();
+    PortLock(const PortLock&) = delete;
+    PortLock& operator=(const PortLock&) = delete;
+
+    /// Takes the lock; tries for `wait`, once where that is zero. kNoFile when the file can neither
+    /// be opened nor made.
+    [[nodiscard]] Answer Take(Duration wait);
+    [[nodiscard]] const std::string& Path() const { return m_path; }
+
+private:
+    std::string m_path;
+    int m_file = -1;
+};
+
+}  // namespace guard

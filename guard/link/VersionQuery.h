@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// One question to the firmware that runs on the chip, over the communication device, that always
+// ends: its version.
+//
+//     request  02 B4 00            any message  L, then L bytes        reply  L B5 high low ...
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "guard/link/Clock.h"
+
+namespace guard {
+
+/// How one waits for an answer: the firmware is asked once and listened to for a quarter of a
+/// second, again and again until `limit` has passed, at least once.
+class VersionQuery {
+public:
+    explicit VersionQuery(std::string device) : m_device(std::move(device)) {}
+
+    /// The version; nothing when no answer came.
+    [[nodiscard]] std::optional<std::uint16_t> Ask(Duration limit);
+    /// The device could be opened at the last Ask.
+    [[nodiscard]] bool Reached() const { return m_reached; }
+
+private:
+    std::string m_device;
+    bool m_reached = false;
+};
+
+}  // namespace guard
