@@ -3,6 +3,8 @@
 
 #include <cstring>
 #include <optional>
+#include <streambuf>
+#include <string_view>
 
 #include "flashmcu/Log.h"
 
@@ -35,6 +37,18 @@ int DigitValue(char digit) {
 std::string Raw(unsigned char byte) {
     return std::string(1, static_cast<char>(byte));
 }
+
+// What a stream has read ahead, which its buffer shows to its descendants alone.
+class ReadAhead : public std::streambuf {
+public:
+    static std::string_view Of(const std::streambuf& buffer) {
+        const char* begin = (buffer.*&ReadAhead::gptr)();
+        return {begin, static_cast<std::size_t>((buffer.*&ReadAhead::egptr)() - begin)};
+    }
+    static void Drop(std::streambuf& buffer, std::size_t count) {
+        (buffer.*&ReadAhead::gbump)(static_cast<int>(count));
+    }
+};
 
 // Where the byte of `address` lies in a record of `length` bytes from `start` on; nothing if it is
 // not part of it.
@@ -104,6 +118,7 @@ bool CIntelHexWrapper::ReadLineToBuffer() {
             return false;
         }
         m_lineBuffer[m_lineLength++] = static_cast<char>(next);
+        TakeReadAhead();
     }
 
     // Oddity (lone-mark): a ':' at the very end of the file is a record of its own, after this
@@ -113,6 +128,23 @@ bool CIntelHexWrapper::ReadLineToBuffer() {
                 "CIntelHexWrapper::ReadLineToBuffer() Error reading char from file.");
     }
     return m_lineLength > 0;
+}
+
+// Takes the characters of the record that the stream has read ahead, all at once: one by one with
+// get() they are most of what reading costs. What comes behind them (the mark, the end, one
+// character too many) is left to get(), so that the stream is in the state in which get() leaves
+// it.
+void CIntelHexWrapper::TakeReadAhead() {
+    std::streambuf& buffer = *static_cast<std::ios&>(m_file).rdbuf();
+    std::string_view text = ReadAhead::Of(buffer);
+    text = text.substr(0, static_cast<std::size_t>(kLineBufferBytes - 1 - m_lineLength));
+    text = text.substr(0, text.find(':'));
+    if (!text.empty()) {
+        std::memcpy(m_lineBuffer + m_lineLength, text.data(), text.size());
+        m_lineLength += static_cast<int>(text.size());
+        m_lastChar = static_cast<unsigned char>(text.back());
+        ReadAhead::Drop(buffer, text.size());
+    }
 }
 
 bool CIntelHexWrapper::GetNextData(unsigned char* data, int buffLen, unsigned short& address,
@@ -192,9 +224,12 @@ void CIntelHexWrapper::TakeSegment(int byLen) {
 
 bool CIntelHexWrapper::TakeData(unsigned char* data, int buffLen, int byLen, int& length) {
     const bool fits = byLen <= buffLen && (data != nullptr || byLen == 0);
+    // The sum is taken along with the data: decoding is what most of a download's work is.
+    unsigned char calculated = Checksum(fits ? kHeaderBytes : byLen + kHeaderBytes);
     if (fits) {
         for (int index = 0; index < byLen; ++index) {
             data[index] = ByteAt(kDataPosition + 2 * index);
+            calculated = static_cast<unsigned char>(calculated - data[index]);
         }
         length = byLen;
     } else {
@@ -207,7 +242,6 @@ bool CIntelHexWrapper::TakeData(unsigned char* data, int buffLen, int byLen, int
     // Oddity (overlong-record-checksum): for a record that does not fit, the checksum is taken from
     // where its data begins, so a checksum message usually follows.
     const unsigned char expected = ByteAt(fits ? kDataPosition + 2 * byLen : kDataPosition);
-    const unsigned char calculated = Checksum(byLen + kHeaderBytes);
     if (expected != calculated) {
         // Oddity (wrong-checksum-accepted): the record is used all the same; only this line tells.
         LogLine(kLogPath, __LINE__, kLogInfo,

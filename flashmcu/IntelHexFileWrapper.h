@@ -64,6 +64,7 @@ public:
     unsigned int m_recordNumber;  // GetNextData calls since Open; the "frame" of the messages
 
 private:
+    void TakeReadAhead();
     [[nodiscard]] unsigned char ByteAt(int position) const;
     [[nodiscard]] unsigned char Checksum(int byteCount) const;
     void TakeSegment(int byLen);

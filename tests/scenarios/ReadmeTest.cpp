@@ -137,13 +137,14 @@ struct ShownCommand {
     const char* there;
 };
 
-constexpr std::array<ShownCommand, 8> kShownCommands{{
+constexpr std::array<ShownCommand, 9> kShownCommands{{
     {"./demo", "README.md", "$ ./demo"},
     {"./test", ".ci/run", "./test"},
     {"scripts/install-packages test", "test", "scripts/install-packages test"},
     {"cmake --preset default", "test", "cmake --preset \"$1\""},
     {"cmake --build --preset default", "test", "cmake --build --preset \"$1\""},
     {"ctest --preset default", "test", "ctest --preset \"$1\""},
+    {"ctest --preset quick", "test", "run_tests quick"},
     {"ctest --preset default -R FrameDecoder", "test", "ctest --preset \"$1\""},
     {"cmake --preset release && cmake --build --preset release", "tests/packages/release",
      "cmake --preset \"$preset\""},
