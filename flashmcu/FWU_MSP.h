@@ -100,9 +100,12 @@ public:
     // erase is not acknowledged; a failed sync costs only its round.
     [[nodiscard]] bool EraseMainFlashSegment();
 
-    // A session of its own, from lines to version reply. On success both values are written and the
-    // port stays open; both pointers must be valid. After a failure the port is closed and the
-    // lines are released.
+    // A session of its own, from lines to version reply. On success both values are written, the
+    // port stays open and the lines as they are; both pointers must be valid. After a failure the
+    // port is as before the call, and of the lines:
+    //   no programming port given        nothing was touched
+    //   a direction cannot be set        BSL lines inputs; RESET_GPIO high and the tristate on
+    //   anything later                   released; RESET_GPIO low and the tristate off
     [[nodiscard]] bool GetBSLVersion(unsigned short* deviceFamily, unsigned short* bslVersion,
                                      const unsigned char* password);
 

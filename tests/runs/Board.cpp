@@ -76,6 +76,16 @@ Board& Board::WithFile(const std::string& name, const std::string& content) {
 }
 
 Outcome Board::Runs(const std::vector<std::string>& arguments) {
+    std::vector<std::string> program{"flashmcu"};
+    program.insert(program.end(), arguments.begin(), arguments.end());
+    return RunsProgram(program);
+}
+
+Outcome Board::RunsScript(const std::string& script) {
+    return RunsProgram({"bash", "-c", script});
+}
+
+Outcome Board::RunsProgram(const std::vector<std::string>& program) {
     std::vector<std::string> words{"vboard",
                                    "run",
                                    "--quiet",
@@ -88,8 +98,8 @@ Outcome Board::Runs(const std::vector<std::string>& arguments) {
         m_made = true;
     }
     words.insert(words.end(), m_options.begin(), m_options.end());
-    words.insert(words.end(), {"--", "flashmcu"});
-    words.insert(words.end(), arguments.begin(), arguments.end());
+    words.emplace_back("--");
+    words.insert(words.end(), program.begin(), program.end());
 
     const Ended ended = RunProcess(words, m_folder.PathOf("."));
     Outcome outcome;

@@ -43,6 +43,8 @@ public:
     Board& WithFile(const std::string& name, const std::string& content);
 
     Outcome Runs(const std::vector<std::string>& arguments);
+    /// Words of bash that start the program.
+    Outcome RunsScript(const std::string& script);
 
     /// The chip's memory, all 64 KiB, as the last run left it.
     [[nodiscard]] std::vector<std::uint8_t> Memory() const;
@@ -53,6 +55,8 @@ public:
     [[nodiscard]] std::string PathOf(const std::string& name) const;
 
 private:
+    Outcome RunsProgram(const std::vector<std::string>& program);
+
     TempFolder m_folder;
     std::vector<std::string> m_setup;  ///< For the first run, which makes the board.
     std::vector<std::string> m_options;
