@@ -96,7 +96,11 @@ TEST(DamagedBoard, WithOneTornCopyOfItsStateGoesOnWithTheOther) {
         BoardFolder folder;
         MakeUsedBoard(folder);
         folder.Flip("a.board", slot + 100);
-        EXPECT_TRUE(Has(folder.Does("show a.board"), "\nversion     256 (0x0100)\n"));
+        const runs::Ended shown = folder.Vboard("show a.board");
+        EXPECT_TRUE(Has(shown.output, "\nversion     256 (0x0100)\n"));
+        EXPECT_EQ(shown.error,
+                  "vboard: board file 'a.board': one of the two copies of its state is damaged; "
+                  "the other one, which may be older, is taken\n");
         EXPECT_EQ(folder.Vboard("run --quiet --board a.board -- flashmcu -r -v").status, 0);
     }
 }
@@ -123,6 +127,12 @@ TEST(ForeignFile, AFolderIsRefused) {
     EXPECT_TRUE(Has(folder.Refuses("show a.board"), "'a.board' is not a board file"));
     EXPECT_EQ(folder.Refuses("run --board a.board -- true"),
               "vboard: board file 'a.board' can't be opened: Is a directory\n");
+}
+
+TEST(ForeignFile, APipeIsRefusedAndNotWaitedFor) {
+    BoardFolder folder;
+    ASSERT_EQ(mkfifo(folder.PathOf("a.board").c_str(), 0600), 0);
+    EXPECT_TRUE(Has(RefusedBoard(folder), "'a.board' is not a board file"));
 }
 
 TEST(ForeignFile, OneThatMayNotBeReadIsRefused) {

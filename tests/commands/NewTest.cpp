@@ -139,5 +139,29 @@ TEST(Version, IsTheProjects) {
     EXPECT_EQ(BoardFolder().Does("--version"), "vboard " FLASHMCU_VERSION "\n");
 }
 
+TEST(ImageOutsideTheFlash, IsRefusedByRunsAsByNewBoards) {
+    const BoardFolder folder;
+    // 16 bytes at 0x1100, where the chip has RAM.
+    const std::string image = ":10110000000102030405060708090A0B0C0D0E0F67\n:00000001FF\n";
+    folder.Overwrite("ram.hex", {image.begin(), image.end()});
+    const std::string line = folder.Refuses("new a.board --image ram.hex");
+    EXPECT_TRUE(Has(line, "'ram.hex' holds a byte for 0x1100, where chip")) << line;
+    EXPECT_EQ(folder.Refuses("run --board b.board --image ram.hex --summary-file s -- true"), line);
+    EXPECT_NE(access(folder.PathOf("b.board").c_str(), F_OK), 0);
+    EXPECT_NE(access(folder.PathOf("s").c_str(), F_OK), 0);
+}
+
+TEST(NameThatIsNoText, IsReplacedInObjectsForPrograms) {
+    const BoardFolder folder;
+    const runs::Ended ended =
+        runs::RunProcess({"bash", "-c",
+                          "cp " + BoardFolder::Blinky() +
+                              " $'\\xff.hex' && vboard run --summary json --image "
+                              "$'\\xff.hex' -- true"},
+                         folder.PathOf("."));
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_TRUE(Has(ended.error, "\"image\": \"\uFFFD.hex\"")) << ended.error;
+}
+
 }  // namespace
 }  // namespace commands

@@ -53,16 +53,60 @@ TEST(WrongWords, OfAProgramWithoutTheDashesAreToldWhereItStands) {
 TEST(WrongWords, InPlaceOfANumberAreToldWhichNumbersAreTaken) {
     ExpectRefused({
         {"run --pace 0 -- flashmcu -v",
-         "--pace: '0' is not a number above 0 (see vboard run --help)"},
+         "--pace: '0' is not a number from 0.000001 to 1000000 (see vboard run --help)"},
         {"run --pace inf -- flashmcu -v",
-         "--pace: 'inf' is not a number above 0 (see vboard run --help)"},
+         "--pace: 'inf' is not a number from 0.000001 to 1000000 (see vboard run --help)"},
+        {"run --pace 1e-300 -- flashmcu -v",
+         "--pace: '1e-300' is not a number from 0.000001 to 1000000 (see vboard run --help)"},
         {"run --time-limit 3s -- flashmcu -v",
-         "--time-limit: '3s' is not a number above 0 (see vboard run --help)"},
+         "--time-limit: '3s' is not a number of seconds from 0.000000001 to 7000000000 (see vboard "
+         "run --help)"},
+        {"run --time-limit 1e10 -- flashmcu -v",
+         "--time-limit: '1e10' is not a number of seconds from 0.000000001 to 7000000000 (see "
+         "vboard run --help)"},
+        {"run --time-limit 1e-12 -- flashmcu -v",
+         "--time-limit: '1e-12' is not a number of seconds from 0.000000001 to 7000000000 (see "
+         "vboard run --help)"},
+        {"run --noise 0.1 --seed 18446744073709551616 -- flashmcu -v",
+         "--seed: '18446744073709551616' is not a whole number from 0 to 18446744073709551615 (see "
+         "vboard run --help)"},
+        {"run --noise 0.1 --seed -1 -- flashmcu -v",
+         "--seed: '-1' is not a whole number from 0 to 18446744073709551615 (see vboard run "
+         "--help)"},
         {"run --noise 1.5 -- flashmcu -v",
          "--noise: '1.5' is not a number from 0 to 1 (see vboard run --help)"},
         {"run --noise nan -- flashmcu -v",
          "--noise: 'nan' is not a number from 0 to 1 (see vboard run --help)"},
     });
+}
+
+TEST(WrongWords, ThatNameNoFileAreRefused) {
+    const BoardFolder folder;
+    for (const char* option : {"--board", "--transcript", "--vcd", "--wavejson", "--calls",
+                               "--summary-file", "--image", "--fault-plan", "--library"}) {
+        const runs::Ended ended =
+            runs::RunProcess({"vboard", "run", option, "", "--", "true"}, folder.PathOf("."));
+        EXPECT_EQ(ended.status, 125);
+        EXPECT_EQ(ended.error, "vboard: " + std::string(option) +
+                                   ": '' names no file (see vboard run --help)\n");
+    }
+}
+
+TEST(WrongWords, OfABoardThatCanNotBeAreRefused) {
+    ExpectRefused({
+        {"run --port /dev/x --comm /dev/x -- true",
+         "'/dev/x' can't be both port and comm: give one of them another name"},
+        {"new a.board --comm /dev/ttyS1",
+         "'/dev/ttyS1' can't be both port and comm: give one of them another name"},
+    });
+}
+
+TEST(WrongWords, OfNoTimeWithoutSupplyAreRefused) {
+    const BoardFolder folder;
+    const runs::Ended ended = runs::RunProcess(
+        {"vboard", "run", "--fault", "power@0s=off 0s", "--", "true"}, folder.PathOf("."));
+    EXPECT_EQ(ended.status, 125);
+    EXPECT_NE(ended.error.find("'0s' is no time to be without"), std::string::npos) << ended.error;
 }
 
 }  // namespace commands

@@ -94,6 +94,12 @@ StoredState SlotAt(const std::uint8_t* file, std::size_t slot) {
     return stored;
 }
 
+/// A slot of a new board that no state has been kept in.
+bool IsUnwritten(const StoredState& stored) {
+    const StoredState nothing{};
+    return std::memcmp(&stored, &nothing, sizeof stored) == 0;
+}
+
 /// Generations are counted without end: the number begins anew after 2^32.
 bool IsLater(std::uint32_t generation, std::uint32_t other) {
     return static_cast<std::int32_t>(generation - other) > 0;
@@ -253,10 +259,12 @@ bool BoardFile::ReadSetup(std::string& problem) {
 
 bool BoardFile::ReadState(std::string& problem) {
     std::optional<StoredState> newest;
+    m_damagedState = false;
     for (std::size_t slot = 0; slot < kSlotCount; ++slot) {
         const StoredState stored = SlotAt(m_bytes, slot);
-        if (stored.checkSum == CheckSumOf(stored) &&
-            (!newest || IsLater(stored.generation, newest->generation))) {
+        if (stored.checkSum != CheckSumOf(stored)) {
+            m_damagedState = m_damagedState || !IsUnwritten(stored);
+        } else if (!newest || IsLater(stored.generation, newest->generation)) {
             newest = stored;
         }
     }

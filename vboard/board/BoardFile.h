@@ -58,6 +58,10 @@ public:
 
     /// True when nobody else has kept a state in the file since this object did, or read it.
     [[nodiscard]] bool IsCurrent() const;
+    /// True when one of the two copies of the state was not whole when it was read: the other one
+    /// has been taken, which may be one change older.
+    [[nodiscard]] bool HasDamagedState() const { return m_damagedState; }
+
     /// Reads the state anew.
     [[nodiscard]] bool Reload(std::string& problem) { return ReadState(problem); }
 
@@ -75,6 +79,7 @@ private:
     BoardSetup m_setup;
     BoardState m_state;
     std::uint32_t m_generation = 0;
+    bool m_damagedState = false;
 };
 
 /// The bytes of the kept chip's flash that lack margin.

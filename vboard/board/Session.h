@@ -67,10 +67,15 @@ struct RunReport {
     std::int64_t boardTimeNs;       ///< When the board had settled; a later program begins here.
     std::uint64_t bytesProgrammed;  ///< By write commands that the loader acknowledged.
     std::uint64_t blocksProgrammed;
-    std::int32_t owner;  ///< Process that used the board last; what it knows of it is current.
+    std::int64_t verdictTimeNs;
+    std::uint32_t loaded;     ///< Programs of this run that have loaded the library.
+    std::uint32_t ownError;   ///< vboard itself has failed in one of them, and has said so.
+    std::int32_t startError;  ///< errno, where the first program could not be started.
+    std::uint32_t over;       ///< The run has ended, and its board may belong to another.
+    std::int32_t owner;       ///< Process that used the board last; what it knows of it is current.
     /// errno of the first write of each Output that did not succeed; 0: all of it is written.
     std::array<std::int32_t, kOutputCount> outputErrors;
-    std::array<char, 196> verdictText;
+    std::array<char, 236> verdictText;
 
     /// A write of `output` ended with errno value `error`, or 0. The first error stays.
     void NoteWrite(Output output, int error) {
@@ -78,7 +83,7 @@ struct RunReport {
         first = first == 0 ? error : first;
     }
 };
-static_assert(sizeof(RunReport) == 256);
+static_assert(sizeof(RunReport) == 320);
 
 /// Longest path of a device, with its end.
 inline constexpr std::size_t kLongestDevicePath = 256;

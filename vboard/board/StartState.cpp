@@ -17,7 +17,9 @@ constexpr std::array<StartStateInfo, 5> kStartStates{{
     {StartState::kSilent, "silent", "the chip never says anything, whatever it does"},
 }};
 
-bool Fits(const ChipModel& part, const image::MemoryImage& image, std::string& problem) {
+}  // namespace
+
+bool FitsFlash(const ChipModel& part, const image::MemoryImage& image, std::string& problem) {
     for (std::size_t address = 0; address < kMemorySizeBytes; ++address) {
         const auto at = static_cast<std::uint16_t>(address);
         if (image.Covers(at) && !part.mainMemory.Contains(at) && !part.infoMemory.Contains(at)) {
@@ -32,8 +34,6 @@ bool Fits(const ChipModel& part, const image::MemoryImage& image, std::string& p
     return true;
 }
 
-}  // namespace
-
 std::span<const StartStateInfo> AllStartStates() {
     return kStartStates;
 }
@@ -45,7 +45,7 @@ bool FillMemory(const BoardSetup& setup, const image::MemoryImage* image, Memory
         problem = "is not for a board that starts erased: leave out one of the two";
         return false;
     }
-    if (image != nullptr && !Fits(setup.Part(), *image, problem)) {
+    if (image != nullptr && !FitsFlash(setup.Part(), *image, problem)) {
         return false;
     }
     std::fill(memory.begin(), memory.end(), kErasedByte);

@@ -22,6 +22,10 @@ struct StartStateInfo {
 /// The table, in the order of the enumeration.
 [[nodiscard]] std::span<const StartStateInfo> AllStartStates();
 
+/// False, with a sentence in `problem`, for an image with a byte where the part has no flash.
+[[nodiscard]] bool FitsFlash(const ChipModel& part, const image::MemoryImage& image,
+                             std::string& problem);
+
 /// Fills the memory of a new board: from an image where there is one, else with the older firmware
 /// that a delivered chip holds, and with nothing where the board starts erased. False, with a
 /// sentence in `problem`, for an image that does not fit the part or contradicts the start.

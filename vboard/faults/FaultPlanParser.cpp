@@ -332,6 +332,9 @@ Check TakeArgument(const ActionInfo& action, std::string_view text, FaultOutcome
             if (text.empty()) {
                 return std::nullopt;
             }
+            if (ParseTime(text, outcome.time) && outcome.time == Duration::zero()) {
+                return Wrong{text, "is no time to be without", "a time above 0, or none"};
+            }
             [[fallthrough]];
         case ArgumentKind::kTime:
             return ParseTime(text, outcome.time)

@@ -11,11 +11,13 @@
 #include <cstdlib>
 #include <vector>
 
+#include "vboard/process/NextProgram.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/World.h"
 
 namespace {
 
+using vboard::NextProgram;
 using vboard::Real;
 using vboard::World;
 
@@ -43,36 +45,41 @@ VBOARD_EXPORT void _Exit(int status) __THROW {
 }
 
 VBOARD_EXPORT int execve(const char* path, char* const words[], char* const variables[]) __THROW {
+    const NextProgram next(path, false, variables);
     World::EndIfMade();
-    const int failed = Real().execve(path, words, variables);
+    const int failed = Real().execve(path, words, next.Variables());
     World::GoOnIfMade();
     return failed;
 }
 
 VBOARD_EXPORT int fexecve(int descriptor, char* const words[], char* const variables[]) __THROW {
+    const NextProgram next(variables);
     World::EndIfMade();
-    const int failed = Real().fexecve(descriptor, words, variables);
+    const int failed = Real().fexecve(descriptor, words, next.Variables());
     World::GoOnIfMade();
     return failed;
 }
 
 VBOARD_EXPORT int execv(const char* path, char* const words[]) __THROW {
+    const NextProgram next(path, false, environ);
     World::EndIfMade();
-    const int failed = Real().execv(path, words);
+    const int failed = Real().execve(path, words, next.Variables());
     World::GoOnIfMade();
     return failed;
 }
 
 VBOARD_EXPORT int execvp(const char* file, char* const words[]) __THROW {
+    const NextProgram next(file, true, environ);
     World::EndIfMade();
-    const int failed = Real().execvp(file, words);
+    const int failed = Real().execvpe(file, words, next.Variables());
     World::GoOnIfMade();
     return failed;
 }
 
 VBOARD_EXPORT int execvpe(const char* file, char* const words[], char* const variables[]) __THROW {
+    const NextProgram next(file, true, variables);
     World::EndIfMade();
-    const int failed = Real().execvpe(file, words, variables);
+    const int failed = Real().execvpe(file, words, next.Variables());
     World::GoOnIfMade();
     return failed;
 }
@@ -82,8 +89,9 @@ VBOARD_EXPORT int execl(const char* path, const char* first, ...) __THROW {
     va_start(arguments, first);
     const std::vector<char*> words = WordsOf(first, arguments);
     va_end(arguments);
+    const NextProgram next(path, false, environ);
     World::EndIfMade();
-    const int failed = Real().execv(path, words.data());
+    const int failed = Real().execve(path, words.data(), next.Variables());
     World::GoOnIfMade();
     return failed;
 }
@@ -93,8 +101,9 @@ VBOARD_EXPORT int execlp(const char* file, const char* first, ...) __THROW {
     va_start(arguments, first);
     const std::vector<char*> words = WordsOf(first, arguments);
     va_end(arguments);
+    const NextProgram next(file, true, environ);
     World::EndIfMade();
-    const int failed = Real().execvp(file, words.data());
+    const int failed = Real().execvpe(file, words.data(), next.Variables());
     World::GoOnIfMade();
     return failed;
 }
@@ -105,8 +114,9 @@ VBOARD_EXPORT int execle(const char* path, const char* first, ...) __THROW {
     const std::vector<char*> words = WordsOf(first, arguments);
     char* const* variables = va_arg(arguments, char* const*);
     va_end(arguments);
+    const NextProgram next(path, false, variables);
     World::EndIfMade();
-    const int failed = Real().execve(path, words.data(), variables);
+    const int failed = Real().execve(path, words.data(), next.Variables());
     World::GoOnIfMade();
     return failed;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/process/RunLink.h"
 
+#include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -14,9 +15,37 @@
 namespace vboard {
 namespace {
 
+/// A pipe whose reader has gone is an error of the run's, and no signal to the program.
+class WithoutPipeSignal {
+public:
+    WithoutPipeSignal() {
+        sigset_t pending;
+        sigemptyset(&m_pipe);
+        sigaddset(&m_pipe, SIGPIPE);
+        static_cast<void>(sigpending(&pending));
+        m_wasPending = sigismember(&pending, SIGPIPE) == 1;
+        static_cast<void>(pthread_sigmask(SIG_BLOCK, &m_pipe, &m_before));
+    }
+    ~WithoutPipeSignal() {
+        const timespec now{};
+        if (!m_wasPending) {
+            static_cast<void>(sigtimedwait(&m_pipe, nullptr, &now));
+        }
+        static_cast<void>(pthread_sigmask(SIG_SETMASK, &m_before, nullptr));
+    }
+    WithoutPipeSignal(const WithoutPipeSignal&) = delete;
+    WithoutPipeSignal& operator=(const WithoutPipeSignal&) = delete;
+
+private:
+    sigset_t m_pipe{};
+    sigset_t m_before{};
+    bool m_wasPending = false;
+};
+
 /// Returns 0, or errno when not all of `text` could be written. The program's errno stays its own.
 int WriteAll(int descriptor, std::string_view text) {
     const int kept = errno;
+    const WithoutPipeSignal blocked;
     int error = 0;
     while (!text.empty() && error == 0) {
         const ssize_t written = Real().write(descriptor, text.data(), text.size());
@@ -59,6 +88,7 @@ bool RunLink::Make(const char* words) {
         FailRun("the run's report can't be mapped");
     }
     m_memory = static_cast<RunMemory*>(mapped);
+    ++m_memory->report.loaded;
     m_lastReserved = kFirstSessionDescriptor;
     while (Real().fcntl(static_cast<int>(m_lastReserved) + 1, F_GETFD) >= 0) {
         ++m_lastReserved;
@@ -84,6 +114,9 @@ Instant RunLink::AskTime() {
 }
 
 void FailRun(std::string_view problem) {
+    if (RunLink* link = RunLink::Get()) {
+        link->Memory().report.ownError = 1;
+    }
     static_cast<void>(WriteAll(STDERR_FILENO, Formatted("vboard: {}\n", problem)));
     Real()._exit(kExitOwnError);
     std::abort();

@@ -110,6 +110,9 @@ void World::Record(const Session& session) {
 }
 
 void World::TakeTurn() {
+    if (m_report->over != 0) {
+        FailRun("the run has ended, and a program that it left behind has no board any more");
+    }
     if (m_report->owner == m_process) {
         return;
     }
@@ -242,12 +245,23 @@ void World::AfterForkInChild() {
     s_world->m_process = getpid();
 }
 
-void World::EndProgram(Verdict verdict, std::string_view text) {
+void World::NoteVerdict(Verdict verdict, std::string_view text) {
+    if (m_transcript) {
+        m_transcript->OnNote("verdict", text);
+    }
+    m_report->virtualTimeNs = m_board->Clock().Now().time_since_epoch().count();
+    if (m_report->verdict != static_cast<std::uint32_t>(Verdict::kNone)) {
+        return;  // The first of a run stays.
+    }
     m_report->verdict = static_cast<std::uint32_t>(verdict);
+    m_report->verdictTimeNs = m_report->virtualTimeNs;
     const std::size_t length = std::min(text.size(), m_report->verdictText.size() - 1);
     std::copy_n(text.begin(), length, m_report->verdictText.begin());
     m_report->verdictText.at(length) = '\0';
-    m_report->virtualTimeNs = m_board->Clock().Now().time_since_epoch().count();
+}
+
+void World::EndProgram(Verdict verdict, std::string_view text) {
+    NoteVerdict(verdict, text);
     if (verdict == Verdict::kKilled) {
         // As with a real kill, what the program had only buffered is lost.
         End();

@@ -60,6 +60,7 @@ private:
     static void BeforeFork();
     static void AfterForkInParent();
     static void AfterForkInChild();
+    void NoteVerdict(Verdict verdict, std::string_view text);
     [[noreturn]] void EndProgram(Verdict verdict, std::string_view text);
     void Keep();
 

@@ -22,6 +22,17 @@ bool Lock(const std::string& path, const Descriptor& descriptor, std::string& pr
     return true;
 }
 
+/// A run that was killed may have torn the copy that it was writing; anything else is damage.
+void TellOfLoss(const std::string& path, const BoardFile& file) {
+    if (file.HasDamagedState()) {
+        PrintFormatted(
+            stderr,
+            "vboard: board file '{}': one of the two copies of its state is damaged; the "
+            "other one, which may be older, is taken\n",
+            path);
+    }
+}
+
 }  // namespace
 
 bool SetupFrom(const std::vector<std::string>& settings, BoardSetup& setup, std::string& problem) {
@@ -34,6 +45,11 @@ bool SetupFrom(const std::vector<std::string>& settings, BoardSetup& setup, std:
         if (!setup.Set(setting.substr(0, equals), setting.substr(equals + 1), problem)) {
             return false;
         }
+    }
+    if (setup.PortPath() == setup.CommPath()) {
+        problem = Formatted("'{}' can't be both port and comm: give one of them another name",
+                            setup.PortPath());
+        return false;
     }
     return true;
 }
@@ -53,11 +69,13 @@ bool OpenBoard(const std::string& path, Descriptor& descriptor, BoardFile& file,
         problem = Formatted("board file '{}' {}", path, why);
         return false;
     }
+    TellOfLoss(path, file);
     return true;
 }
 
 bool ReadBoard(const std::string& path, BoardFile& file, std::string& problem) {
-    const Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // A pipe is none, and nobody may ever write into it.
+    const Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!descriptor.IsOpen()) {
         problem = Formatted("board file '{}' can't be opened: {}", path, strerrordesc_np(errno));
         return false;
@@ -67,6 +85,7 @@ bool ReadBoard(const std::string& path, BoardFile& file, std::string& problem) {
         problem = Formatted("board file '{}' {}", path, why);
         return false;
     }
+    TellOfLoss(path, file);
     return true;
 }
 

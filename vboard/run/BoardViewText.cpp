@@ -144,7 +144,7 @@ std::string JsonOf(const BoardView& view) {
         {"memory", MemoryJson(view)},
         {"weak_bytes", {{"erased", view.weak.erased}, {"programmed", view.weak.programmed}}},
     };
-    return object.dump(2) + "\n";
+    return object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace vboard

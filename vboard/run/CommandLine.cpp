@@ -3,7 +3,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <iterator>
 #include <memory>
@@ -40,6 +42,27 @@ CommandLine Split(int argc, char** argv) {
     return line;
 }
 
+/// Refuses an empty name, which a shell's unset variable leaves.
+CLI::Validator FileName() {
+    const auto problem = [](const std::string& text) {
+        return text.empty() ? std::string("'' names no file") : std::string();
+    };
+    return {problem, ""};
+}
+
+/// Refuses what is not a whole number of 64 bits.
+CLI::Validator WholeNumber() {
+    const auto problem = [](const std::string& text) {
+        std::uint64_t value = 0;
+        const char* end = text.data() + text.size();
+        const auto [read, error] = std::from_chars(text.data(), end, value);
+        return error == std::errc{} && read == end
+                   ? std::string()
+                   : "'" + text + "' is not a whole number from 0 to 18446744073709551615";
+    };
+    return {problem, ""};
+}
+
 /// Refuses what is no number or does not fit, in words that name `form`, what is taken.
 CLI::Validator NumberThat(bool (*fits)(double), const std::string& form) {
     const auto problem = [fits, form](const std::string& text) {
@@ -51,8 +74,15 @@ CLI::Validator NumberThat(bool (*fits)(double), const std::string& form) {
     return {problem, ""};
 }
 
-CLI::Validator NumberAboveZero() {
-    return NumberThat([](double value) { return value > 0; }, "a number above 0");
+CLI::Validator Pace() {
+    return NumberThat([](double value) { return value >= 1e-6 && value <= 1e6; },
+                      "a number from 0.000001 to 1000000");
+}
+
+/// Virtual time is counted in nanoseconds, and its date ends in the year 2262.
+CLI::Validator VirtualSeconds() {
+    return NumberThat([](double value) { return value >= 1e-9 && value <= 7e9; },
+                      "a number of seconds from 0.000000001 to 7000000000");
 }
 
 CLI::Option* AddWord(CLI::App& command, std::vector<std::string>& settings, const std::string& key,
@@ -90,6 +120,7 @@ void AddFaults(CLI::App& run, RunOptions& options) {
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     run.add_option("--fault-plan", options.faultPlanPath, "Order every fault of this file")
+        ->check(FileName())
         ->type_name("FILE");
     CLI::Option* noise =
         run.add_option("--noise", options.noiseRate,
@@ -99,14 +130,17 @@ void AddFaults(CLI::App& run, RunOptions& options) {
             ->type_name("RATE");
     run.add_option("--seed", options.noiseSeed, "Seed of the random faults; 1 without it")
         ->needs(noise)
+        ->check(WholeNumber())
         ->type_name("N");
     run.add_option("--calls", options.callsPath, "List the calls that a fault can strike")
+        ->check(FileName())
         ->type_name("FILE");
 }
 
 void AddLibrary(CLI::App& run, RunOptions& options) {
     CLI::Option* library =
         run.add_option("--library", options.libraryPath, "Another build of libvboard.so")
+            ->check(FileName())
             ->type_name("FILE");
     run.add_option("--via", options.via,
                    "Start a program built for another processor through this qemu-user emulator")
@@ -116,9 +150,11 @@ void AddLibrary(CLI::App& run, RunOptions& options) {
 
 void AddWaveforms(CLI::App& run, RunOptions& options) {
     run.add_option("--vcd", options.vcdPath, "Write the waveforms as a Value Change Dump")
+        ->check(FileName())
         ->type_name("FILE");
     CLI::Option* wave =
         run.add_option("--wavejson", options.wavePath, "Write a picture as WaveDrom source")
+            ->check(FileName())
             ->type_name("FILE");
     std::vector<std::string> words;
     for (const WavePartInfo& info : AllWaveParts()) {
@@ -144,9 +180,11 @@ void AddSummary(CLI::App& run, RunOptions& options) {
         ->type_name("line|json");
     run.add_option("--summary-file", options.summaryPath,
                    "Write the summary for programs to a file")
+        ->check(FileName())
         ->type_name("FILE");
     run.add_option("--image", options.imagePath,
                    "Compare the flash with this Intel HEX file in the summary for programs")
+        ->check(FileName())
         ->type_name("FILE");
 }
 
@@ -167,18 +205,20 @@ void AddRunCommand(CLI::App& app, Action& chosen, const std::vector<std::string>
                                         "vboard run [OPTIONS] -- PROGRAM [ARGS...]");
     run.add_option("--board", options.boardPath,
                    "Keep the board in this file; made if it does not exist")
+        ->check(FileName())
         ->type_name("FILE");
     AddSetupOptions(run, options.settings);
     run.add_option("--pace", options.pace,
                    "1 = real time, 10 = ten times as fast; the default is as fast as it can")
-        ->check(NumberAboveZero())
+        ->check(Pace())
         ->type_name("FACTOR");
     run.add_option("--time-limit", options.timeLimitSeconds,
                    "End the run (status 124) at this virtual time")
-        ->check(NumberAboveZero())
+        ->check(VirtualSeconds())
         ->type_name("SECONDS");
     run.add_option("--transcript", options.transcriptPath,
                    "Write everything that passed between program and board")
+        ->check(FileName())
         ->type_name("FILE");
     AddFaults(run, options);
     AddWaveforms(run, options);
@@ -196,6 +236,7 @@ void AddNewCommand(CLI::App& app, Action& chosen) {
     CLI::App& command = *app.add_subcommand("new", "Make a board and keep it in a file");
     command.add_option("file", options->path, "The board's file; it must not exist yet")
         ->required()
+        ->check(FileName())
         ->type_name("FILE");
     CLI::Option* start = AddSetupOptions(command, options->settings);
     CLI::Option* image =
@@ -203,6 +244,7 @@ void AddNewCommand(CLI::App& app, Action& chosen) {
             .add_option("--image", options->imagePath,
                         "What the flash holds, as Intel HEX; an older firmware of version 256 "
                         "without it")
+            ->check(FileName())
             ->type_name("FILE");
     command
         .add_flag_callback(
@@ -219,6 +261,7 @@ void AddShowCommand(CLI::App& app, Action& chosen) {
         "show", "Show a board's wiring, lines, loader, memory and running version");
     command.add_option("file", options->path, "The board's file; a run may be using it")
         ->required()
+        ->check(FileName())
         ->type_name("FILE");
     command.add_flag("--json", options->json, "As a JSON object, for programs");
     command.callback([&chosen, options] { chosen = [options] { return Show(*options); }; });
@@ -230,10 +273,12 @@ void AddDumpCommand(CLI::App& app, Action& chosen) {
         *app.add_subcommand("dump", "Write what the flash of a board holds as Intel HEX");
     command.add_option("file", options->boardPath, "The board's file")
         ->required()
+        ->check(FileName())
         ->type_name("FILE");
     command
         .add_option("-o,--output", options->imagePath,
                     "Where to write it; - is standard output, and what happens without it")
+        ->check(FileName())
         ->type_name("FILE");
     command.callback([&chosen, options] { chosen = [options] { return Dump(*options); }; });
 }

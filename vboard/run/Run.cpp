@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -9,15 +10,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <iterator>
-#include <sstream>
 
+#include "vboard/board/ProgramFile.h"
 #include "vboard/board/Session.h"
 #include "vboard/run/BoardAccess.h"
 #include "vboard/run/FaultOrder.h"
+#include "vboard/run/FileClaims.h"
+#include "vboard/run/ProgramStart.h"
 #include "vboard/run/ReplayLine.h"
 #include "vboard/run/RunOptions.h"
 #include "vboard/run/RunOutputs.h"
@@ -26,8 +26,6 @@
 
 namespace vboard {
 namespace {
-
-constexpr const char* kLibraryName = "libvboard.so";
 
 void Say(const std::string& text) {
     PrintFormatted(stderr, "vboard: {}\n", text);
@@ -44,19 +42,6 @@ struct RunFiles {
     RunOutputs outputs;
     SummaryOrder summary;
 };
-
-/// Beside the runner in a build folder, below the library folder when installed.
-std::filesystem::path FindLibrary(const RunOptions& options) {
-    if (!options.libraryPath.empty()) {
-        return options.libraryPath;
-    }
-    std::error_code error;
-    const auto folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-    const auto beside = folder / kLibraryName;
-    return std::filesystem::exists(beside, error)
-               ? beside
-               : (folder / VBOARD_LIBRARY_FOLDER / kLibraryName).lexically_normal();
-}
 
 bool OpenReport(RunFiles& files, std::string& problem) {
     files.report = Descriptor(memfd_create("vboard-report", MFD_CLOEXEC));
@@ -78,7 +63,22 @@ bool OpenReport(RunFiles& files, std::string& problem) {
     return true;
 }
 
-bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem) {
+/// No file of the run is two things at once. Before anything is opened for writing.
+bool ClaimFiles(const RunOptions& options, const std::string& library, std::string& problem) {
+    FileClaims claims;
+    return claims.Claim("board file", options.boardPath, problem) &&
+           claims.Claim("image", options.imagePath, problem) &&
+           claims.Claim("fault plan", options.faultPlanPath, problem) &&
+           claims.Claim("library", library, problem) &&
+           claims.Claim("program", FindProgram(options.program.front()), problem) &&
+           claims.Claim("transcript", options.transcriptPath, problem) &&
+           claims.Claim("list of calls", options.callsPath, problem) &&
+           claims.Claim("waveform", options.vcdPath, problem) &&
+           claims.Claim("picture", options.wavePath, problem) &&
+           claims.Claim("summary", options.summaryPath, problem);
+}
+
+bool OpenOrMakeBoard(const RunOptions& options, RunFiles& files, std::string& problem) {
     BoardSetup setup;
     if (!SetupFrom(options.settings, setup, problem)) {
         return false;
@@ -89,13 +89,12 @@ bool OpenFiles(const RunOptions& options, RunFiles& files, std::string& problem)
                             options.boardPath, options.settings.front());
         return false;
     }
-    const bool opened =
-        exists ? OpenBoard(options.boardPath, files.board, files.boardFile, problem)
-               : MakeBoard(options.boardPath, setup, {}, files.board, files.boardFile, problem);
-    if (!opened || !OpenReport(files, problem)) {
-        return false;
+    if (exists) {
+        return OpenBoard(options.boardPath, files.board, files.boardFile, problem) &&
+               files.summary.ImageFits(files.boardFile.Setup(), problem);
     }
-    return files.outputs.Open(options, problem) && files.summary.Open(options, problem);
+    return files.summary.ImageFits(setup, problem) &&
+           MakeBoard(options.boardPath, setup, {}, files.board, files.boardFile, problem);
 }
 
 /// Hands the rules over in a file of memory, where no length limits them.
@@ -116,78 +115,98 @@ bool KeepFaults(const std::vector<std::string>& rules, RunFiles& files, std::str
     return true;
 }
 
-/// A copy that the program inherits, numbered out of its way; -1 stays -1.
-int Inherited(const Descriptor& descriptor) {
-    return descriptor.IsOpen() ? fcntl(descriptor.Number(), F_DUPFD, kFirstSessionDescriptor) : -1;
+/// What the run needs, in an order in which nothing is made or emptied before all else is known to
+/// be right.
+bool OpenFiles(const RunOptions& options, const std::string& library,
+               std::vector<std::string>& faults, RunFiles& files, std::string& problem) {
+    return ClaimFiles(options, library, problem) && GatherFaults(options, faults, problem) &&
+           KeepFaults(faults, files, problem) && files.summary.ReadImage(options, problem) &&
+           OpenOrMakeBoard(options, files, problem) && OpenReport(files, problem) &&
+           files.outputs.Open(options, problem) && files.summary.Open(options, problem);
 }
 
-/// The program and its arguments, behind the words of the emulator if there is one.
-std::vector<std::string> CommandOf(const RunOptions& options) {
-    std::istringstream via(options.via);
-    std::vector<std::string> words{std::istream_iterator<std::string>(via), {}};
-    words.insert(words.end(), options.program.begin(), options.program.end());
-    return words;
+/// A copy that the program inherits, numbered out of its way; -1 stays -1. Ends the child when
+/// there is none: what was asked for would get lost without a word.
+int Inherited(const Descriptor& descriptor, RunReport& report) {
+    if (!descriptor.IsOpen()) {
+        return -1;
+    }
+    const int copy = fcntl(descriptor.Number(), F_DUPFD, kFirstSessionDescriptor);
+    if (copy < 0) {
+        Say(
+            Formatted("the program's limit of open files leaves none for the board: raise it "
+                      "(ulimit -n {})",
+                      kFirstSessionDescriptor * 2));
+        report.ownError = 1;
+        _exit(kExitOwnError);
+    }
+    return copy;
 }
 
-/// Lets the loader of the program, and no other, put the library in front of libc. An emulator is
-/// a program of this machine that could not load it: qemu-user hands the setting on.
-void Preload(const RunOptions& options, const std::string& library) {
-    const char* name = options.via.empty() ? "LD_PRELOAD" : "QEMU_SET_ENV";
-    const std::string setting = options.via.empty() ? library : "LD_PRELOAD=" + library;
-    const char separator = options.via.empty() ? ':' : ',';
-    const char* others = std::getenv(name);
-    const std::string all =
-        others == nullptr ? setting : Formatted("{}{}{}", setting, separator, others);
-    setenv(name, all.c_str(), 1);
-}
-
-[[noreturn]] void BecomeProgram(const RunOptions& options, const RunFiles& files,
-                                const std::string& library) {
+[[noreturn]] void Become(const RunOptions& options, const RunFiles& files,
+                         const std::string& library) {
     // The program does not outlive a runner that was killed.
     prctl(PR_SET_PDEATHSIG, SIGTERM);
+    RunReport& report = *files.reportMemory;
     Session session;
-    session.boardDescriptor = Inherited(files.board);
-    session.reportDescriptor = Inherited(files.report);
-    session.transcriptDescriptor = Inherited(files.outputs.File(Output::kTranscript));
-    session.faultsDescriptor = Inherited(files.faults);
-    session.callsDescriptor = Inherited(files.outputs.File(Output::kCalls));
+    session.boardDescriptor = Inherited(files.board, report);
+    session.reportDescriptor = Inherited(files.report, report);
+    session.transcriptDescriptor = Inherited(files.outputs.File(Output::kTranscript), report);
+    session.faultsDescriptor = Inherited(files.faults, report);
+    session.callsDescriptor = Inherited(files.outputs.File(Output::kCalls), report);
     session.noiseRate = options.noiseRate;
     session.noiseSeed = options.noiseSeed;
-    session.vcdDescriptor = Inherited(files.outputs.File(Output::kWaveform));
-    session.waveDescriptor = Inherited(files.outputs.File(Output::kPicture));
+    session.vcdDescriptor = Inherited(files.outputs.File(Output::kWaveform), report);
+    session.waveDescriptor = Inherited(files.outputs.File(Output::kPicture), report);
     session.wavePart = options.wavePart;
-    session.summaryDescriptor = Inherited(files.summary.Counts());
+    session.summaryDescriptor = Inherited(files.summary.Counts(), report);
     session.pace = options.pace;
     session.limitNs = static_cast<std::int64_t>(options.timeLimitSeconds * 1e9);
-    setenv(kSessionVariable, session.Text().c_str(), 1);
-    Preload(options, library);
-
-    const std::vector<std::string> words = CommandOf(options);
-    std::vector<char*> arguments;
-    arguments.reserve(words.size() + 1);
-    for (const std::string& word : words) {
-        arguments.push_back(const_cast<char*>(word.c_str()));
-    }
-    arguments.push_back(nullptr);
-    execvp(arguments.front(), arguments.data());
-    const int error = errno;
-    Say(Formatted("'{}' can't be started: {}", words.front(), strerrordesc_np(error)));
-    _exit(error == ENOENT ? kExitNotFound : kExitCannotExecute);
+    BecomeProgram(options, session, library);
+    report.startError = errno;
+    _exit(errno == ENOENT ? kExitNotFound : kExitCannotExecute);
 }
 
-int WaitFor(pid_t program) {
-    // An interrupt from the keyboard is the program's to answer; the runner stays to report.
-    signal(SIGINT, SIG_IGN);
-    signal(SIGQUIT, SIG_IGN);
-    int status = 0;
-    while (waitpid(program, &status, 0) < 0 && errno == EINTR) {
+volatile sig_atomic_t g_program = 0;
+
+void HandOnSignal(int signal) {
+    kill(static_cast<pid_t>(g_program), signal);
+}
+
+/// Starts the program and waits for its end. What ends the runner is handed on to the program, so
+/// that the run has an end that can be told. False when there is no process for it.
+bool StartAndWait(const RunOptions& options, const RunFiles& files, const std::string& library,
+                  int& status) {
+    sigset_t ending;
+    sigset_t before;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGTERM);
+    sigaddset(&ending, SIGHUP);
+    sigprocmask(SIG_BLOCK, &ending, &before);
+    const pid_t program = fork();
+    if (program == 0) {
+        sigprocmask(SIG_SETMASK, &before, nullptr);
+        Become(options, files, library);
     }
-    return status;
+    g_program = program;
+    if (program > 0) {
+        signal(SIGTERM, HandOnSignal);
+        signal(SIGHUP, HandOnSignal);
+        // An interrupt from the keyboard is the program's to answer; the runner stays to report.
+        signal(SIGINT, SIG_IGN);
+        signal(SIGQUIT, SIG_IGN);
+        // A reader of its records that goes away is told of, as a full disk is.
+        signal(SIGPIPE, SIG_IGN);
+    }
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    while (program > 0 && waitpid(program, &status, 0) < 0 && errno == EINTR) {
+    }
+    return program > 0;
 }
 
 std::string VerdictText(const RunReport& report) {
     return Formatted("{}, at {:.6f} s of virtual time", report.verdictText.data(),
-                     static_cast<double>(report.virtualTimeNs) / 1e9);
+                     static_cast<double>(report.verdictTimeNs) / 1e9);
 }
 
 std::string ApplicationText(const BoardFile& file) {
@@ -204,7 +223,7 @@ std::string ApplicationText(const BoardFile& file) {
 bool Summarize(const RunOptions& options, const RunFiles& files, int status) {
     const RunReport& report = *files.reportMemory;
     if (report.worlds == 0 && !options.quiet) {
-        Say("the program never reached the board: is it linked statically?");
+        Say("the program never reached the board");
     }
     BoardFile now;
     std::string problem;
@@ -232,50 +251,75 @@ bool Summarize(const RunOptions& options, const RunFiles& files, int status) {
     return reported;
 }
 
+/// Says what is to be said at the end of a run. False when something of it is vboard's own failure.
+bool Report(const RunOptions& options, const RunFiles& files, int status) {
+    const RunReport& report = *files.reportMemory;
+    files.outputs.EndTranscript(*files.memory, status);
+    if (report.verdict != static_cast<std::uint32_t>(Verdict::kNone)) {
+        Say(VerdictText(report));
+    }
+    const std::vector<std::string> losses = files.outputs.Losses(report);
+    std::for_each(losses.begin(), losses.end(), Say);
+    if (report.startError != 0) {
+        Say(Formatted("'{}' can't be started: {}", NameOfProgram(options),
+                      strerrordesc_np(report.startError)));
+        return losses.empty();
+    }
+    if (report.ownError != 0) {
+        return false;
+    }
+    if (report.loaded == 0) {
+        Say(
+            Formatted("'{}' ended without having loaded the library of the board: nothing of what "
+                      "it did has reached the board",
+                      NameOfProgram(options)));
+        return false;
+    }
+    return Summarize(options, files, status) && losses.empty();
+}
+
+/// The status of the run. Where the board ended a program of it, that decides, whatever the others
+/// made of it.
+int StatusOf(const RunReport& report, int status) {
+    switch (static_cast<Verdict>(report.verdict)) {
+        case Verdict::kStuck:
+        case Verdict::kTimeLimit:
+            return kExitWaitsForEver;
+        case Verdict::kKilled:
+            return kExitSignalBase + SIGKILL;
+        case Verdict::kNone:
+            break;
+    }
+    return WIFSIGNALED(status) ? kExitSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
 }  // namespace
 
 int Run(const RunOptions& options) {
     RunFiles files;
+    std::string library;
     std::string problem;
-    const std::string library = FindLibrary(options).string();
-    if (access(library.c_str(), R_OK) != 0) {
-        Say(Formatted("the library '{}' is missing: it belongs beside the runner", library));
-        return kExitOwnError;
-    }
     std::vector<std::string> faults;
-    if (!GatherFaults(options, faults, problem) || !KeepFaults(faults, files, problem) ||
-        !OpenFiles(options, files, problem)) {
+    if (!FindLibrary(options, library, problem) || !CheckProgram(options, library, problem) ||
+        !OpenFiles(options, library, faults, files, problem)) {
         Say(problem);
         return kExitOwnError;
     }
-    const pid_t program = fork();
-    if (program < 0) {
+    int ended = 0;
+    if (!StartAndWait(options, files, library, ended)) {
         Say(Formatted("no process for the program: {}", strerrordesc_np(errno)));
         return kExitOwnError;
     }
-    if (program == 0) {
-        BecomeProgram(options, files, library);
-    }
-    const int status = WaitFor(program);
-    files.outputs.EndTranscript(*files.memory, status);
-    if (files.reportMemory->verdict != static_cast<std::uint32_t>(Verdict::kNone)) {
-        Say(VerdictText(*files.reportMemory));
-    }
-    const bool started = !WIFEXITED(status) || (WEXITSTATUS(status) != kExitNotFound &&
-                                                WEXITSTATUS(status) != kExitCannotExecute);
-    const std::vector<std::string> losses = files.outputs.Losses(*files.reportMemory);
-    std::for_each(losses.begin(), losses.end(), Say);
-    bool complete = losses.empty();
-    if (started) {
-        complete = Summarize(options, files, status) && complete;
-    }
-    if (status != 0 && started && (!faults.empty() || options.noiseRate > 0)) {
+    // What the program has left behind in the background has no board any more.
+    files.reportMemory->over = 1;
+    flock(files.board.Number(), LOCK_UN);
+    const bool complete = Report(options, files, ended);
+    const int status = StatusOf(*files.reportMemory, ended);
+    if (status != 0 && files.reportMemory->startError == 0 &&
+        (!faults.empty() || options.noiseRate > 0)) {
         Say(Formatted("replay: {}", ReplayLine(options, faults)));
     }
-    if (!complete) {
-        return kExitOwnError;
-    }
-    return WIFSIGNALED(status) ? kExitSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
+    return complete ? status : kExitOwnError;
 }
 
 }  // namespace vboard

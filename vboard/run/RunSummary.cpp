@@ -127,7 +127,7 @@ std::string SummaryJson(const RunResult& result) {
     }
     summary["chip"] = ChipOf(result.board);
     summary["flash"] = FlashOf(result);
-    return summary.dump(2) + "\n";
+    return summary.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace vboard

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "vboard/board/StartState.h"
 #include "vboard/run/ImageFile.h"
 #include "vboard/run/OutputFile.h"
 #include "vboard/text/Format.h"
@@ -24,22 +25,34 @@ SummaryOrder::~SummaryOrder() {
     }
 }
 
-bool SummaryOrder::Open(const RunOptions& options, std::string& problem) {
+bool SummaryOrder::ReadImage(const RunOptions& options, std::string& problem) {
     m_onStandardError = options.summaryAsJson && !options.quiet;
     m_imagePath = options.imagePath;
-    if (!m_onStandardError && options.summaryPath.empty()) {
-        if (!m_imagePath.empty()) {
-            problem = "--image has no summary to stand in: add --summary json or --summary-file";
-        }
-        return m_imagePath.empty();
+    if (m_imagePath.empty()) {
+        return true;
     }
-    m_path = options.summaryPath;
-    return ReadImage(problem) && MakeCounts(problem) &&
-           (m_path.empty() || OpenOutput(kSummary, m_path, m_file, problem));
+    if (!m_onStandardError && options.summaryPath.empty()) {
+        problem = "--image has no summary to stand in: add --summary json or --summary-file";
+        return false;
+    }
+    return ReadImageFile(m_imagePath, m_image.emplace(), problem);
 }
 
-bool SummaryOrder::ReadImage(std::string& problem) {
-    return m_imagePath.empty() || ReadImageFile(m_imagePath, m_image.emplace(), problem);
+bool SummaryOrder::ImageFits(const BoardSetup& setup, std::string& problem) const {
+    std::string why;
+    if (m_image && !FitsFlash(setup.Part(), *m_image, why)) {
+        problem = Formatted("image '{}' {}", m_imagePath, why);
+        return false;
+    }
+    return true;
+}
+
+bool SummaryOrder::Open(const RunOptions& options, std::string& problem) {
+    if (!m_onStandardError && options.summaryPath.empty()) {
+        return true;
+    }
+    m_path = options.summaryPath;
+    return MakeCounts(problem) && (m_path.empty() || OpenOutput(kSummary, m_path, m_file, problem));
 }
 
 bool SummaryOrder::MakeCounts(std::string& problem) {

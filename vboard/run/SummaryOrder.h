@@ -20,7 +20,13 @@ public:
     SummaryOrder(const SummaryOrder&) = delete;
     SummaryOrder& operator=(const SummaryOrder&) = delete;
 
-    /// Opens what the options ask for; nothing is fine, too. On failure `problem` is one line.
+    // In this order; nothing to do is fine, too. On failure `problem` is one line.
+
+    /// Reads the image to compare with.
+    [[nodiscard]] bool ReadImage(const RunOptions& options, std::string& problem);
+    /// False for an image with bytes where the board's chip has no flash: no chip could hold it.
+    [[nodiscard]] bool ImageFits(const BoardSetup& setup, std::string& problem) const;
+    /// Opens what the options ask for.
     [[nodiscard]] bool Open(const RunOptions& options, std::string& problem);
 
     /// Shared memory of the size of SummaryCounts; closed when no summary is wanted.
@@ -33,7 +39,6 @@ public:
                               std::string& problem) const;
 
 private:
-    [[nodiscard]] bool ReadImage(std::string& problem);
     [[nodiscard]] bool MakeCounts(std::string& problem);
 
     Descriptor m_counts;

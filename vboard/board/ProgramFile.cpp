@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/board/ProgramFile.h"
+
+#include <elf.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string_view>
+
+#include "vboard/text/Format.h"
+
+namespace vboard {
+namespace {
+
+/// execve(2): the kernel reads so many bytes of a script's first line, and follows so many scripts
+/// that are started by scripts.
+constexpr std::size_t kLineBytes = 256;
+constexpr int kMostScripts = 5;
+
+constexpr std::string_view kOtherLoader = "ld-musl";
+constexpr const char* kShell = "/bin/sh";
+
+template <class Structure>
+bool ReadAt(std::ifstream& file, std::uint64_t offset, Structure& structure) {
+    std::array<char, sizeof(Structure)> bytes{};
+    file.seekg(static_cast<std::streamoff>(offset));
+    file.read(bytes.data(), bytes.size());
+    std::memcpy(&structure, bytes.data(), sizeof structure);
+    return file.good();
+}
+
+/// The loader that a program asks for; empty when it asks for none: it is linked statically.
+template <class Header, class Segment>
+bool ReadLoader(std::ifstream& file, std::string& loader) {
+    Header header{};
+    if (!ReadAt(file, 0, header)) {
+        return false;
+    }
+    for (unsigned index = 0; index < header.e_phnum; ++index) {
+        Segment segment{};
+        if (!ReadAt(file, header.e_phoff + index * sizeof(Segment), segment)) {
+            return false;
+        }
+        if (segment.p_type == PT_INTERP) {
+            loader.resize(std::min<std::size_t>(segment.p_filesz, 4096));
+            file.seekg(static_cast<std::streamoff>(segment.p_offset));
+            file.read(loader.data(), static_cast<std::streamsize>(loader.size()));
+            loader.resize(std::strlen(loader.c_str()));
+            return file.good();
+        }
+    }
+    return true;
+}
+
+/// ld.so(8): a program that runs with rights of its own takes no library from its caller.
+bool HasRightsOfItsOwn(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return false;
+    }
+    const bool otherUser = (status.st_mode & S_ISUID) != 0 && status.st_uid != geteuid();
+    const bool otherGroup =
+        (status.st_mode & (S_ISGID | S_IXGRP)) == (S_ISGID | S_IXGRP) && status.st_gid != getegid();
+    const bool capable =
+        geteuid() != 0 && getxattr(path.c_str(), "security.capability", nullptr, 0) > 0;
+    return otherUser || otherGroup || capable;
+}
+
+bool CanLoad(const std::string& path, std::ifstream& file, const ElfKind& library,
+             std::string& problem) {
+    ElfKind kind;
+    std::string loader;
+    if (!ReadElfKind(path, kind, problem)) {
+        return true;  // Whatever it is, it can't be started.
+    }
+    if (kind != library) {
+        problem = Formatted(
+            "'{}' is built for another processor or word size than the library of the board: give "
+            "the library built for it with --library, and an emulator with --via if it needs one",
+            path);
+        return false;
+    }
+    const bool read = kind.wordClass == ELFCLASS64
+                          ? ReadLoader<Elf64_Ehdr, Elf64_Phdr>(file, loader)
+                          : ReadLoader<Elf32_Ehdr, Elf32_Phdr>(file, loader);
+    const std::string_view name = std::string_view(loader).substr(loader.rfind('/') + 1);
+    if (!read) {
+        problem = Formatted("'{}' is cut short: build it again", path);
+    } else if (loader.empty()) {
+        problem = Formatted(
+            "'{}' is linked statically, so no board can stand in front of its C "
+            "library: link it dynamically",
+            path);
+    } else if (name.starts_with(kOtherLoader)) {
+        problem = Formatted(
+            "'{}' is started by '{}', which can't load the library of the board: "
+            "build it for glibc",
+            path, loader);
+    } else if (access(loader.c_str(), F_OK) != 0) {
+        problem =
+            Formatted("'{}' is started by '{}', which is not there: install it", path, loader);
+    } else if (HasRightsOfItsOwn(path)) {
+        problem = Formatted(
+            "'{}' runs with rights of its own (set-user-ID, set-group-ID or "
+            "capabilities) and takes no library from its caller: run a copy "
+            "without them",
+            path);
+    }
+    return problem.empty();
+}
+
+/// The interpreter in the first line of a script; the shell where there is no such line, as
+/// execvp(3) has it.
+std::string InterpreterIn(std::string_view line) {
+    line = line.substr(0, line.find('\n'));
+    if (!line.starts_with("#!")) {
+        return kShell;
+    }
+    const std::size_t begin = line.find_first_not_of(" \t", 2);
+    const std::size_t end = line.find_first_of(" \t", begin);
+    return begin == std::string_view::npos ? "" : std::string(line.substr(begin, end - begin));
+}
+
+}  // namespace
+
+std::string FindProgram(const std::string& word) {
+    if (word.find('/') != std::string::npos) {
+        return word;
+    }
+    const char* variable = std::getenv("PATH");
+    const std::string folders = variable == nullptr ? "/bin:/usr/bin" : variable;
+    for (std::size_t begin = 0; begin <= folders.size() && !word.empty();) {
+        const std::size_t end = std::min(folders.find(':', begin), folders.size());
+        const std::string folder = folders.substr(begin, end - begin);
+        const std::string path = folder.empty() ? word : folder + "/" + word;
+        struct stat status {};
+        if (stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+            access(path.c_str(), X_OK) == 0) {
+            return path;
+        }
+        begin = end + 1;
+    }
+    return "";
+}
+
+bool ReadElfKind(const std::string& path, ElfKind& kind, std::string& problem) {
+    std::ifstream file(path, std::ios::binary);
+    Elf32_Ehdr header{};  // Both sizes begin alike.
+    if (!file) {
+        problem = "can't be read";
+        return false;
+    }
+    if (!ReadAt(file, 0, header) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0) {
+        problem = "is neither a program nor a library";
+        return false;
+    }
+    kind = {header.e_ident[EI_CLASS], header.e_machine};
+    return true;
+}
+
+bool CanBeOnBoard(const std::string& path, const ElfKind& library, std::string& problem) {
+    std::string name = path;
+    for (int scripts = 0; scripts <= kMostScripts && !name.empty(); ++scripts) {
+        std::ifstream file(name, std::ios::binary);
+        std::string line(kLineBytes, '\0');
+        struct stat status {};
+        if (stat(name.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || !file) {
+            return true;
+        }
+        file.read(line.data(), static_cast<std::streamsize>(line.size()));
+        file.clear();
+        if (line.starts_with(ELFMAG)) {
+            problem.clear();
+            return CanLoad(name, file, library, problem);
+        }
+        name = InterpreterIn(line);
+    }
+    return true;
+}
+
+}  // namespace vboard
