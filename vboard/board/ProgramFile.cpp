@@ -2,7 +2,9 @@
 #include "vboard/board/ProgramFile.h"
 
 #include <elf.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -25,6 +27,21 @@ constexpr int kMostScripts = 5;
 
 constexpr std::string_view kOtherLoader = "ld-musl";
 constexpr const char* kShell = "/bin/sh";
+
+// Straight to the kernel: in a program of the run, libc's names for these are the board's.
+
+bool LookAt(const std::string& path, struct statx& status) {
+    return syscall(SYS_statx, AT_FDCWD, path.c_str(), 0, STATX_BASIC_STATS, &status) == 0;
+}
+
+bool MayBe(const std::string& path, int mode) {
+    return syscall(SYS_faccessat, AT_FDCWD, path.c_str(), mode) == 0;
+}
+
+bool IsFile(const std::string& path) {
+    struct statx status {};
+    return LookAt(path, status) && S_ISREG(status.stx_mode);
+}
 
 template <class Structure>
 bool ReadAt(std::ifstream& file, std::uint64_t offset, Structure& structure) {
@@ -60,13 +77,13 @@ bool ReadLoader(std::ifstream& file, std::string& loader) {
 
 /// ld.so(8): a program that runs with rights of its own takes no library from its caller.
 bool HasRightsOfItsOwn(const std::string& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
+    struct statx status {};
+    if (!LookAt(path, status)) {
         return false;
     }
-    const bool otherUser = (status.st_mode & S_ISUID) != 0 && status.st_uid != geteuid();
-    const bool otherGroup =
-        (status.st_mode & (S_ISGID | S_IXGRP)) == (S_ISGID | S_IXGRP) && status.st_gid != getegid();
+    const bool otherUser = (status.stx_mode & S_ISUID) != 0 && status.stx_uid != geteuid();
+    const bool otherGroup = (status.stx_mode & (S_ISGID | S_IXGRP)) == (S_ISGID | S_IXGRP) &&
+                            status.stx_gid != getegid();
     const bool capable =
         geteuid() != 0 && getxattr(path.c_str(), "security.capability", nullptr, 0) > 0;
     return otherUser || otherGroup || capable;
@@ -102,7 +119,7 @@ bool CanLoad(const std::string& path, std::ifstream& file, const ElfKind& librar
             "'{}' is started by '{}', which can't load the library of the board: "
             "build it for glibc",
             path, loader);
-    } else if (access(loader.c_str(), F_OK) != 0) {
+    } else if (!MayBe(loader, F_OK)) {
         problem =
             Formatted("'{}' is started by '{}', which is not there: install it", path, loader);
     } else if (HasRightsOfItsOwn(path)) {
@@ -139,9 +156,7 @@ std::string FindProgram(const std::string& word) {
         const std::size_t end = std::min(folders.find(':', begin), folders.size());
         const std::string folder = folders.substr(begin, end - begin);
         const std::string path = folder.empty() ? word : folder + "/" + word;
-        struct stat status {};
-        if (stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-            access(path.c_str(), X_OK) == 0) {
+        if (IsFile(path) && MayBe(path, X_OK)) {
             return path;
         }
         begin = end + 1;
@@ -167,12 +182,11 @@ bool ReadElfKind(const std::string& path, ElfKind& kind, std::string& problem) {
 bool CanBeOnBoard(const std::string& path, const ElfKind& library, std::string& problem) {
     std::string name = path;
     for (int scripts = 0; scripts <= kMostScripts && !name.empty(); ++scripts) {
-        std::ifstream file(name, std::ios::binary);
-        std::string line(kLineBytes, '\0');
-        struct stat status {};
-        if (stat(name.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || !file) {
+        if (!IsFile(name)) {
             return true;
         }
+        std::ifstream file(name, std::ios::binary);
+        std::string line(kLineBytes, '\0');
         file.read(line.data(), static_cast<std::streamsize>(line.size()));
         file.clear();
         if (line.starts_with(ELFMAG)) {
