@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/sweeps/Image.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "vboard/text/Format.h"
@@ -33,8 +34,10 @@ std::string RecordText(const Record& record) {
 }  // namespace
 
 Image& Image::Data(std::uint16_t address, std::vector<std::uint8_t> bytes) {
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        m_covered[static_cast<std::uint16_t>(address + i)] = bytes[i];
+    std::copy(bytes.begin(), bytes.end(), m_buffer.begin());
+    const std::size_t sent = bytes.size() + bytes.size() % 2;
+    for (std::size_t i = 0; i < sent; ++i) {
+        m_memory[static_cast<std::uint16_t>(address + i)] = m_buffer[i];
     }
     m_records.push_back({kDataType, address, std::move(bytes)});
     return *this;

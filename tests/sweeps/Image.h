@@ -4,8 +4,8 @@
 // Firmware images for sweeps, built record by record, so that what a download must do is known
 // without reading the file.
 
+#include <array>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -35,13 +35,15 @@ public:
     [[nodiscard]] std::uint16_t VersionWord() const { return m_version; }
     /// Intel HEX, upper case, with an end-of-file record.
     [[nodiscard]] std::string HexText() const;
-    /// What the chip should hold afterwards, at the addresses that the image covers.
-    [[nodiscard]] const std::map<std::uint16_t, std::uint8_t>& Covered() const { return m_covered; }
+    /// What all 64 KiB should hold afterwards in main memory: the image, erased cells beside it,
+    /// and behind an odd record the byte that an earlier, longer one has left in the buffer.
+    [[nodiscard]] const std::vector<std::uint8_t>& Memory() const { return m_memory; }
 
 private:
     std::string m_name;
     std::vector<Record> m_records;
-    std::map<std::uint16_t, std::uint8_t> m_covered;
+    std::vector<std::uint8_t> m_memory = std::vector<std::uint8_t>(0x10000, 0xFF);
+    std::array<std::uint8_t, 256> m_buffer{};  ///< What the program sends from.
     std::uint16_t m_version = 0;
 };
 

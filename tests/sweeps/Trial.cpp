@@ -19,6 +19,8 @@
 namespace sweeps {
 namespace {
 
+constexpr std::ptrdiff_t kMainMemoryStart = 0x2100;
+
 constexpr int kExitSuccess = 0;
 constexpr int kExitFailure = 255;
 constexpr int kExitHeld = 124;
@@ -143,10 +145,8 @@ bool Worker::HoldsImage(const Image& image) const {
     std::string problem;
     const bool opened = descriptor >= 0 && file.Attach(descriptor, problem);
     close(descriptor);
-    return opened &&
-           std::all_of(image.Covered().begin(), image.Covered().end(), [&file](const auto& cell) {
-               return file.ChipMemory()[cell.first] == cell.second;
-           });
+    return opened && std::equal(image.Memory().begin() + kMainMemoryStart, image.Memory().end(),
+                                file.ChipMemory().begin() + kMainMemoryStart);
 }
 
 Verdict Worker::Judge(const Image& image, const Ended& ended) const {
