@@ -178,8 +178,8 @@ TEST(ProgrammingRun, WhoseFirmwareDoesNotRunCountsItsVersionAsZeroAndFails) {
 
 // ---- as from a start script ----
 
-TEST(ProgrammingRun, WithoutAStandardInputGoesOnWithDevicesInItsPlace) {
-    // As from a start script that has closed it: the first device that is opened is descriptor 0.
+TEST(ProgrammingRun, WithoutAStandardInputIsAsWithOne) {
+    // As from a start script that has closed it.
     const TempFolder folder;
     const runs::Ended run = runs::RunProcess(
         {"vboard", "run", "--quiet", "--", "sh", "-c", "flashmcu -f " + BlinkyPath() + " <&-"},

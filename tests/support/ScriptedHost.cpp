@@ -172,6 +172,11 @@ DeviceScript& DeviceScript::EndsRead() {
     return *this;
 }
 
+DeviceScript& DeviceScript::IsGoneInTheEnd() {
+    m_isGoneInTheEnd = true;
+    return *this;
+}
+
 DeviceScript& DeviceScript::FailsRead() {
     m_answers.push_back({Reply::kError, {}});
     return *this;
@@ -392,6 +397,10 @@ long ScriptedHost::Read(int descriptor, void* buffer, std::size_t sizeBytes) {
     if (device == nullptr) {
         Record(line + " fails");
         return -1;
+    }
+    if (device->m_answers.empty() && device->m_isGoneInTheEnd) {
+        Record(line + " gets nothing");
+        return 0;
     }
     if (device->m_answers.empty()) {
         Record(line + " waits for ever");

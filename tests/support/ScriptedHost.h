@@ -62,6 +62,8 @@ public:
         // The next read returns 0, or -1.
         DeviceScript& EndsRead();
         DeviceScript& FailsRead();
+        // Every read beyond the script returns 0.
+        DeviceScript& IsGoneInTheEnd();
         // The next select runs into its timeout, or returns -1. An empty queue times out, too.
         DeviceScript& StaysSilent();
         DeviceScript& FailsSelect();
@@ -89,6 +91,7 @@ public:
         int m_openError = 0;
         bool m_refusesSettings = false;
         bool m_refusesIoctl = false;
+        bool m_isGoneInTheEnd = false;
     };
 
     ScriptedHost();

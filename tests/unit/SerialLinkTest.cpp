@@ -98,8 +98,12 @@ TEST_F(SerialLink, ADescriptorOfZeroCountsAsOpen) {
     m_target.m_serialFd = 0;
     EXPECT_FALSE(m_target.OpenSerial("/dev/ttyS1", 9600, 8, true, false, false, false));
     EXPECT_EQ(m_target.m_serialFd, 0);
-    EXPECT_EQ(Conversation(), "");
-    m_target.m_serialFd = -1;
+    EXPECT_FALSE(m_target.SendFrameExpectReply(1, nullptr, 0));
+    EXPECT_EQ(m_target.ReadReply(), 0);
+    m_target.CloseSerial();
+    EXPECT_EQ(m_target.m_serialFd, -1);
+    EXPECT_EQ(Conversation(),
+              "write descriptor 0 00 fails\nread descriptor 0 300 fails\nclose descriptor 0\n");
 }
 
 TEST_F(SerialLink, APortThatCannotBeOpenedLogsErrno) {
