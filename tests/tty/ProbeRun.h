@@ -25,6 +25,11 @@ public:
     /// Runs any program.
     runs::Ended Run(const std::vector<std::string>& program);
 
+    /// A file in the folder in which the programs run.
+    [[nodiscard]] std::string PathOf(const std::string& name) const {
+        return m_folder.PathOf(name);
+    }
+
     /// What the last run's transcript says, without the times.
     [[nodiscard]] std::vector<std::string> Calls() const;
 

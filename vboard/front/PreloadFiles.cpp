@@ -6,7 +6,6 @@
 
 // After it: the real headers.
 #include <fcntl.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -20,10 +19,18 @@ namespace {
 using vboard::Answer;
 using vboard::FileFor;
 using vboard::HostFor;
+using vboard::LastLink;
+using vboard::Place;
 using vboard::Real;
 using vboard::TheHost;
 
 constexpr int kNowhere = AT_FDCWD;
+
+/// With O_NOFOLLOW, and where it must not exist, a symbolic link is not gone after.
+LastLink LastOf(int flags) {
+    const bool creates = (flags & (O_CREAT | O_EXCL)) == (O_CREAT | O_EXCL);
+    return creates || (flags & O_NOFOLLOW) != 0 ? LastLink::kTaken : LastLink::kFollowed;
+}
 
 /// The third argument of open, which is there only when a file may be created.
 mode_t ModeOf(int flags, va_list arguments) {
@@ -31,10 +38,9 @@ mode_t ModeOf(int flags, va_list arguments) {
                                                                       : 0;
 }
 
-// The kernel opens from a folder only what has a relative name; the board's are absolute.
 int Open(int folder, const char* path, int flags, mode_t mode) {
-    if (const auto host = HostFor(path)) {
-        return vboard::OpenDescriptor(*host, path, flags);
+    if (const Place place = HostFor(path, LastOf(flags), folder)) {
+        return vboard::OpenDescriptor(place, flags);
     }
     return Real().openat(folder, path, flags, mode);
 }
@@ -141,48 +147,6 @@ VBOARD_EXPORT ssize_t write(int descriptor, const void* data, std::size_t size) 
         });
     }
     return Real().write(descriptor, data, size);
-}
-
-VBOARD_EXPORT ssize_t readv(int descriptor, const iovec* pieces, int count) {
-    if (const auto file = FileFor(descriptor)) {
-        return Answer<ssize_t>([&] { return vboard::ReadPieces(*file, pieces, count); });
-    }
-    return Real().readv(descriptor, pieces, count);
-}
-
-VBOARD_EXPORT ssize_t writev(int descriptor, const iovec* pieces, int count) {
-    if (const auto file = FileFor(descriptor)) {
-        return Answer<ssize_t>([&] { return vboard::WritePieces(*file, pieces, count); });
-    }
-    return Real().writev(descriptor, pieces, count);
-}
-
-VBOARD_EXPORT ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) {
-    if (const auto file = FileFor(descriptor)) {
-        return Answer<ssize_t>([&] { return vboard::ReadAt(*file, buffer, size, offset); });
-    }
-    return Real().pread(descriptor, buffer, size, offset);
-}
-
-VBOARD_EXPORT ssize_t pread64(int descriptor, void* buffer, std::size_t size, off64_t offset) {
-    if (const auto file = FileFor(descriptor)) {
-        return Answer<ssize_t>([&] { return vboard::ReadAt(*file, buffer, size, offset); });
-    }
-    return Real().pread64(descriptor, buffer, size, offset);
-}
-
-VBOARD_EXPORT ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) {
-    if (const auto file = FileFor(descriptor)) {
-        return Answer<ssize_t>([&] { return vboard::WriteAt(*file, data, size, offset); });
-    }
-    return Real().pwrite(descriptor, data, size, offset);
-}
-
-VBOARD_EXPORT ssize_t pwrite64(int descriptor, const void* data, std::size_t size, off64_t offset) {
-    if (const auto file = FileFor(descriptor)) {
-        return Answer<ssize_t>([&] { return vboard::WriteAt(*file, data, size, offset); });
-    }
-    return Real().pwrite64(descriptor, data, size, offset);
 }
 
 VBOARD_EXPORT off_t lseek(int descriptor, off_t offset, int whence) __THROW {

@@ -31,7 +31,9 @@ using vboard::DurationOf;
 using vboard::FileFor;
 using vboard::FileSets;
 using vboard::HostFor;
+using vboard::LastLink;
 using vboard::PauseVirtually;
+using vboard::Place;
 using vboard::PollFiles;
 using vboard::TheHost;
 using vboard::TimeoutOf;
@@ -141,16 +143,18 @@ VBOARD_EXPORT int __timespec_get64(timespec* time, int base) {
 }
 
 VBOARD_EXPORT int __stat64_time64(const char* path, struct stat* status) {
-    if (const auto host = HostFor(path)) {
-        return Answer<int>([&] { return vboard::StoreStatus(*host, path, *status); });
+    if (const Place place = HostFor(path, LastLink::kFollowed)) {
+        return Answer<int>(
+            [&] { return vboard::StoreStatus(place.TheHost(), place.Path(), Given(status)); });
     }
     static const auto real = RealNamed<decltype(&__stat64_time64)>("__stat64_time64");
     return real(path, status);
 }
 
 VBOARD_EXPORT int __lstat64_time64(const char* path, struct stat* status) {
-    if (const auto host = HostFor(path)) {
-        return Answer<int>([&] { return vboard::StoreStatus(*host, path, *status); });
+    if (const Place place = HostFor(path, LastLink::kTaken)) {
+        return Answer<int>(
+            [&] { return vboard::StoreStatus(place.TheHost(), place.Path(), Given(status)); });
     }
     static const auto real = RealNamed<decltype(&__lstat64_time64)>("__lstat64_time64");
     return real(path, status);
@@ -158,15 +162,24 @@ VBOARD_EXPORT int __lstat64_time64(const char* path, struct stat* status) {
 
 VBOARD_EXPORT int __fstat64_time64(int descriptor, struct stat* status) {
     if (const auto file = FileFor(descriptor)) {
-        return Answer<int>([&] { return vboard::StoreStatus(TheHost(), file->path, *status); });
+        return Answer<int>(
+            [&] { return vboard::StoreStatus(TheHost(), file->path, Given(status)); });
     }
     static const auto real = RealNamed<decltype(&__fstat64_time64)>("__fstat64_time64");
     return real(descriptor, status);
 }
 
 VBOARD_EXPORT int __fstatat64_time64(int folder, const char* path, struct stat* status, int flags) {
-    if (const auto host = HostFor(path)) {
-        return Answer<int>([&] { return vboard::StoreStatus(*host, path, *status); });
+    const LastLink last =
+        (flags & AT_SYMLINK_NOFOLLOW) != 0 ? LastLink::kTaken : LastLink::kFollowed;
+    const bool itself = (flags & AT_EMPTY_PATH) != 0 && (Given(path) == nullptr || *path == '\0');
+    if (const auto file = itself ? FileFor(folder) : vboard::FileTurn()) {
+        return Answer<int>(
+            [&] { return vboard::StoreStatus(TheHost(), file->path, Given(status)); });
+    }
+    if (const Place place = HostFor(path, last, folder)) {
+        return Answer<int>(
+            [&] { return vboard::StoreStatus(place.TheHost(), place.Path(), Given(status)); });
     }
     static const auto real = RealNamed<decltype(&__fstatat64_time64)>("__fstatat64_time64");
     return real(folder, path, status, flags);

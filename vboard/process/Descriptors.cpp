@@ -8,9 +8,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <utility>
 
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/RunLink.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
@@ -22,27 +25,39 @@ constexpr std::string_view kNamePrefix = "vboard:";
 constexpr std::string_view kLinkPrefix = "/memfd:vboard:";
 constexpr std::string_view kLinkSuffix = " (deleted)";
 
-std::string LinkOf(const char* descriptor) {
+std::string LinkName(int descriptor) {
+    return Formatted("{}/{}", kOpenDescriptors, descriptor);
+}
+
+std::string LinkOf(int descriptor) {
     std::array<char, 512> target{};
-    const std::string link = Formatted("{}/{}", kOpenDescriptors, descriptor);
-    const ssize_t length = readlink(link.c_str(), target.data(), target.size());
+    const ssize_t length =
+        Real().readlink(LinkName(descriptor).c_str(), target.data(), target.size());
     return length > 0 ? std::string(target.data(), static_cast<std::size_t>(length)) : "";
 }
 
-/// "vboard:FLAGS:PATH", as MakePlaceholder wrote it.
-bool ParseLink(std::string_view link, Placeholder& placeholder) {
+/// "vboard:FLAGS:PATH", as MakePlaceholder wrote it. An empty path where it is something else.
+std::pair<int, std::string_view> ParseLink(std::string_view link) {
     if (!link.starts_with(kLinkPrefix) || !link.ends_with(kLinkSuffix)) {
-        return false;
+        return {};
     }
     link.remove_prefix(kLinkPrefix.size());
     link.remove_suffix(kLinkSuffix.size());
-    const auto [end, error] =
-        std::from_chars(link.data(), link.data() + link.size(), placeholder.flags);
+    int flags = 0;
+    const auto [end, error] = std::from_chars(link.data(), link.data() + link.size(), flags);
     if (error != std::errc{} || end == link.data() + link.size() || *end != ':') {
-        return false;
+        return {};
     }
-    placeholder.path = link.substr(static_cast<std::size_t>(end - link.data()) + 1);
-    return true;
+    return {flags, link.substr(static_cast<std::size_t>(end - link.data()) + 1)};
+}
+
+/// The flags that NoteFlags left in the file; `opened` where it left none.
+int NotedFlags(int descriptor, int opened) {
+    int noted = 0;
+    const int file = Real().open(LinkName(descriptor).c_str(), O_RDONLY | O_CLOEXEC);
+    const ssize_t got = file < 0 ? 0 : Real().read(file, &noted, sizeof noted);
+    static_cast<void>(Real().close(file));
+    return got == sizeof noted ? noted : opened;
 }
 
 }  // namespace
@@ -76,9 +91,36 @@ Descriptors& TheDescriptors() {
     return *descriptors;
 }
 
-int MakePlaceholder(const OpenFile& file) {
-    const std::string name = Formatted("{}{}:{}", kNamePrefix, file.flags, file.path);
-    return memfd_create(name.c_str(), (file.flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0U);
+int MakePlaceholder(std::string_view path, int flags) {
+    const int before = errno;
+    const std::string name = Formatted("{}{}:{}", kNamePrefix, flags, path);
+    const int file = memfd_create(name.c_str(), MFD_CLOEXEC);
+    if (file < 0) {
+        return -1;
+    }
+    // It opens nothing and only names the file: neither read, write, mmap nor poll work on it. It
+    // gets the number of the file, the lowest that was free, as open(2) promises.
+    const int named = Real().open(LinkName(file).c_str(), O_PATH | O_CLOEXEC);
+    if (named < 0 && errno == ENOENT) {
+        FailRun("a program on the board needs /proc, and it is not mounted");
+    }
+    const int placeholder = named < 0 ? -1 : Real().dup3(named, file, flags & O_CLOEXEC);
+    const int error = placeholder < 0 ? errno : before;
+    static_cast<void>(Real().close(placeholder < 0 ? file : named));
+    errno = error;
+    return placeholder;
+}
+
+void NoteFlags(int descriptor, int flags) {
+    const int before = errno;
+    const int file = Real().open(LinkName(descriptor).c_str(), O_WRONLY | O_CLOEXEC);
+    static_cast<void>(Real().pwrite(file, &flags, sizeof flags, 0));
+    static_cast<void>(Real().close(file));
+    errno = before;
+}
+
+std::string_view PlaceholderPath(std::string_view link) {
+    return ParseLink(link).second;
 }
 
 std::vector<Placeholder> InheritedPlaceholders() {
@@ -88,12 +130,13 @@ std::vector<Placeholder> InheritedPlaceholders() {
         return found;
     }
     while (const dirent* entry = readdir(folder)) {
-        Placeholder placeholder{};
+        int descriptor = -1;
         const std::string_view name = entry->d_name;
-        const auto [end, error] =
-            std::from_chars(name.data(), name.data() + name.size(), placeholder.descriptor);
-        if (error == std::errc{} && ParseLink(LinkOf(entry->d_name), placeholder)) {
-            found.push_back(std::move(placeholder));
+        static_cast<void>(std::from_chars(name.data(), name.data() + name.size(), descriptor));
+        const std::string link = LinkOf(descriptor);
+        const auto [flags, path] = ParseLink(link);
+        if (!path.empty()) {
+            found.push_back({descriptor, NotedFlags(descriptor, flags), std::string(path)});
         }
     }
     closedir(folder);

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Which descriptors of the program belong to the board. Each is a real one, of an empty file in
-// memory, so that the machine gives its number to nobody else and locks on it never collide. The
-// file's name says what it stands for: a program that comes into being with such a descriptor open
-// finds its device again.
+// Which descriptors of the program belong to the board. Each is a real one, so that the machine
+// gives its number to nobody else, and one that can do nothing: a call that reaches the kernel with
+// it, because nothing stands in its way here, is refused with EBADF and never swallowed. It leads
+// to a file in memory whose name says what it stands for: a program that comes into being with such
+// a descriptor open finds its device again.
 
 #include <array>
 #include <atomic>
@@ -61,10 +62,14 @@ private:
 
 [[nodiscard]] Descriptors& TheDescriptors();
 
-/// Makes a new descriptor for a file of the board: -1 and errno on failure.
-[[nodiscard]] int MakePlaceholder(const OpenFile& file);
+/// Makes a new descriptor for a file of the board, opened with `flags`: -1 and errno on failure.
+[[nodiscard]] int MakePlaceholder(std::string_view path, int flags);
 
-/// What a placeholder stands for.
+/// Notes that the flags of the file behind a placeholder are others now, for programs that come
+/// into being with it.
+void NoteFlags(int descriptor, int flags);
+
+/// What the name of a placeholder's file says.
 struct Placeholder {
     int descriptor;
     int flags;  ///< Those of open(2).
@@ -72,5 +77,8 @@ struct Placeholder {
 };
 /// The placeholders with which this program came into being.
 [[nodiscard]] std::vector<Placeholder> InheritedPlaceholders();
+/// What a link below /proc/self/fd leads to, where that is a placeholder's file: the path of the
+/// board's file; else empty.
+[[nodiscard]] std::string_view PlaceholderPath(std::string_view link);
 
 }  // namespace vboard

@@ -46,12 +46,16 @@ IoResult LookUpFacts(const Host& host, std::string_view path, FileFacts& facts) 
     return -ENOENT;
 }
 
-IoResult StoreStatx(const Host& host, std::string_view path, struct statx& status) {
+IoResult StoreStatx(const Host& host, std::string_view path, struct statx* stored) {
+    if (stored == nullptr) {
+        return -EFAULT;
+    }
     FileFacts facts{};
     const IoResult result = LookUpFacts(host, path, facts);
     if (result < 0) {
         return result;
     }
+    struct statx& status = *stored;
     status = {};
     status.stx_mask = STATX_BASIC_STATS;
     status.stx_mode = static_cast<decltype(status.stx_mode)>(facts.mode);

@@ -25,15 +25,19 @@ inline constexpr unsigned kFileBlockBytes = 4096;
 /// -ENOENT where the path does not exist; else 0 and `facts`.
 [[nodiscard]] IoResult LookUpFacts(const Host& host, std::string_view path, FileFacts& facts);
 
-/// Fills a struct stat of any width. All widths have the same name, so each source needs a function
-/// of its own: static.
+/// Fills a struct stat of any width; -EFAULT for none. All widths have the same name, so each
+/// source needs a function of its own: static.
 template <class Status>
-static IoResult StoreStatus(const Host& host, std::string_view path, Status& status) {
+static IoResult StoreStatus(const Host& host, std::string_view path, Status* stored) {
+    if (stored == nullptr) {
+        return -EFAULT;
+    }
     FileFacts facts{};
     const IoResult result = LookUpFacts(host, path, facts);
     if (result < 0) {
         return result;
     }
+    Status& status = *stored;
     status = {};
     status.st_mode = facts.mode;
     status.st_nlink = 1;
@@ -44,6 +48,6 @@ static IoResult StoreStatus(const Host& host, std::string_view path, Status& sta
     return 0;
 }
 
-IoResult StoreStatx(const Host& host, std::string_view path, struct statx& status);
+IoResult StoreStatx(const Host& host, std::string_view path, struct statx* status);
 
 }  // namespace vboard

@@ -5,8 +5,10 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/select.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/uio.h>
@@ -24,10 +26,12 @@ namespace vboard {
 #define VBOARD_REAL_FUNCTIONS(DO) \
     DO(open) DO(open64) DO(openat) DO(openat64) DO(creat) DO(creat64) DO(close) DO(close_range) \
     DO(closefrom) DO(read) DO(write) DO(readv) DO(writev) DO(pread) DO(pread64) DO(pwrite) \
-    DO(pwrite64) DO(lseek) DO(lseek64) DO(dup) DO(dup2) DO(dup3) DO(fcntl) DO(fcntl64) \
+    DO(preadv) DO(preadv64) DO(pwritev) DO(pwritev64) DO(preadv2) DO(preadv64v2) DO(pwritev2) \
+    DO(pwritev64v2) DO(sendfile) DO(sendfile64) DO(vdprintf) DO(readlink) DO(splice) DO(copy_file_range) DO(fsync) DO(fdatasync) DO(ftruncate) \
+    DO(ftruncate64) DO(posix_fadvise) DO(posix_fadvise64) DO(flock) DO(lockf) DO(lockf64) DO(pwrite64) DO(lseek) DO(lseek64) DO(dup) DO(dup2) DO(dup3) DO(fcntl) DO(fcntl64) \
     DO(access) DO(eaccess) DO(euidaccess) DO(faccessat) DO(stat) DO(stat64) DO(lstat) \
     DO(lstat64) DO(fstat) DO(fstat64) DO(fstatat) DO(fstatat64) DO(statx) DO(fopen) DO(fopen64) \
-    DO(freopen) DO(freopen64) DO(fdopen) DO(fileno) DO(fileno_unlocked) DO(ioctl) DO(isatty) \
+    DO(freopen) DO(freopen64) DO(fdopen) DO(ioctl) DO(isatty) \
     DO(ttyname) DO(ttyname_r) DO(tcgetattr) DO(tcsetattr) DO(tcdrain) DO(tcflush) DO(tcflow) \
     DO(tcsendbreak) DO(select) DO(pselect) DO(poll) DO(ppoll) DO(usleep) DO(sleep) DO(nanosleep) \
     DO(clock_nanosleep) DO(clock_gettime) DO(gettimeofday) DO(time) DO(timespec_get) DO(execv) \

@@ -2,15 +2,14 @@
 #include "vboard/process/Streams.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
 #include <span>
 #include <utility>
-#include <vector>
 
+#include "vboard/process/RealLibc.h"
 #include "vboard/process/Wrapping.h"
 
 namespace vboard {
@@ -20,46 +19,104 @@ namespace {
 /// take nothing than this are taken for a wait that never ends.
 constexpr int kIdleTries = 100;
 
-struct Stream {
-    std::FILE* stream = nullptr;
-    std::shared_ptr<OpenFile> file;
-    int descriptor = -1;
-};
-
-/// Streams of the board that are open. Never destroyed: stdio flushes after every destructor has
-/// run.
-std::vector<Stream*>& OpenStreams() {
-    static auto* streams = new std::vector<Stream*>;
-    return *streams;
+/// The flags of open(2) for a mode of fopen(3); -1 when the mode is not one.
+int FlagsOfMode(const char* mode) {
+    int flags = std::strchr(mode, '+') != nullptr ? O_RDWR : O_WRONLY;
+    switch (mode[0]) {
+        case 'r':
+            flags = flags == O_RDWR ? O_RDWR : O_RDONLY;
+            break;
+        case 'w':
+            flags |= O_CREAT | O_TRUNC;
+            break;
+        case 'a':
+            flags |= O_CREAT | O_APPEND;
+            break;
+        default:
+            return -1;
+    }
+    flags |= std::strchr(mode, 'x') != nullptr ? O_EXCL : 0;
+    return flags | (std::strchr(mode, 'e') != nullptr ? O_CLOEXEC : 0);
 }
 
-Stream* FindStream(std::FILE* stream) {
-    const auto& streams = OpenStreams();
-    const auto found = std::find_if(streams.begin(), streams.end(),
-                                    [stream](const Stream* s) { return s->stream == stream; });
-    return found == streams.end() ? nullptr : *found;
+/// True where a descriptor opened with `flags` may carry a stream that wants `wanted`.
+bool Allows(int flags, int wanted) {
+    return (flags & O_ACCMODE) == O_RDWR || (flags & O_ACCMODE) == (wanted & O_ACCMODE);
 }
 
-OpenFile& FileOf(void* cookie) {
-    return *static_cast<Stream*>(cookie)->file;
+/// Opens the board's file for a stream of this mode: -1 and errno on failure.
+int OpenForStream(const Place& place, const char* mode) {
+    const int flags = FlagsOfMode(mode);
+    if (flags < 0) {
+        errno = EINVAL;
+        return -1;
+    }
+    return OpenDescriptor(place, flags, mode);
 }
 
-ssize_t ReadStream(void* cookie, char* buffer, std::size_t size) {
-    return Answer<ssize_t>([=] {
-        return TheHost().Read(FileOf(cookie),
-                              std::span(reinterpret_cast<std::uint8_t*>(buffer), size));
-    });
+}  // namespace
+
+std::FILE* OpenStream(const Place& place, const char* mode) {
+    const int descriptor = OpenForStream(place, mode);
+    return descriptor < 0 ? nullptr : StreamOn(descriptor, mode);
 }
 
-ssize_t WriteStream(void* cookie, const char* data, std::size_t size) {
-    OpenFile& file = FileOf(cookie);
-    std::span rest(reinterpret_cast<const std::uint8_t*>(data), size);
+std::FILE* StreamOn(int descriptor, const char* mode) {
+    const int flags = FlagsOfMode(mode);
+    if (flags < 0 || !Allows(TheDescriptors().At(descriptor)->flags, flags)) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    // libc looks at the kernel's descriptor before it makes a stream: it gets one that it likes.
+    const int before = errno;
+    const int liked = memfd_create("vboard-stream", MFD_CLOEXEC);
+    std::FILE* stream = liked < 0 ? nullptr : Real().fdopen(liked, mode);
+    if (stream == nullptr) {
+        static_cast<void>(Real().close(liked));
+        return nullptr;
+    }
+    stream->_fileno = descriptor;
+    static_cast<void>(Real().close(liked));
+    errno = before;
+    return stream;
+}
+
+std::FILE* ReopenStream(const Place& place, const char* mode, std::FILE* stream) {
     const BoardTurn turn;
-    for (int idleTries = 0; !rest.empty() && !World::Get()->Over();) {
+    LeaveStream(stream);
+    const int opened = OpenForStream(place, mode);
+    std::FILE* reopened = Real().freopen("/dev/null", "r+", stream);
+    if (opened < 0 || reopened == nullptr) {
+        if (reopened != nullptr) {
+            const int error = errno;
+            static_cast<void>(std::fclose(reopened));
+            errno = error;
+        }
+        return nullptr;
+    }
+    const int number = reopened->_fileno;
+    const int flags = TheDescriptors().At(opened)->flags;
+    static_cast<void>(Copied(opened, Real().dup3(opened, number, flags & O_CLOEXEC)));
+    static_cast<void>(CloseDescriptor(opened));
+    return reopened;
+}
+
+void LeaveStream(std::FILE* stream) {
+    static_cast<void>(std::fflush(stream));
+    Forget(stream->_fileno);
+}
+
+std::int64_t FlushStream(std::FILE* stream, const void* data, std::size_t size) {
+    const auto held = FileFor(stream->_fileno);
+    OpenFile& file = *held;
+    const int before = errno;
+    int error = 0;
+    std::span rest(static_cast<const std::uint8_t*>(data), size);
+    for (int idleTries = 0; !rest.empty() && error == 0 && !World::Get()->Over();) {
         const IoResult result = TheHost().Write(CallKind::kFlush, file, rest);
         if (result < 0) {
-            errno = static_cast<int>(-result);
-            return 0;  // fopencookie(3): a failed write reports 0.
+            error = static_cast<int>(-result);
+            continue;
         }
         idleTries = result == 0 ? idleTries + 1 : 0;
         if (idleTries == kIdleTries) {
@@ -67,68 +124,15 @@ ssize_t WriteStream(void* cookie, const char* data, std::size_t size) {
         }
         rest = rest.subspan(static_cast<std::size_t>(result));
     }
-    return static_cast<ssize_t>(size);
-}
-
-int SeekStream(void* /*cookie*/, off64_t* offset, int /*whence*/) {
-    // The board's files have no positions that matter: each write is a whole text.
-    *offset = 0;
-    return 0;
-}
-
-int CloseStream(void* cookie) {
-    const BoardTurn turn;
-    const std::unique_ptr<Stream> stream(static_cast<Stream*>(cookie));
-    std::erase(OpenStreams(), stream.get());
-    if (stream->descriptor >= 0) {
-        stream->file.reset();
-        return CloseDescriptor(stream->descriptor);
+    if (error != 0) {
+        stream->_flags |= _IO_ERR_SEEN;
     }
-    return Answer<int>([&] { return TheHost().Close(*stream->file); });
-}
-
-}  // namespace
-
-int FlagsOfMode(const char* mode) {
-    const bool update = std::strchr(mode, '+') != nullptr;
-    switch (mode[0]) {
-        case 'r':
-            return update ? O_RDWR : O_RDONLY;
-        case 'w':
-            return (update ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC;
-        case 'a':
-            return (update ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND;
-        default:
-            return -1;
+    const auto written = static_cast<std::int64_t>(size - (error == 0 ? 0 : rest.size()));
+    if (stream->_offset >= 0) {
+        stream->_offset += written;
     }
-}
-
-std::FILE* MakeStream(std::shared_ptr<OpenFile> file, int descriptor, const char* mode) {
-    constexpr cookie_io_functions_t kFunctions{ReadStream, WriteStream, SeekStream, CloseStream};
-    auto stream = std::make_unique<Stream>(Stream{nullptr, std::move(file), descriptor});
-    stream->stream = fopencookie(stream.get(), mode, kFunctions);
-    if (stream->stream == nullptr) {
-        return nullptr;
-    }
-    OpenStreams().push_back(stream.get());
-    return stream.release()->stream;
-}
-
-bool IsOurs(std::FILE* stream) {
-    const BoardTurn turn;
-    return FindStream(stream) != nullptr;
-}
-
-int DescriptorOf(std::FILE* stream) {
-    const BoardTurn turn;
-    Stream& found = *FindStream(stream);
-    if (found.descriptor < 0) {
-        found.descriptor = MakePlaceholder(*found.file);
-        if (found.descriptor >= 0) {
-            TheDescriptors().Put(found.descriptor, found.file);
-        }
-    }
-    return found.descriptor;
+    errno = error == 0 ? before : error;
+    return written;
 }
 
 }  // namespace vboard

@@ -288,8 +288,12 @@ void World::WaitsForEver(std::string_view call, std::string_view path, std::stri
 }  // namespace vboard
 
 namespace {
-// Runs at exit() and at the return of main.
+// Runs at exit() and at the return of main. What is left in a stream belongs to the program's run:
+// libc would flush it when all is over.
 __attribute__((destructor)) void EndOfProgram() {
+    if (vboard::World::IfMade() != nullptr) {
+        static_cast<void>(std::fflush(nullptr));
+    }
     vboard::World::EndIfMade();
 }
 }  // namespace

@@ -5,11 +5,14 @@
 #include <linux/close_range.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
+#include "vboard/process/Locks.h"
+#include "vboard/process/MemoryOwner.h"
 #include "vboard/process/RealLibc.h"
-#include "vboard/process/Streams.h"
 
 namespace vboard {
 namespace {
@@ -24,25 +27,73 @@ std::vector<std::uint8_t> Gathered(const iovec* pieces, int count) {
     return bytes;
 }
 
-int SetStatusFlags(OpenFile& file, int flags) {
+int SetStatusFlags(int descriptor, OpenFile& file, int flags) {
     constexpr int kChangeable = O_APPEND | O_NONBLOCK;
-    file.flags = (file.flags & ~kChangeable) | (flags & kChangeable);
+    const int changed = (file.flags & ~kChangeable) | (flags & kChangeable);
+    if (changed != file.flags) {
+        file.flags = changed;
+        NoteFlags(descriptor, changed);
+    }
     file.nonBlocking = (flags & O_NONBLOCK) != 0;
     return 0;
 }
 
+/// What is done at a place of its own leaves the file's place where it was.
+template <class Act>
+IoResult AtPlace(OpenFile& file, std::int64_t offset, Act&& act) {
+    Host& host = TheHost();
+    const IoResult before = host.Seek(file, 0, SEEK_CUR);
+    const IoResult place = before < 0 ? before : host.Seek(file, offset, SEEK_SET);
+    if (place < 0) {
+        return place;
+    }
+    const IoResult result = std::forward<Act>(act)();
+    static_cast<void>(host.Seek(file, before, SEEK_SET));
+    return result;
+}
+
+/// A kernel sends a pipe's worth in one piece.
+constexpr std::size_t kSentAtOnceBytes = 4096;
+
+/// What sendfile reads, from the board or from any other file.
+IoResult TakeFrom(int source, const std::int64_t* offset, std::span<std::uint8_t> part) {
+    if (const auto file = FileFor(source)) {
+        return offset == nullptr ? TheHost().Read(*file, part)
+                                 : ReadAt(*file, part.data(), part.size(), *offset);
+    }
+    const ssize_t got = offset == nullptr
+                            ? Real().read(source, part.data(), part.size())
+                            : Real().pread64(source, part.data(), part.size(), *offset);
+    return got < 0 ? -errno : got;
+}
+
+/// What sendfile writes.
+IoResult GiveTo(int target, std::span<const std::uint8_t> part) {
+    if (const auto file = FileFor(target)) {
+        return TheHost().Write(CallKind::kWrite, *file, part);
+    }
+    const ssize_t written = Real().write(target, part.data(), part.size());
+    return written < 0 ? -errno : written;
+}
+
 }  // namespace
 
-int OpenDescriptor(Host& host, const char* path, int flags) {
+int OpenDescriptor(const Place& place, int flags, std::string_view mode) {
     const BoardTurn turn;
     const int before = errno;
+    if (RunsInParentsMemory()) {
+        // The program that it becomes finds the file behind the descriptor.
+        errno = Exists(place) < 0 ? ENOENT : before;
+        return errno == ENOENT ? -1 : MakePlaceholder(place.Path(), flags);
+    }
     int error = 0;
-    std::shared_ptr<OpenFile> file = host.Open(CallKind::kOpen, path, flags, {}, error);
+    const CallKind how = mode.empty() ? CallKind::kOpen : CallKind::kFopen;
+    std::shared_ptr<OpenFile> file = place.TheHost().Open(how, place.Path(), flags, mode, error);
     if (file == nullptr) {
         errno = error;
         return -1;
     }
-    const int descriptor = MakePlaceholder(*file);
+    const int descriptor = MakePlaceholder(place.Path(), flags);
     if (descriptor >= 0) {
         TheDescriptors().Put(descriptor, std::move(file));
         errno = before;
@@ -50,35 +101,19 @@ int OpenDescriptor(Host& host, const char* path, int flags) {
     return descriptor;
 }
 
-std::FILE* OpenStream(Host& host, const char* path, const char* mode) {
+IoResult Forget(int descriptor) {
     const BoardTurn turn;
-    const int before = errno;
-    int error = EINVAL;
-    const int flags = FlagsOfMode(mode);
-    std::shared_ptr<OpenFile> file =
-        flags < 0 ? nullptr : host.Open(CallKind::kFopen, path, flags, mode, error);
-    if (file == nullptr) {
-        errno = error;
-        return nullptr;
+    const std::shared_ptr<OpenFile> file = TheDescriptors().Take(descriptor);
+    if (file->descriptors > 0) {
+        return 0;
     }
-    std::FILE* stream = MakeStream(std::move(file), -1, mode);
-    errno = stream == nullptr ? ENOMEM : before;
-    return stream;
-}
-
-std::FILE* StreamOn(int descriptor, const char* mode) {
-    const BoardTurn turn;
-    if (FlagsOfMode(mode) < 0) {
-        errno = EINVAL;
-        return nullptr;
-    }
-    return MakeStream(TheDescriptors().At(descriptor), descriptor, mode);
+    ReleaseLocks(*file);
+    return TheHost().Close(*file);
 }
 
 int CloseDescriptor(int descriptor) {
     return Answer<int>([descriptor]() -> IoResult {
-        const std::shared_ptr<OpenFile> file = TheDescriptors().Take(descriptor);
-        const IoResult result = file->descriptors == 0 ? TheHost().Close(*file) : 0;
+        const IoResult result = RunsInParentsMemory() ? 0 : Forget(descriptor);
         static_cast<void>(Real().close(descriptor));
         return result;
     });
@@ -111,16 +146,17 @@ bool IsReserved(int descriptor) {
 
 int Copied(int original, int copy) {
     const BoardTurn turn;
-    if (copy >= 0 && copy != original) {
+    if (copy >= 0 && copy != original && FileFor(original) != nullptr && !RunsInParentsMemory()) {
         TheDescriptors().Share(original, copy);
     }
     return copy;
 }
 
-void MakeRoom(int original, int target) {
-    if (target != original && FileFor(target) != nullptr) {
-        static_cast<void>(CloseDescriptor(target));
+int Replaced(int original, int target, int copy) {
+    if (copy >= 0 && copy != original && FileFor(target) != nullptr && !RunsInParentsMemory()) {
+        static_cast<void>(Forget(target));
     }
+    return Copied(original, copy);
 }
 
 IoResult ReadPieces(OpenFile& file, const iovec* pieces, int count) {
@@ -142,16 +178,73 @@ IoResult WritePieces(OpenFile& file, const iovec* pieces, int count) {
 }
 
 IoResult ReadAt(OpenFile& file, void* buffer, std::size_t size, std::int64_t offset) {
-    const IoResult place = TheHost().Seek(file, offset, SEEK_SET);
-    return place < 0 ? place
-                     : TheHost().Read(file, std::span(static_cast<std::uint8_t*>(buffer), size));
+    const auto read = [&] {
+        return TheHost().Read(file, std::span(static_cast<std::uint8_t*>(buffer), size));
+    };
+    return AtPlace(file, offset, read);
 }
 
 IoResult WriteAt(OpenFile& file, const void* data, std::size_t size, std::int64_t offset) {
-    const IoResult place = TheHost().Seek(file, offset, SEEK_SET);
-    return place < 0 ? place
-                     : TheHost().Write(CallKind::kWrite, file,
-                                       std::span(static_cast<const std::uint8_t*>(data), size));
+    const auto write = [&] {
+        return TheHost().Write(CallKind::kWrite, file,
+                               std::span(static_cast<const std::uint8_t*>(data), size));
+    };
+    return AtPlace(file, offset, write);
+}
+
+IoResult ReadPiecesAt(OpenFile& file, const iovec* pieces, int count, std::int64_t offset) {
+    return AtPlace(file, offset, [&] { return ReadPieces(file, pieces, count); });
+}
+
+IoResult WritePiecesAt(OpenFile& file, const iovec* pieces, int count, std::int64_t offset) {
+    return AtPlace(file, offset, [&] { return WritePieces(file, pieces, count); });
+}
+
+IoResult CopyFlagged(OpenFile& file, const iovec* pieces, int count, std::int64_t offset, int flags,
+                     bool writes) {
+    if (flags != 0) {
+        return -EOPNOTSUPP;
+    }
+    if (offset == kNoPlace) {
+        return writes ? WritePieces(file, pieces, count) : ReadPieces(file, pieces, count);
+    }
+    return writes ? WritePiecesAt(file, pieces, count, offset)
+                  : ReadPiecesAt(file, pieces, count, offset);
+}
+
+IoResult Send(int target, int source, std::int64_t* offset, std::size_t count) {
+    std::array<std::uint8_t, kSentAtOnceBytes> part{};
+    IoResult sent = 0;
+    while (count > 0) {
+        const std::size_t wanted = std::min(count, part.size());
+        const IoResult got = TakeFrom(source, offset, std::span(part).first(wanted));
+        const IoResult given =
+            got <= 0 ? got : GiveTo(target, std::span(part).first(static_cast<std::size_t>(got)));
+        if (given <= 0) {
+            return sent > 0 ? sent : given;
+        }
+        sent += given;
+        if (offset != nullptr) {
+            *offset += given;
+        }
+        if (given < static_cast<IoResult>(wanted)) {
+            break;
+        }
+        count -= wanted;
+    }
+    return sent;
+}
+
+IoResult Say(OpenFile& file, const char* format, va_list arguments) {
+    char* text = nullptr;
+    const int length = vasprintf(&text, format, arguments);
+    if (length < 0) {
+        return -ENOMEM;
+    }
+    const std::unique_ptr<char, void (*)(void*)> owner(text, std::free);
+    return TheHost().Write(
+        CallKind::kWrite, file,
+        std::span(reinterpret_cast<const std::uint8_t*>(text), static_cast<std::size_t>(length)));
 }
 
 int ControlDescriptor(int descriptor, int command, void* argument) {
@@ -161,13 +254,31 @@ int ControlDescriptor(int descriptor, int command, void* argument) {
         case F_GETFL:
             return file.flags & ~(O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC | O_CLOEXEC);
         case F_SETFL:
-            return SetStatusFlags(file,
+            return SetStatusFlags(descriptor, file,
                                   static_cast<int>(reinterpret_cast<std::intptr_t>(argument)));
         case F_DUPFD:
         case F_DUPFD_CLOEXEC:
             return Copied(descriptor, Real().fcntl(descriptor, command, argument));
-        default:
+        case F_GETLK:
+        case F_SETLK:
+        case F_SETLKW:
+            return Answer<int>(
+                [&] { return LockRange(file, command, static_cast<struct flock*>(argument)); });
+#if F_GETLK64 != F_GETLK
+        case F_GETLK64:
+        case F_SETLK64:
+        case F_SETLKW64:
+#endif
+        case F_OFD_GETLK:
+        case F_OFD_SETLK:
+        case F_OFD_SETLKW:
+            return Answer<int>(
+                [&] { return LockRange(file, command, static_cast<struct flock64*>(argument)); });
+        case F_GETFD:
+        case F_SETFD:
             return Real().fcntl(descriptor, command, argument);
+        default:
+            return Refused(EINVAL);
     }
 }
 
@@ -179,13 +290,14 @@ void AdoptInherited() {
         std::shared_ptr<OpenFile> file =
             World::Get()->TheHost().Inherit(placeholder.path, placeholder.flags);
         if (file != nullptr) {
+            NoteInherited(*file);
             TheDescriptors().Put(placeholder.descriptor, std::move(file));
         }
     }
 }
 
-IoResult Exists(const Host& host, const char* path) {
-    return host.Find(path) == PathKind::kNone ? -ENOENT : 0;
+IoResult Exists(const Place& place) {
+    return place.TheHost().Find(place.Path()) == PathKind::kNone ? -ENOENT : 0;
 }
 
 }  // namespace vboard

@@ -6,6 +6,7 @@
 #include <sys/uio.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -15,24 +16,33 @@
 
 #include "vboard/process/BoardTurn.h"
 #include "vboard/process/Descriptors.h"
+#include "vboard/process/Paths.h"
 #include "vboard/process/World.h"
 
 namespace vboard {
 
+/// The answer to a call that is refused: -1 and errno.
+inline int Refused(int error) {
+    errno = error;
+    return -1;
+}
+
 /// Something of the board and the turn to use it; nothing, and no turn, where it is not the
 /// board's. The turn lasts as long as the answer is kept.
-class HostTurn {
+class Place {
 public:
-    HostTurn() = default;
-    explicit HostTurn(World& world) : m_turn(std::in_place), m_host(&world.TheHost()) {}
+    Place() = default;
+    /// `path` is the board's name for the file.
+    Place(World& world, std::string path)
+        : m_turn(std::in_place), m_host(&world.TheHost()), m_path(std::move(path)) {}
     explicit operator bool() const { return m_host != nullptr; }
-    [[nodiscard]] Host& operator*() const { return *m_host; }
-    [[nodiscard]] Host* operator->() const { return m_host; }
-    friend bool operator==(const HostTurn& turn, std::nullptr_t) { return turn.m_host == nullptr; }
+    [[nodiscard]] Host& TheHost() const { return *m_host; }
+    [[nodiscard]] const std::string& Path() const { return m_path; }
 
 private:
     std::optional<BoardTurn> m_turn;
     Host* m_host = nullptr;
+    std::string m_path;
 };
 
 class FileTurn {
@@ -54,15 +64,11 @@ private:
     std::shared_ptr<OpenFile> m_file;  ///< Outlives a close by another thread.
 };
 
-/// The board's host, where `path` is one of its names. Paths that can't be cost no more than a
-/// comparison.
-[[nodiscard]] inline HostTurn HostFor(const char* path) {
-    if (path == nullptr ||
-        (std::strncmp(path, "/dev/", 5) != 0 && std::strncmp(path, "/sys/class/gpio", 15) != 0)) {
-        return {};
-    }
-    const RunLink* link = RunLink::Get();
-    return link != nullptr && link->Owns(path) ? HostTurn(*World::Get()) : HostTurn();
+/// The file of the board that a path of the program leads to.
+[[nodiscard]] inline Place HostFor(const char* path, LastLink last = LastLink::kFollowed,
+                                   int folder = AT_FDCWD) {
+    std::string found = BoardPath(folder, path, last);
+    return found.empty() ? Place() : Place(*World::Get(), std::move(found));
 }
 
 /// The board's file behind a descriptor. Other descriptors cost no more than a look.
@@ -86,28 +92,40 @@ Result Answer(Ask&& ask) {
     return static_cast<Result>(result < 0 ? -1 : result);
 }
 
-/// Opens a path of the board as a descriptor: -1 and errno on failure.
-[[nodiscard]] int OpenDescriptor(Host& host, const char* path, int flags);
-/// Opens a path of the board as a stream: nullptr and errno on failure.
-[[nodiscard]] std::FILE* OpenStream(Host& host, const char* path, const char* mode);
-/// A stream on a descriptor of the board: nullptr and errno on failure.
-[[nodiscard]] std::FILE* StreamOn(int descriptor, const char* mode);
+/// Opens a path of the board as a descriptor, or for a stream of this `mode`: -1 and errno on
+/// failure.
+[[nodiscard]] int OpenDescriptor(const Place& place, int flags, std::string_view mode = {});
 int CloseDescriptor(int descriptor);
+/// What the board knows of a descriptor goes; the machine's own stays. 0, or -errno of the closing.
+IoResult Forget(int descriptor);
 /// True for a descriptor that the run itself needs.
 [[nodiscard]] bool IsReserved(int descriptor);
 /// close_range(2) that spares what the run itself needs.
 int CloseRange(unsigned first, unsigned last, int flags);
 
-/// A copy of the board's `original`, as libc made it: registers it. Returns `copy`.
+/// A copy of `original`, as libc made it: registers it where that is the board's. Returns `copy`.
 int Copied(int original, int copy);
-/// The target of dup2 or dup3, which is closed when it is the board's.
-void MakeRoom(int original, int target);
+/// The same for dup2 and dup3, which close `target` if it was the board's.
+int Replaced(int original, int target, int copy);
 
 /// Reading and writing in pieces, and at a place of its own.
 IoResult ReadPieces(OpenFile& file, const iovec* pieces, int count);
 IoResult WritePieces(OpenFile& file, const iovec* pieces, int count);
 IoResult ReadAt(OpenFile& file, void* buffer, std::size_t size, std::int64_t offset);
 IoResult WriteAt(OpenFile& file, const void* data, std::size_t size, std::int64_t offset);
+IoResult ReadPiecesAt(OpenFile& file, const iovec* pieces, int count, std::int64_t offset);
+IoResult WritePiecesAt(OpenFile& file, const iovec* pieces, int count, std::int64_t offset);
+
+/// The offset of preadv2 and pwritev2 that stands for the file's own place.
+inline constexpr std::int64_t kNoPlace = -1;
+/// preadv2(2) and pwritev2(2), which know no flags here.
+IoResult CopyFlagged(OpenFile& file, const iovec* pieces, int count, std::int64_t offset, int flags,
+                     bool writes);
+
+/// sendfile(2) where one of the two is the board's. `offset` may be nullptr.
+IoResult Send(int target, int source, std::int64_t* offset, std::size_t count);
+/// dprintf(3).
+IoResult Say(OpenFile& file, const char* format, va_list arguments);
 
 /// Finds the devices behind descriptors that were open when the program came into being.
 void AdoptInherited();
@@ -116,6 +134,6 @@ void AdoptInherited();
 int ControlDescriptor(int descriptor, int command, void* argument);
 
 /// 0 where a path of the board exists, else -ENOENT.
-[[nodiscard]] IoResult Exists(const Host& host, const char* path);
+[[nodiscard]] IoResult Exists(const Place& place);
 
 }  // namespace vboard

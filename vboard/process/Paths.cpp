@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/process/Paths.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <string_view>
+
+#include "vboard/process/Descriptors.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/RunLink.h"
+#include "vboard/text/Format.h"
+
+namespace vboard {
+namespace {
+
+/// As many symbolic links as a kernel follows in one path.
+constexpr int kMostLinks = 40;
+
+/// What a symbolic link leads to; empty where `path` is none.
+std::string TargetOf(const std::string& path, bool& missing) {
+    std::array<char, PATH_MAX> target{};
+    const ssize_t length = Real().readlink(path.c_str(), target.data(), target.size());
+    missing = length < 0 && errno != EINVAL;
+    return length > 0 ? std::string(target.data(), static_cast<std::size_t>(length)) : "";
+}
+
+/// Walks a path from its beginning, one name at a time.
+class Walk {
+public:
+    Walk(const RunLink& link, LastLink last) : m_link(link), m_last(last) {}
+
+    /// Where a relative path begins.
+    void StandIn(std::string folder) { m_done = std::move(folder); }
+
+    /// False where the path leads nowhere.
+    bool Go(std::string path) {
+        m_rest = std::move(path);
+        while (!m_rest.empty()) {
+            if (m_rest.front() == '/') {
+                m_rest.erase(0, m_rest.find_first_not_of('/'));
+                continue;
+            }
+            if (!Step(NextName())) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    [[nodiscard]] const std::string& Done() const { return m_done; }
+
+private:
+    std::string NextName() {
+        const std::size_t end = std::min(m_rest.find('/'), m_rest.size());
+        std::string name = m_rest.substr(0, end);
+        m_rest.erase(0, end);
+        return name;
+    }
+
+    bool Step(const std::string& name) {
+        if (name == ".") {
+            return true;
+        }
+        if (name == "..") {
+            m_done.erase(std::min(m_done.rfind('/'), m_done.size()));
+            return !m_missing;
+        }
+        m_done.append("/").append(name);
+        const bool taken = m_last == LastLink::kTaken && m_rest.empty();
+        return m_missing || taken || m_link.Owns(m_done) || FollowLink();
+    }
+
+    /// False after too many of them.
+    bool FollowLink() {
+        const std::string target = TargetOf(m_done, m_missing);
+        if (target.empty()) {
+            return true;
+        }
+        if (const std::string_view path = PlaceholderPath(target); !path.empty()) {
+            m_done = path;
+            return true;
+        }
+        m_done.erase(target.front() == '/' ? 0 : m_done.rfind('/'));
+        m_rest.insert(0, target);
+        return ++m_links <= kMostLinks;
+    }
+
+    const RunLink& m_link;
+    LastLink m_last;
+    std::string m_done;
+    std::string m_rest;
+    bool m_missing = false;
+    int m_links = 0;
+};
+
+/// Where a relative path begins: the kernel's name for the folder.
+std::string FolderOf(int folder) {
+    bool missing = false;
+    return TargetOf(folder == AT_FDCWD ? "/proc/self/cwd" : Formatted("/proc/self/fd/{}", folder),
+                    missing);
+}
+
+}  // namespace
+
+std::string BoardPath(int folder, const char* path, LastLink last) {
+    const RunLink* link = RunLink::Get();
+    if (link == nullptr || path == nullptr || *path == '\0') {
+        return {};
+    }
+    const int before = errno;
+    Walk walk(*link, last);
+    if (*path != '/') {
+        walk.StandIn(FolderOf(folder));
+    }
+    const bool arrived = walk.Go(path);
+    errno = before;
+    return arrived && link->Owns(walk.Done()) ? walk.Done() : std::string{};
+}
+
+}  // namespace vboard
