@@ -36,14 +36,31 @@ bool Lines::Fail(std::string problem) {
     return false;
 }
 
-bool Lines::Exported(const std::string& gpio) const {
+bool Lines::Exported(const std::string& gpio) {
     return access(PathOf(gpio, "direction").c_str(), F_OK) == 0;
+}
+
+// The controller exports through stdio, which writes the rest of a number by itself where the
+// kernel takes a part of it: "86" then exports 8 and 6.
+void Lines::NoteStrangers() {
+    if (m_target.Made()) {
+        return;
+    }
+    for (const std::string& gpio : m_gpios) {
+        for (std::size_t cut = 1; cut < gpio.size(); ++cut) {
+            for (const std::string& part : {gpio.substr(0, cut), gpio.substr(cut)}) {
+                if (!Exported(part)) {
+                    m_strangers.push_back(part);
+                }
+            }
+        }
+    }
 }
 
 bool Lines::ExportAll() {
     for (int round = 0; round < kTries; ++round) {
         const auto missing = std::find_if(m_gpios.begin(), m_gpios.end(),
-                                          [this](const auto& gpio) { return !Exported(gpio); });
+                                          [](const auto& gpio) { return !Exported(gpio); });
         if (missing == m_gpios.end()) {
             return true;
         }
@@ -51,8 +68,7 @@ bool Lines::ExportAll() {
             m_problem = "GPIO line " + *missing + " cannot be exported";
         }
     }
-    return std::all_of(m_gpios.begin(), m_gpios.end(),
-                       [this](const auto& gpio) { return Exported(gpio); });
+    return std::all_of(m_gpios.begin(), m_gpios.end(), Exported);
 }
 
 bool Lines::AllAre(const std::string& direction) const {
@@ -63,6 +79,7 @@ bool Lines::AllAre(const std::string& direction) const {
 
 // Tristate on, chip held, lines driven.
 bool Lines::Prepare() {
+    NoteStrangers();
     CFWUMsp& controller = m_target.Controller();
     if (!ExportAll()) {
         return false;
@@ -114,15 +131,15 @@ bool Lines::StartFirmware(bool hard) {
 }
 
 bool Lines::UnexportAll() {
+    m_strangers.insert(m_strangers.end(), m_gpios.begin(), m_gpios.end());
     for (int round = 0; round < kTries; ++round) {
-        for (const std::string& gpio : m_gpios) {
+        for (const std::string& gpio : m_strangers) {
             if (Exported(gpio)) {
                 (void)WriteSmallFile(kFolder + "/unexport", gpio);
             }
         }
     }
-    return std::none_of(m_gpios.begin(), m_gpios.end(),
-                        [this](const auto& gpio) { return Exported(gpio); });
+    return std::none_of(m_gpios.begin(), m_gpios.end(), Exported);
 }
 
 bool Lines::Free() {
@@ -135,6 +152,7 @@ bool Lines::Free() {
 }
 
 bool Lines::LetGo() {
+    NoteStrangers();
     (void)m_target.Controller();
     m_driven = true;
     const bool exported = ExportAll();

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "guard/link/Target.h"
 
@@ -39,7 +40,8 @@ public:
 
 private:
     [[nodiscard]] bool Fail(std::string problem);
-    [[nodiscard]] bool Exported(const std::string& gpio) const;
+    [[nodiscard]] static bool Exported(const std::string& gpio);
+    void NoteStrangers();
     [[nodiscard]] bool ExportAll();
     [[nodiscard]] bool Prepare();
     [[nodiscard]] bool AllAre(const std::string& direction) const;
@@ -47,6 +49,8 @@ private:
 
     Target& m_target;
     std::array<std::string, 3> m_gpios;  ///< reset, RxD/NMI, TCK.
+    /// Lines that a number cut in two would name, as far as they were not exported before.
+    std::vector<std::string> m_strangers;
     bool m_driven = false;
     std::string m_problem;
 };

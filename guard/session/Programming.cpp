@@ -40,7 +40,19 @@ Step Programming::Run() {
         ++m_work.TheVerdict().reentries;
         step = Session();
     }
+    if (step == Step::kAgain && m_committing) {
+        TakeBack();
+    }
     return step;
+}
+
+// A reset vector that is not what it should be still starts something: rather nothing.
+void Programming::TakeBack() {
+    const std::string problem = m_work.TheVerdict().problem;
+    if (m_work.Enter() == Step::kDone && EraseAndUnlock(m_work) == Step::kDone) {
+        m_committing = false;
+    }
+    m_work.TheVerdict().problem = problem;
 }
 
 Step Programming::Session() {
@@ -54,6 +66,7 @@ Step Programming::Session() {
         step = KeepInformation();
     }
     step = step == Step::kDone ? EraseAndUnlock(m_work) : step;
+    m_committing = m_committing && step != Step::kDone;
     step = step == Step::kDone ? m_work.SpeedUp() : step;
     step = step == Step::kDone ? guard::ProveErased(m_work) : step;
     for (const Pass pass : {&Programming::WriteBody, &Programming::Prove, &Programming::Commit}) {
@@ -174,17 +187,25 @@ Step Programming::Commit() {
     m_work.Begin(Phase::kCommit, m_plan.CommitBytes());
     std::uint32_t done = 0;
     for (const Block& block : m_plan.commit) {
-        if (block.address == kResetVectorAddress && !m_work.Stops()) {
-            m_work.TheVerdict().chip = ChipState::kUnknown;
+        const bool last = block.address == kResetVectorAddress;
+        if (m_work.Stops()) {
+            return Step::kStopped;
         }
+        if (last) {
+            m_work.TheVerdict().chip = ChipState::kUnknown;
+            m_committing = true;
+        }
+        m_work.HoldStops(last);
         Step step = WriteBlock(block);
         step = step == Step::kDone ? ProveBlock(block) : step;
+        m_work.HoldStops(false);
         if (step != Step::kDone) {
             return step;
         }
         done += static_cast<std::uint32_t>(block.bytes.size());
         m_work.Advance(done);
     }
+    m_committing = false;
     return Step::kDone;
 }
 

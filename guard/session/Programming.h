@@ -32,6 +32,7 @@ private:
     [[nodiscard]] Step WriteBody();
     [[nodiscard]] Step Prove();
     [[nodiscard]] Step Commit();
+    void TakeBack();
     [[nodiscard]] Step WriteBlock(const Block& block);
     [[nodiscard]] Step ProveBlock(const Block& block);
     [[nodiscard]] Step Fail(std::string problem);
@@ -42,6 +43,7 @@ private:
     Plan m_plan;
     Sha256 m_readBack;
     bool m_kept = false;
+    bool m_committing = false;  ///< The word at 0xFFFE was sent and not yet read back.
 };
 
 }  // namespace guard

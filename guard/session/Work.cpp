@@ -81,7 +81,7 @@ bool Work::Stops() {
     if (m_verdict.signal == 0) {
         m_verdict.signal = StopSignal();
     }
-    return m_verdict.signal != 0;
+    return m_verdict.signal != 0 && !m_holdsStops;
 }
 
 std::optional<std::uint16_t> Work::AskVersion(Duration limit) {

@@ -46,6 +46,8 @@ public:
 
     /// Whether a signal asks for an end; kept in the verdict.
     [[nodiscard]] bool Stops();
+    /// While held, no signal asks for an end.
+    void HoldStops(bool hold) { m_holdsStops = hold; }
 
     /// The running firmware's version; nothing where it does not answer within `limit`, or the
     /// board has no way to ask.
@@ -95,6 +97,7 @@ private:
     Duration m_phaseBegin;
     Phase m_phase = Phase::kCount;
     bool m_speedFails = false;
+    bool m_holdsStops = false;
 };
 
 }  // namespace guard
