@@ -39,7 +39,7 @@ TEST(AnIntelHexFile, WithTwoDataRecordsCoversTheirBytesAndNoOther) {
 }
 
 TEST(AnIntelHexFile, WithCarriageReturnsEmptyLinesLowerCaseAndNoLastLineEndIsRead) {
-    EXPECT_EQ(Read("\r\n:0321000001020acf\r\n\r\n:00000001ff"),
+    EXPECT_EQ(Read(":0321000001020acf\r\n\r\n:00000001ff"),
               ImageOf({{0x2100, 1}, {0x2101, 2}, {0x2102, 10}}));
 }
 
@@ -64,9 +64,9 @@ TEST(AnIntelHexFile, ThatGivesAByteTwiceWithOneValueIsRead) {
 
 TEST(AnIntelHexFile, IsRefusedWithTheLineThatIsToBlame) {
     EXPECT_EQ(ProblemOf(":0321000001020ACF\n:0121010003DA\n:00000001FF\n"),
-              "line 2: 0x2101 is given twice with two values");
+              "line 2: 0x2101 is given twice with two values, before in line 1");
     EXPECT_EQ(ProblemOf(":0321000001020ACE\n"), "line 1: the checksum is CF, not CE");
-    EXPECT_EQ(ProblemOf("\n0321000001020ACF\n"), "line 2: a record begins with ':'");
+    EXPECT_EQ(ProblemOf("0321000001020ACF\n"), "line 1: a record begins with ':'");
     EXPECT_EQ(ProblemOf(":032100000102OACF\n"), "line 1: 'OA' are not two hexadecimal digits");
     EXPECT_EQ(ProblemOf(":0321000001020A-1\n"), "line 1: '-1' are not two hexadecimal digits");
     EXPECT_EQ(ProblemOf(":0321000001020AC\n"), "line 1: the number of digits is odd");
@@ -88,8 +88,8 @@ TEST(AnIntelHexFile, IsRefusedWhereItGoesBeyondTheChipsMemory) {
 }
 
 TEST(AnIntelHexFile, IsRefusedWithoutItsEndOrWithTextAfterIt) {
-    EXPECT_EQ(ProblemOf(""), "the end record is missing");
-    EXPECT_EQ(ProblemOf(":0321000001020ACF\n"), "the end record is missing");
+    EXPECT_EQ(ProblemOf(""), "line 1: the end record is missing");
+    EXPECT_EQ(ProblemOf(":0321000001020ACF\n"), "line 2: the end record is missing");
     EXPECT_EQ(ProblemOf(":00000001FF\n:00000001FF\n"), "line 2: there is text after the end");
 }
 
@@ -103,6 +103,18 @@ TEST(AnImage, IsWrittenInRowsThatEndAtGapsAndAtMultiplesOfSixteen) {
               ":10211000000102030405060708090A0B0C0D0E0F47\n"
               ":01212300AB10\n"
               ":00000001FF\n");
+}
+
+TEST(AnImage, InWholeWordsHasTheOtherHalfOfALoneByteErased) {
+    EXPECT_EQ(Canonical(ImageOf({{0x2101, 1}, {0x2102, 2}, {0x2104, 4}, {0x2105, 5}, {0xFFFF, 6}})),
+              ImageOf({{0x2100, 0xFF},
+                       {0x2101, 1},
+                       {0x2102, 2},
+                       {0x2103, 0xFF},
+                       {0x2104, 4},
+                       {0x2105, 5},
+                       {0xFFFE, 0xFF},
+                       {0xFFFF, 6}}));
 }
 
 TEST(AnImage, ThatCoversAllMemoryIsTheSameAfterWritingAndReading) {

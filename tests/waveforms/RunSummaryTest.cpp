@@ -147,7 +147,7 @@ TEST(TheRunner, RefusesAnImageThatIsNoneBeforeTheProgramStarts) {
               "vboard: image 'none.hex' can't be read: No such file or directory\n");
     const Summarized foreign({"--summary", "json", "--image", "/dev/null"});
     EXPECT_EQ(foreign.Status(), 125);
-    EXPECT_EQ(foreign.Error(), "vboard: image '/dev/null': the end record is missing\n");
+    EXPECT_EQ(foreign.Error(), "vboard: image '/dev/null': line 1: the end record is missing\n");
 }
 
 TEST(TheRunner, RefusesAnUnknownFormOfTheSummary) {
