@@ -55,7 +55,7 @@ Board::Board(const BoardSetup& setup, Memory memory, EraseWords eraseWords, Faul
       m_serialWire(std::make_unique<SerialWire>(m_clock, m_trace, faults, *m_chip)),
       m_messageWire(std::make_unique<MessageWire>(m_trace, *m_chip)),
       m_harness(std::make_unique<Harness>(m_trace, faults, *m_chip, *m_messageWire)),
-      m_gpios(std::make_unique<SysfsGpio>(*m_harness, m_setup.Model().gpios)),
+      m_gpios(std::make_unique<SysfsGpio>(*m_harness, m_setup.Gpios())),
       m_port(std::make_unique<TtyPort>(m_clock, m_trace, *m_serialWire, m_setup.ReceiveTrigger())),
       m_comm(std::make_unique<CommDevice>(m_clock, *m_harness, *m_messageWire)),
       m_faults(faults),
@@ -65,7 +65,9 @@ Board::Board(const BoardSetup& setup, Memory memory, EraseWords eraseWords, Faul
     m_chip->ConnectMessages(m_messageWire.get());
     m_host.AddGpios(*m_gpios);
     m_host.AddDevice(m_setup.PortPath(), *m_port);
-    m_host.AddDevice(m_setup.CommPath(), *m_comm);
+    if (!m_setup.CommPath().empty()) {
+        m_host.AddDevice(m_setup.CommPath(), *m_comm);
+    }
     faults.Begin(m_clock, m_trace, *this);
 }
 
@@ -77,7 +79,7 @@ void Board::Restore(const BoardState& state) {
     }
     std::array<Drive, kHostLineCount> drives{};
     for (std::size_t line = 0; line < kHostLineCount; ++line) {
-        drives.at(line) = SysfsGpio::DriveOf(state.gpios.at(m_setup.Model().gpios.at(line)));
+        drives.at(line) = SysfsGpio::DriveOf(state.gpios.at(m_setup.Gpios().at(line)));
     }
     m_port->RestoreAttributes(FromKernel(state.portSettings));
     m_harness->Restore(drives, state.tristate);

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <utility>
 
+#include "vboard/host/SysfsGpio.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
@@ -14,12 +15,18 @@ namespace {
 constexpr unsigned kLargestTrigger = 16;
 
 constexpr std::size_t kLongestPath = 200;
+constexpr std::size_t kLongestName = 60;
+constexpr std::string_view kNoDevice = "none";
 
-constexpr std::array<ChipOptionInfo, 6> kBoardOptions{{
+constexpr std::array<ChipOptionInfo, 8> kBoardOptions{{
     {"model", "BRDA, BRDB, BRDC", "BRDA", "wiring of the board: GPIO numbers and device names", ""},
+    {"name", "letters, digits, '-', '_' and '.'", "the model's", "name of a board that is no model",
+     ""},
+    {"lines", "three numbers from 0 to 255, with commas", "the model's",
+     "GPIO numbers of RESET_GPIO, RxD_NMI_GPIO and MSP_TCK_GPIO", ""},
     {"chip", "a name of `vboard list chips`", "the first of them", "the part on the board", ""},
     {"port", "a path below /dev/", "the model's", "name of the programming port", ""},
-    {"comm", "a path below /dev/", "the model's", "name of the communication device", ""},
+    {"comm", "a path below /dev/, or none", "the model's", "name of the communication device", ""},
     {"receive-trigger", "1..16", "1",
      "characters that the port's receive FIFO gathers before it hands them on", "16550-type UARTs"},
     {"start", "running, erased, loader, reset, silent", "running",
@@ -49,6 +56,54 @@ bool ParseTrigger(std::string_view value, unsigned& trigger) {
            trigger <= kLargestTrigger;
 }
 
+bool ParseLines(std::string_view value, std::array<unsigned, kHostLineCount>& gpios) {
+    const char* next = value.data();
+    const char* const end = value.data() + value.size();
+    for (unsigned& gpio : gpios) {
+        if (&gpio != gpios.data() && (next == end || *next++ != ',')) {
+            return false;
+        }
+        const auto [behind, error] = std::from_chars(next, end, gpio);
+        if (error != std::errc{} || gpio >= kGpioCount) {
+            return false;
+        }
+        next = behind;
+    }
+    return next == end && gpios[0] != gpios[1] && gpios[0] != gpios[2] && gpios[1] != gpios[2];
+}
+
+bool IsName(std::string_view value) {
+    return !value.empty() && value.size() <= kLongestName &&
+           value.find_first_not_of(
+               "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+               "0123456789-_.") == std::string_view::npos;
+}
+
+/// Whether the value fits a key that names the board's lines or devices.
+bool IsWiring(std::string_view key, std::string_view value, std::string& problem) {
+    std::array<unsigned, kHostLineCount> gpios{};
+    if (key == "name" && !IsName(value)) {
+        problem = Formatted(
+            "'name' takes letters, digits, '-', '_' and '.', at most {} of them, not '{}'",
+            kLongestName, value);
+        return false;
+    }
+    if (key == "lines" && !ParseLines(value, gpios)) {
+        problem = Formatted(
+            "'lines' takes three different numbers from 0 to {} for reset, RxD/NMI and TCK, as "
+            "90,86,91, not '{}'",
+            kGpioCount - 1, value);
+        return false;
+    }
+    const bool isPath = key == "port" || (key == "comm" && value != kNoDevice);
+    if (isPath && (!value.starts_with("/dev/") || value.size() > kLongestPath)) {
+        problem = Formatted("'{}' takes a path below /dev/ of at most {} characters, not '{}'", key,
+                            kLongestPath, value);
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 std::span<const ChipOptionInfo> BoardSetup::BoardOptions() {
@@ -60,15 +115,36 @@ BoardSetup::BoardSetup() : m_model(&AllBoardModels().front()), m_part(&DefaultCh
 }
 
 void BoardSetup::Apply() {
+    const auto lines = m_set.find("lines");
+    if (lines == m_set.end() || !ParseLines(lines->second, m_gpios)) {
+        m_gpios = m_model->gpios;
+    }
     const auto port = m_set.find("port");
     m_portPath = port == m_set.end() ? std::string(m_model->portPath) : port->second;
     const auto comm = m_set.find("comm");
     m_effectiveOptions = m_options;
     m_effectiveOptions.silent = m_options.silent || m_start == StartState::kSilent;
     m_commPath = comm == m_set.end() ? std::string(m_model->commPath) : comm->second;
+    if (m_commPath == kNoDevice) {
+        m_commPath.clear();
+    }
+}
+
+std::string_view BoardSetup::Name() const {
+    const auto name = m_set.find("name");
+    return name == m_set.end() ? m_model->name : std::string_view(name->second);
 }
 
 bool BoardSetup::Set(std::string_view key, std::string_view value, std::string& problem) {
+    if (!Take(key, value, problem)) {
+        return false;
+    }
+    m_set[std::string(key)] = value;
+    Apply();
+    return true;
+}
+
+bool BoardSetup::Take(std::string_view key, std::string_view value, std::string& problem) {
     if (value.find('\n') != std::string_view::npos) {
         problem = Formatted("the value of '{}' must be one line", key);
         return false;
@@ -88,12 +164,8 @@ bool BoardSetup::Set(std::string_view key, std::string_view value, std::string& 
             return false;
         }
         m_part = part;
-    } else if (key == "port" || key == "comm") {
-        if (!value.starts_with("/dev/") || value.size() > kLongestPath) {
-            problem = Formatted("'{}' takes a path below /dev/ of at most {} characters, not '{}'",
-                                key, kLongestPath, value);
-            return false;
-        }
+    } else if (key == "name" || key == "lines" || key == "port" || key == "comm") {
+        return IsWiring(key, value, problem);
     } else if (key == "receive-trigger") {
         unsigned trigger = 0;
         if (!ParseTrigger(value, trigger)) {
@@ -110,11 +182,9 @@ bool BoardSetup::Set(std::string_view key, std::string_view value, std::string& 
             return false;
         }
         m_start = found->second;
-    } else if (!SetChipOption(m_options, key, value, problem)) {
-        return false;
+    } else {
+        return SetChipOption(m_options, key, value, problem);
     }
-    m_set[std::string(key)] = value;
-    Apply();
     return true;
 }
 

@@ -4,6 +4,7 @@
 // What a board is made of: model, part, device names, options. Kept in board files as lines of
 // KEY=VALUE.
 
+#include <array>
 #include <map>
 #include <string>
 #include <string_view>
@@ -22,7 +23,8 @@ public:
     /// A BRDA board with the default part.
     BoardSetup();
 
-    /// Sets one key: model, chip, port, comm, receive-trigger, start, or one of the chip's options.
+    /// Sets one key: model, name, lines, chip, port, comm, receive-trigger, start, or one of the
+    /// chip's options.
     /// False, with a sentence in `problem` that names the accepted words, when it is refused;
     /// nothing has changed then.
     [[nodiscard]] bool Set(std::string_view key, std::string_view value, std::string& problem);
@@ -32,7 +34,10 @@ public:
     /// Reads such lines into a new setup.
     [[nodiscard]] static bool Parse(std::string_view text, BoardSetup& setup, std::string& problem);
 
-    [[nodiscard]] const BoardModel& Model() const { return *m_model; }
+    /// The model's name, or the one that was set.
+    [[nodiscard]] std::string_view Name() const;
+    /// GPIO numbers of the chip's lines, in the order of HostLine.
+    [[nodiscard]] const std::array<unsigned, kHostLineCount>& Gpios() const { return m_gpios; }
     [[nodiscard]] const ChipModel& Part() const { return *m_part; }
     /// The chip's options; a board that starts silent has a silent chip.
     [[nodiscard]] const ChipOptions& Options() const { return m_effectiveOptions; }
@@ -41,6 +46,7 @@ public:
         return m_set;
     }
     [[nodiscard]] const std::string& PortPath() const { return m_portPath; }
+    /// Empty when the board has no communication device.
     [[nodiscard]] const std::string& CommPath() const { return m_commPath; }
     [[nodiscard]] StartState Start() const { return m_start; }
     [[nodiscard]] unsigned ReceiveTrigger() const { return m_receiveTrigger; }
@@ -49,10 +55,12 @@ public:
     [[nodiscard]] static std::span<const ChipOptionInfo> BoardOptions();
 
 private:
+    [[nodiscard]] bool Take(std::string_view key, std::string_view value, std::string& problem);
     void Apply();
 
     std::map<std::string, std::string, std::less<>> m_set;
     const BoardModel* m_model;
+    std::array<unsigned, kHostLineCount> m_gpios{};
     const ChipModel* m_part;
     ChipOptions m_options;
     ChipOptions m_effectiveOptions;

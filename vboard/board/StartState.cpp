@@ -68,7 +68,7 @@ BoardState StateAtStart(const BoardSetup& setup,
         state.chip.mode = ChipMode::kLoader;
     }
     if (setup.Start() == StartState::kReset) {
-        const unsigned gpio = setup.Model().gpios.at(static_cast<std::size_t>(HostLine::kReset));
+        const unsigned gpio = setup.Gpios().at(static_cast<std::size_t>(HostLine::kReset));
         // As a boot program leaves it: driven, and not exported.
         state.gpios.at(gpio) = {
             .exported = false, .output = true, .high = true, .activeLow = false};

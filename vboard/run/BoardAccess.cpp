@@ -5,9 +5,15 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
+#include <optional>
+#include <string_view>
+#include <utility>
 
+#include "boardfile/BoardFile.h"
 #include "vboard/run/OutputFile.h"
 #include "vboard/text/Format.h"
 
@@ -33,10 +39,53 @@ void TellOfLoss(const std::string& path, const BoardFile& file) {
     }
 }
 
+constexpr std::string_view kModelSetting = "model=";
+
+/// A board of one's own is a file; the names of the models have no such end.
+bool NamesBoardInFile(std::string_view setting) {
+    return setting.starts_with(kModelSetting) && setting.ends_with(".toml");
+}
+
+/// What the file says about port, lines and chip. What it says beyond that is for flashguard.
+bool SetFromFile(const std::string& path, BoardSetup& setup, std::string& problem) {
+    std::vector<std::string_view> chips;
+    for (const ChipModel& chip : AllChipModels()) {
+        chips.push_back(chip.name);
+    }
+    boardfile::Description board;
+    std::vector<std::string> problems;
+    if (!boardfile::Read(path, chips, board, problems)) {
+        // Each is a line of its own.
+        for (const std::string& one : problems) {
+            problem += Formatted("{}{}", problem.empty() ? "" : "\nvboard: ", one);
+        }
+        return false;
+    }
+    const std::array<std::pair<const char*, std::string>, 5> settings{{
+        {"name", board.name},
+        {"port", board.port},
+        {"comm", board.communication.value_or("none")},
+        {"chip", board.chip},
+        {"lines", Formatted("{},{},{}", board.reset, board.rxdNmi, board.tck)},
+    }};
+    return std::all_of(settings.begin(), settings.end(), [&](const auto& one) {
+        std::string why;
+        const bool taken = setup.Set(one.first, one.second, why);
+        problem = taken ? problem : Formatted("{}: {}", path, why);
+        return taken;
+    });
+}
+
 }  // namespace
 
 bool SetupFrom(const std::vector<std::string>& settings, BoardSetup& setup, std::string& problem) {
     for (const std::string& setting : settings) {
+        if (NamesBoardInFile(setting)) {
+            if (!SetFromFile(setting.substr(kModelSetting.size()), setup, problem)) {
+                return false;
+            }
+            continue;
+        }
         const std::size_t equals = setting.find('=');
         if (equals == std::string::npos) {
             problem = Formatted("'{}' is not KEY=VALUE", setting);

@@ -49,7 +49,7 @@ MemoryArea LookAtArea(std::string_view name, AddressRange range, std::uint16_t s
 }
 
 LineView LookAtLine(const BoardFile& file, std::size_t line) {
-    const unsigned gpio = file.Setup().Model().gpios.at(line);
+    const unsigned gpio = file.Setup().Gpios().at(line);
     const GpioState& state = file.State().gpios.at(gpio);
     const SignalInfo& info = InfoOf(kLineSignals.at(line));
     const Drive drive = SysfsGpio::DriveOf(state);

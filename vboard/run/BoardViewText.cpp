@@ -95,10 +95,10 @@ std::string TextOf(const BoardView& view) {
     const auto row = [&text](std::string_view name, std::string_view value) {
         AppendFormatted(text, "{:<12}{}\n", name, value);
     };
-    row("model", setup.Model().name);
+    row("model", setup.Name());
     row("port", Formatted("{}, {}", setup.PortPath(),
                           TermiosText(FromKernel(view.file.State().portSettings))));
-    row("comm", setup.CommPath());
+    row("comm", setup.CommPath().empty() ? "none" : setup.CommPath());
     row("chip", part.name);
     row("state", ModeName(view.file));
     row("version", view.runningVersion
@@ -126,10 +126,10 @@ std::string JsonOf(const BoardView& view) {
         options[key] = value;
     }
     const Json object{
-        {"model", setup.Model().name},
+        {"model", setup.Name()},
         {"port", setup.PortPath()},
         {"port_settings", TermiosText(FromKernel(view.file.State().portSettings))},
-        {"comm", setup.CommPath()},
+        {"comm", setup.CommPath().empty() ? Json(nullptr) : Json(setup.CommPath())},
         {"chip", part.name},
         {"state", ModeName(view.file)},
         {"version", view.runningVersion ? Json(*view.runningVersion) : Json(nullptr)},
