@@ -2,69 +2,38 @@
 #include "guard/Files.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
+#include "guard/check/ImageFile.h"
 #include "guard/plan/Plan.h"
-#include "guard/plan/Sha256.h"
 #include "image/IntelHex.h"
 
 namespace guard {
 namespace {
 
-constexpr off_t kMostBytes = off_t{64} << 20U;
-
-bool ReadWhole(int file, std::string& text) {
-    std::array<char, 65536> part;
-    ssize_t count = 0;
-    while ((count = read(file, part.data(), part.size())) > 0) {
-        text.append(part.data(), static_cast<std::size_t>(count));
-    }
-    return count == 0;
-}
-
-// Not blocking, so that a pipe which nobody writes to is refused, too.
-bool ReadTextFile(const std::string& path, std::string& text, std::string& problem) {
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    struct stat facts {};
-    if (file < 0 || fstat(file, &facts) != 0) {
-        problem = path + ": " + std::strerror(errno);
-    } else if (!S_ISREG(facts.st_mode)) {
-        problem = path + " is no regular file";
-    } else if (facts.st_size > kMostBytes) {
-        problem = path + " is larger than 64 MiB";
-    } else if (!ReadWhole(file, text)) {
-        problem = path + ": " + std::strerror(errno);
-    }
-    if (file >= 0) {
-        (void)close(file);
-    }
-    return problem.empty();
-}
-
-std::uint16_t WordAt(const image::MemoryImage& memory, std::uint16_t address) {
-    return static_cast<std::uint16_t>(memory.At(address) |
-                                      memory.At(static_cast<std::uint16_t>(address + 1)) << 8U);
-}
-
+// All that was found is said; a refusal in the sentence of the verdict.
 bool ReadFirmware(const std::string& path, const Board& board, Firmware& firmware,
-                  std::string& problem) {
-    std::string text;
-    if (!ReadTextFile(path, text, problem)) {
+                  Progress& progress, std::string& problem) {
+    ImageFile file = ReadImageFile(path, board);
+    for (const image::Finding& finding : file.found.Kept()) {
+        progress.OnNote(TextOf(path, finding));
+    }
+    if (file.found.Refused()) {
+        const image::Finding* first = file.found.FirstRefusal();
+        problem = first == nullptr ? path + " is refused" : TextOf(path, *first);
         return false;
     }
     firmware.path = path;
-    firmware.sha256 = Sha256Of({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-    if (!image::ReadIntelHex(text, firmware.memory, problem)) {
-        problem = path + ": " + problem;
-        return false;
-    }
-    firmware.version = WordAt(firmware.memory, board.versionAddress);
+    firmware.sha256 = std::move(file.sha256);
+    firmware.memory = std::move(file.memory);
+    firmware.version = file.version.value_or(0);
     return true;
 }
 
@@ -102,10 +71,11 @@ bool MakeRequest(const CommandLine& line, Request& request, std::string& problem
     return true;
 }
 
-bool ReadImages(const CommandLine& line, Request& request, std::string& problem) {
+bool ReadImages(const CommandLine& line, Request& request, Progress& progress,
+                std::string& problem) {
     if (!line.image.empty()) {
         request.image.emplace();
-        if (!ReadFirmware(line.image, request.board, *request.image, problem)) {
+        if (!ReadFirmware(line.image, request.board, *request.image, progress, problem)) {
             return false;
         }
         if (!line.sha256.empty() && line.sha256 != request.image->sha256) {
@@ -116,7 +86,7 @@ bool ReadImages(const CommandLine& line, Request& request, std::string& problem)
     }
     if (!line.passwordOf.empty()) {
         Firmware old;
-        if (!ReadFirmware(line.passwordOf, request.board, old, problem)) {
+        if (!ReadFirmware(line.passwordOf, request.board, old, progress, problem)) {
             return false;
         }
         request.password = VectorsOf(old.memory);

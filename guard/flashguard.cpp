@@ -78,7 +78,7 @@ int Run(const CommandLine& line) {
     if (!MakeRequest(line, request, problem)) {
         return Refuse(Status::kUsage, problem, request, report);
     }
-    if (!ReadImages(line, request, problem)) {
+    if (!ReadImages(line, request, report, problem)) {
         return Refuse(Status::kImageRefused, problem, request, report);
     }
     if (line.command == Command::kRead) {
