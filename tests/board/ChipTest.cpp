@@ -185,13 +185,13 @@ TEST(ChipTest, AChipThatIsTakenAwayLeavesNothingBehindOnTheClock) {
 }
 
 TEST(ChipTest, AWholeReprogrammingLeavesTheNewFirmwareRunning) {
-    ChipBench bench(ChipSetup().Holding(0xFFE0, bench::Repeated(0x42, 30)));
+    ChipBench bench(ChipSetup().Holding(0xFFE0, bench::Repeat(0x42, 30)));
     bench.EnterLoader();
     EXPECT_EQ(bench.Ask(bench::MassEraseFrame()), "90");
     bench.Drive("rst0 rst1");
     EXPECT_EQ(bench.Mode(), ChipMode::kStopped);
     bench.EnterLoader();
-    EXPECT_EQ(bench.Ask(bench::PasswordFrame(bench::Repeated(0xFF, 32))), "90");
+    EXPECT_EQ(bench.Ask(bench::PasswordFrame(bench::Repeat(0xFF, 32))), "90");
     for (int round = 0; round < 20; ++round) {
         EXPECT_EQ(bench.Ask(bench::FromHex("80 16 04 04 00 21 04 a5 7f 69")), "90");
     }

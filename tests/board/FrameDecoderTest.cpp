@@ -68,7 +68,7 @@ TEST(FrameDecoderTest, AWriteFrameGivesItsFields) {
 
 TEST(FrameDecoderTest, EveryEvenLengthUpTo250BytesIsWholeAtItsLastCharacter) {
     for (std::size_t count = 0; count <= 250; count += 2) {
-        const Bytes frame = Frame(0x12, 0x2100, 0, bench::Repeated(0x5A, count));
+        const Bytes frame = Frame(0x12, 0x2100, 0, bench::Repeat(0x5A, count));
         FrameDecoder decoder;
         ASSERT_EQ(Decode(decoder, frame), std::to_string(count + 10) + " whole");
         ASSERT_EQ(decoder.Taken().data.size(), count);
@@ -145,7 +145,7 @@ TEST(FrameDecoderTest, FieldsThatHaveNotComeAreZero) {
 
 TEST(FrameDecoderTest, CharactersAfterTheEndWithoutAResetStayInBounds) {
     FrameDecoder decoder;
-    const Bytes longest = Frame(0x12, 0x2100, 250, bench::Repeated(0xFF, 250));
+    const Bytes longest = Frame(0x12, 0x2100, 250, bench::Repeat(0xFF, 250));
     EXPECT_EQ(Decode(decoder, longest), "260 whole");
     for (int i = 0; i < 1000; ++i) {
         (void)decoder.Take({0x80, false, false});

@@ -16,7 +16,7 @@ using bench::Frame;
 using bench::FromHex;
 using bench::MassEraseFrame;
 using bench::PasswordFrame;
-using bench::Repeated;
+using bench::Repeat;
 using bench::WriteFrame;
 using vboard::ChipMode;
 using vboard::Instant;
@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 using Words = std::vector<std::uint16_t>;
 
 Bytes ErasedPassword() {
-    return Repeated(0xFF, 32);
+    return Repeat(0xFF, 32);
 }
 
 Bytes VersionFrame() {
@@ -33,7 +33,7 @@ Bytes VersionFrame() {
 }
 
 ChipSetup Programmed() {
-    return ChipSetup().Holding(0xFFE0, Repeated(0x11, 32));
+    return ChipSetup().Holding(0xFFE0, Repeat(0x11, 32));
 }
 
 class LoaderCommandsTest : public testing::Test {
@@ -100,7 +100,7 @@ TEST_F(LoaderCommandsTest, OnlyFourCommandsAreTakenWhileLocked) {
         ChipBench bench(Programmed());
         bench.EnterLoader();
         const auto code = static_cast<std::uint8_t>(command);
-        const Bytes frame = code == 0x10   ? PasswordFrame(Repeated(0x11, 32))
+        const Bytes frame = code == 0x10   ? PasswordFrame(Repeat(0x11, 32))
                             : code == 0x12 ? WriteFrame(0x3000, {1, 2})
                             : code == 0x16 ? Frame(code, 0x3000, bench::kSegmentWord)
                             : code == 0x18 ? MassEraseFrame()
@@ -118,7 +118,7 @@ TEST_F(LoaderCommandsTest, TenCommandsAreTakenWhileUnlocked) {
         ChipBench bench(Programmed());
         bench.EnterLoader().Unlock();
         const auto code = static_cast<std::uint8_t>(command);
-        const Bytes frame = code == 0x10   ? PasswordFrame(Repeated(0x11, 32))
+        const Bytes frame = code == 0x10   ? PasswordFrame(Repeat(0x11, 32))
                             : code == 0x12 ? WriteFrame(0x3000, {1, 2})
                             : code == 0x16 ? Frame(code, 0x3000, bench::kSegmentWord)
                             : code == 0x18 ? MassEraseFrame()
@@ -140,7 +140,7 @@ TEST_F(LoaderCommandsTest, ALockedCommandChangesNothing) {
 
 TEST_F(LoaderCommandsTest, ThePasswordIsTheVectorTable) {
     m_bench.probe.Clear();
-    EXPECT_EQ(m_bench.Ask(PasswordFrame(Repeated(0x11, 32))), "90");
+    EXPECT_EQ(m_bench.Ask(PasswordFrame(Repeat(0x11, 32))), "90");
     EXPECT_EQ(m_bench.probe.Only("10"), "10 password -> 90");
     EXPECT_EQ(m_bench.probe.Only("loader_locked"), "loader_locked=0");
     EXPECT_EQ(m_bench.Ask(WriteFrame(0x3000, {1, 2})), "90");
@@ -148,7 +148,7 @@ TEST_F(LoaderCommandsTest, ThePasswordIsTheVectorTable) {
 
 TEST_F(LoaderCommandsTest, EveryByteOfThePasswordCounts) {
     for (std::size_t i = 0; i < 32; ++i) {
-        Bytes password = Repeated(0x11, 32);
+        Bytes password = Repeat(0x11, 32);
         password[i] = 0x10;
         (void)m_bench.Ask(PasswordFrame(password));
         EXPECT_FALSE(m_bench.chip.State().loaderUnlocked) << i;
@@ -173,7 +173,7 @@ TEST_F(LoaderCommandsTest, AWrongPasswordIsAcknowledgedByEveryPart) {
     for (const auto& model : vboard::AllChipModels()) {
         ChipBench bench(Programmed().Part(model.name));
         bench.EnterLoader();
-        EXPECT_EQ(bench.Ask(PasswordFrame(Repeated(0x12, 32))), "90") << model.name;
+        EXPECT_EQ(bench.Ask(PasswordFrame(Repeat(0x12, 32))), "90") << model.name;
         EXPECT_FALSE(bench.chip.State().loaderUnlocked) << model.name;
     }
 }
@@ -225,8 +225,8 @@ TEST_F(LoaderCommandsTest, AnyLoaderKeyButZeroErasesAfterAWrongPassword) {
 TEST_F(LoaderCommandsTest, APasswordOfAnotherLengthIsRefusedAndErasesNothing) {
     ChipBench bench(Programmed().Part("msp430-56k-key"));
     bench.EnterLoader();
-    EXPECT_EQ(bench.Ask(PasswordFrame(Repeated(0x11, 30))), "a0");
-    EXPECT_EQ(bench.Ask(PasswordFrame(Repeated(0x11, 34))), "a0");
+    EXPECT_EQ(bench.Ask(PasswordFrame(Repeat(0x11, 30))), "a0");
+    EXPECT_EQ(bench.Ask(PasswordFrame(Repeat(0x11, 34))), "a0");
     EXPECT_EQ(bench.At(0x2100, 2), "00 01");
     EXPECT_FALSE(bench.chip.State().loaderUnlocked);
 }
@@ -246,7 +246,7 @@ TEST_F(LoaderCommandsTest, AWriteProgramsItsBlock) {
 
 TEST_F(LoaderCommandsTest, TheLargestBlockAndTheEmptyOneAreTaken) {
     m_bench.Unlock();
-    EXPECT_EQ(m_bench.Ask(WriteFrame(0x3000, Repeated(0x5A, 250))), "90");
+    EXPECT_EQ(m_bench.Ask(WriteFrame(0x3000, Repeat(0x5A, 250))), "90");
     EXPECT_EQ(m_bench.At(0x30F8, 3), "5a 5a ff");
     EXPECT_EQ(m_bench.Ask(WriteFrame(0x4000, {})), "90");
 }

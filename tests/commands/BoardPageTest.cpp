@@ -4,9 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "tests/commands/BoardFolder.h"
+#include "tests/runs/Lines.h"
 #include "vboard/board/BoardSetup.h"
 #include "vboard/board/StartState.h"
 #include "vboard/text/Format.h"
@@ -22,9 +21,8 @@ const std::string& Page() {
 std::size_t CountRows(const std::string& heading) {
     const std::size_t begin = Page().find(heading);
     const std::size_t end = Page().find("\n\n", begin);
-    std::istringstream lines(Page().substr(begin, end - begin));
     std::size_t count = 0;
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : runs::LinesOf(Page().substr(begin, end - begin))) {
         count += line.starts_with("| `") ? 1U : 0U;
     }
     return count;

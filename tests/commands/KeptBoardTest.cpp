@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -14,6 +13,7 @@
 #include <algorithm>
 
 #include "tests/commands/BoardFolder.h"
+#include "tests/runs/Process.h"
 
 namespace commands {
 namespace {
@@ -159,25 +159,11 @@ TEST(ForeignFile, AnImageIsRefused) {
 class BackgroundRun {
 public:
     explicit BackgroundRun(const BoardFolder& folder, const std::string& image) {
-        const std::string vboard = std::string(FLASHMCU_PROGRAM_DIR) + "/vboard";
-        const std::string tool = std::string(FLASHMCU_PROGRAM_DIR) + "/flashmcu";
-        const std::string board = folder.PathOf("a.board");
-        const std::string transcript = folder.PathOf("transcript");
-        std::vector<std::string> words{vboard,    "run", "--quiet",      "--pace",   "10",
-                                       "--board", board, "--transcript", transcript, "--",
-                                       tool,      "-f",  image};
-        std::vector<char*> arguments;
-        for (std::string& word : words) {
-            arguments.push_back(word.data());
-        }
-        arguments.push_back(nullptr);
-        posix_spawn_file_actions_t actions{};
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        EXPECT_EQ(
-            posix_spawn(&m_runner, vboard.c_str(), &actions, nullptr, arguments.data(), environ),
-            0);
-        posix_spawn_file_actions_destroy(&actions);
+        m_runner = runs::StartProcess(
+            {"vboard", "run", "--quiet", "--pace", "10", "--board", folder.PathOf("a.board"),
+             "--transcript", folder.PathOf("transcript"), "--", "flashmcu", "-f", image},
+            folder.PathOf("."), "/dev/null", "/dev/null");
+        EXPECT_GT(m_runner, 0);
     }
 
     /// Waits until so many bytes of main memory hold something. False when the run ended before.
@@ -187,7 +173,7 @@ public:
         close(file);
         const auto* main = static_cast<const volatile std::uint8_t*>(mapped) + kMemoryOffset;
         bool reached = false;
-        while (!reached && waitpid(m_runner, nullptr, WNOHANG) == 0) {
+        while (!reached && m_runner > 0 && waitpid(m_runner, nullptr, WNOHANG) == 0) {
             std::ptrdiff_t erased = 0;
             for (std::size_t address = 0x2100; address < 0xFFE0; ++address) {
                 erased += main[address] == 0xFF ? 1 : 0;
@@ -200,8 +186,11 @@ public:
 
     /// Kills the runner. The program under test goes with it.
     void Kill() const {
-        kill(m_runner, SIGKILL);
-        waitpid(m_runner, nullptr, 0);
+        // To -1 it would go to everything on the machine.
+        if (m_runner > 0) {
+            kill(m_runner, SIGKILL);
+            waitpid(m_runner, nullptr, 0);
+        }
     }
 
 private:

@@ -5,9 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "tests/commands/BoardFolder.h"
+#include "tests/runs/Lines.h"
 
 namespace commands {
 namespace {
@@ -15,8 +14,7 @@ namespace {
 std::vector<std::string> CommandsOf(const std::string& page) {
     std::vector<std::string> commands;
     bool inside = false;
-    std::istringstream lines(page);
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : runs::LinesOf(page)) {
         if (line.starts_with("```")) {
             inside = line == "```sh";
         } else if (inside) {

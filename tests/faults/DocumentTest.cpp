@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "tests/faults/FaultRun.h"
+#include "tests/runs/Lines.h"
 #include "tests/runs/Process.h"
 #include "vboard/faults/FaultTable.h"
 #include "vboard/text/Format.h"
@@ -24,8 +25,7 @@ const std::string& Page() {
 std::string BlocksOf(const std::string& language) {
     std::string text;
     bool within = false;
-    std::istringstream lines(Page());
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : runs::LinesOf(Page())) {
         if (line.starts_with("```")) {
             within = line == "```" + language;
         } else if (within) {

@@ -2,28 +2,20 @@
 #include "tests/faults/FaultRun.h"
 
 #include <algorithm>
-#include <sstream>
+
+#include "tests/runs/Lines.h"
+#include "tests/runs/Transcript.h"
 
 namespace faults {
 namespace {
 
-constexpr std::size_t kTimeWidth = 13;  // "    1.651000 "
 constexpr const char* kStrike = "fault   ";
-
-std::vector<std::string> LinesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 /// Without their times.
 std::vector<std::string> Transcript(const runs::Outcome& run) {
-    std::vector<std::string> lines = LinesOf(run.transcript);
-    for (std::string& line : lines) {
-        line.erase(0, std::min(kTimeWidth, line.size()));
+    std::vector<std::string> lines;
+    for (const runs::TranscriptLine& line : runs::ReadTranscript(run.transcript)) {
+        lines.emplace_back(line.both);
     }
     return lines;
 }
@@ -73,7 +65,7 @@ std::size_t Strikes(const runs::Outcome& run) {
 }
 
 std::string LastWords(const runs::Outcome& run, std::size_t count) {
-    const std::vector<std::string> lines = LinesOf(run.log);
+    const std::vector<std::string> lines = runs::LinesOf(run.log);
     return Joined(lines.end() - static_cast<std::ptrdiff_t>(std::min(count, lines.size())),
                   lines.end());
 }

@@ -4,11 +4,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "image/IntelHex.h"
+#include "tests/runs/Lines.h"
 #include "tests/runs/Process.h"
 #include "tests/runs/ToolLog.h"
+#include "tests/runs/Transcript.h"
 #include "vboard/board/BoardFile.h"
 #include "vboard/run/Descriptor.h"
 #include "vboard/text/Format.h"
@@ -22,11 +22,8 @@ constexpr std::uint8_t kErased = 0xFF;
 
 std::string WithoutReplayLine(const std::string& text) {
     std::string rest;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        if (!line.starts_with("vboard: replay: ")) {
-            rest += line + "\n";
-        }
+    for (const std::string& line : LinesOf(text)) {
+        rest += line.starts_with("vboard: replay: ") ? "" : line + "\n";
     }
     return rest;
 }
@@ -34,18 +31,11 @@ std::string WithoutReplayLine(const std::string& text) {
 }  // namespace
 
 std::string Outcome::Conversation() const {
-    // "    1.651000 call    write /dev/ttyS1 80 = 1"
-    constexpr std::size_t kColumnWidth = 8;
     std::string conversation;
-    std::istringstream lines(transcript);
-    for (std::string line; std::getline(lines, line);) {
-        const std::size_t time = line.find_first_not_of(' ');
-        const std::size_t column = line.find(' ', time) + 1;
-        const std::string words = line.substr(column + kColumnWidth);
-        if (line.compare(column, kColumnWidth, "call    ") == 0) {
-            conversation += words + "\n";
-        } else if (line.compare(column, kColumnWidth, "pause   ") == 0) {
-            conversation += "pause " + words + "\n";
+    for (const TranscriptLine& line : ReadTranscript(transcript)) {
+        if (line.column == "call" || line.column == "pause") {
+            conversation += line.column == "pause" ? "pause " : "";
+            conversation += std::string(line.words) + "\n";
         }
     }
     return conversation;

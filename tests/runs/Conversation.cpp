@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <sstream>
 
+#include "tests/runs/Lines.h"
 #include "tests/support/LoaderFrames.h"
 
 namespace runs {
@@ -32,8 +32,7 @@ std::string Count(const Bytes& bytes) {
 
 std::vector<Block> BlocksOf(const std::string& imageText) {
     std::vector<Block> blocks;
-    std::istringstream stream(imageText);
-    for (std::string line; std::getline(stream, line);) {
+    for (const std::string& line : LinesOf(imageText)) {
         std::string spaced;
         for (std::size_t i = 1; i + 1 < line.size(); i += 2) {
             spaced += line.substr(i, 2) + " ";

@@ -6,22 +6,13 @@
 #include <algorithm>
 #include <map>
 #include <regex>
-#include <sstream>
 #include <vector>
 
+#include "tests/runs/Lines.h"
 #include "tests/runs/Process.h"
 
 namespace runs {
 namespace {
-
-std::vector<std::string> LinesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 const std::vector<std::string>& SourceLines(const std::string& path) {
     static std::map<std::string, std::vector<std::string>> sources;

@@ -12,10 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/runs/Lines.h"
 #include "tests/runs/Process.h"
 #include "tests/support/TempFolder.h"
 
 using runs::Ended;
+using runs::LinesOf;
 using runs::ReadFile;
 using runs::RunProcess;
 
@@ -27,15 +29,6 @@ struct Command {
     std::string text;
     Lines output;
 };
-
-Lines LinesOf(const std::string& text) {
-    Lines lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 std::vector<Command> CommandsOf(const std::string& page) {
     std::vector<Command> commands;

@@ -9,13 +9,13 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/runs/Board.h"
 #include "tests/runs/Compare.h"
 #include "tests/runs/Process.h"
+#include "tests/runs/Transcript.h"
 
 using runs::BigPath;
 using runs::BlinkyPath;
@@ -23,6 +23,8 @@ using runs::Board;
 using runs::ExpectSame;
 using runs::Outcome;
 using runs::ReadFile;
+using runs::ReadTranscript;
+using runs::TranscriptLine;
 
 namespace {
 
@@ -37,38 +39,15 @@ TEST(Transcript, OfProgrammingIsAsItWasReviewed) {
 
 // ---- time ----
 
-struct Line {
-    long timeUs;
-    std::string column;
-    std::string words;
-};
-
-std::vector<Line> LinesOf(const std::string& transcript) {
-    std::vector<Line> lines;
-    std::istringstream stream(transcript);
-    for (std::string text; std::getline(stream, text);) {
-        std::istringstream words(text);
-        long seconds = 0;
-        char dot = 0;
-        std::string fraction;
-        Line line{};
-        words >> seconds >> dot >> fraction >> line.column >> std::ws;
-        std::getline(words, line.words);
-        line.timeUs = seconds * 1'000'000 + std::stol(fraction);
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 /// Calls that wait are told when they have ended; every other call takes no time.
-bool Waits(const Line& line) {
+bool Waits(const TranscriptLine& line) {
     return line.words.starts_with("read ") || line.words.starts_with("select ");
 }
 
 TEST(VirtualTime, PassesOnlyInPausesAndInCallsThatWait) {
     const Outcome run = Board().Runs({"-f", BigPath()});
     long nextUs = 0;
-    for (const Line& line : LinesOf(run.transcript)) {
+    for (const TranscriptLine& line : ReadTranscript(run.transcript)) {
         if (line.column != "call" && line.column != "pause") {
             continue;
         }
@@ -79,7 +58,7 @@ TEST(VirtualTime, PassesOnlyInPausesAndInCallsThatWait) {
             EXPECT_NEAR(static_cast<double>(line.timeUs), static_cast<double>(nextUs), 1)
                 << line.words;
         }
-        nextUs = line.timeUs + (line.column == "pause" ? std::stol(line.words) : 0);
+        nextUs = line.timeUs + (line.column == "pause" ? std::stol(std::string(line.words)) : 0);
     }
 }
 
@@ -87,20 +66,20 @@ TEST(VirtualTime, OfAProgrammingRunIsItsPausesAndItsCharactersAndWhatTheChipTake
     const Outcome run = Board().Runs({"-f", BlinkyPath()});
     double wireUs = 0;
     long pauseUs = 0;
-    for (const Line& line : LinesOf(run.transcript)) {
+    for (const TranscriptLine& line : ReadTranscript(run.transcript)) {
         if (line.column == "wire") {
             // 11 bits a character, a direction mark before them.
             const auto characters = static_cast<double>((line.words.size() - 1) / 3);
             wireUs += characters * 11 * 1e6 / 9600;
         } else if (line.column == "pause") {
-            pauseUs += std::stol(line.words);
+            pauseUs += std::stol(std::string(line.words));
         }
     }
     // Two queries with 500 ms behind each, 500 ms between, three entries of 1250 ms.
     EXPECT_EQ(pauseUs, 3 * 500'000 + 3 * (100'000 + 1'050'000 + 100'000));
     // At 400 kHz: 21 erases of 10593 periods each, 97 words of 35; the two queries take 1 ms each.
-    const double restUs = static_cast<double>(LinesOf(run.transcript).back().timeUs) - wireUs -
-                          static_cast<double>(pauseUs);
+    const double restUs = static_cast<double>(ReadTranscript(run.transcript).back().timeUs) -
+                          wireUs - static_cast<double>(pauseUs);
     EXPECT_NEAR(restUs, 21 * 10593 * 2.5 + 97 * 35 * 2.5 + 2 * 1000, 5);
 }
 

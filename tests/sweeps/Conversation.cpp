@@ -8,6 +8,8 @@
 #include <span>
 #include <utility>
 
+#include "tests/support/Bytes.h"
+#include "tests/support/LoaderFrames.h"
 #include "vboard/text/Format.h"
 #include "vboard/text/HexText.h"
 
@@ -36,14 +38,6 @@ std::string Hex(const Bytes& bytes) {
     return vboard::HexText(bytes);
 }
 
-Bytes Unhex(const std::string& text) {
-    Bytes bytes;
-    for (std::size_t at = 0; at + 1 < text.size(); at += 3) {
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(text.substr(at, 2), nullptr, 16)));
-    }
-    return bytes;
-}
-
 int ErrnoNumber(const std::string& name) {
     constexpr int kLargest = 133;
     for (int number = 1; number <= kLargest; ++number) {
@@ -53,27 +47,6 @@ int ErrnoNumber(const std::string& name) {
         }
     }
     return 0;
-}
-
-/// 80 CMD L L AL AH LL LH data CKL CKH; the check bytes are the inverted XOR of the bytes at even
-/// and odd offsets.
-Bytes Frame(std::uint8_t command, std::uint16_t address, std::uint16_t length, const Bytes& data) {
-    const auto count = static_cast<std::uint8_t>(data.size() + 4);
-    Bytes frame{0x80,
-                command,
-                count,
-                count,
-                static_cast<std::uint8_t>(address & 0xFFU),
-                static_cast<std::uint8_t>(address >> 8U),
-                static_cast<std::uint8_t>(length & 0xFFU),
-                static_cast<std::uint8_t>(length >> 8U)};
-    frame.insert(frame.end(), data.begin(), data.end());
-    std::array<std::uint8_t, 2> sums{0xFF, 0xFF};
-    for (std::size_t i = 0; i < frame.size(); ++i) {
-        sums.at(i % 2) ^= frame[i];
-    }
-    frame.insert(frame.end(), sums.begin(), sums.end());
-    return frame;
 }
 
 class Conversation {
@@ -327,7 +300,7 @@ bool Conversation::Exchange(const Bytes& frame) {
         return false;
     }
     const Event& reply = Take("read", kPort);
-    return !reply.failed && reply.result == 1 && Unhex(reply.detail) == Bytes{kAck};
+    return !reply.failed && reply.result == 1 && FromText(reply.detail) == Bytes{kAck};
 }
 
 bool Conversation::EraseMain() {
@@ -339,7 +312,7 @@ bool Conversation::EraseMain() {
                     "bool CFWUMsp::EraseMainFlashSegment() send sync failed in round {}", round));
             continue;
         }
-        if (!Exchange(Frame(0x16, 0x2100, 0xA504, {}))) {
+        if (!Exchange(loader::Frame(0x16, 0x2100, 0xA504, {}))) {
             Target("error", vboard::Formatted(
                                 "bool CFWUMsp::EraseMainFlashSegment() failed in round {}", round));
             return false;
@@ -369,7 +342,8 @@ bool Conversation::Download() {
                                     record.address));
                 return result;
             }
-            result = Exchange(Frame(0x12, record.address, static_cast<std::uint16_t>(sent), block));
+            result = Exchange(
+                loader::Frame(0x12, record.address, static_cast<std::uint16_t>(sent), block));
             if (result) {
                 break;
             }
@@ -431,7 +405,7 @@ bool Conversation::Clear() {
         if (OpenPort()) {
             Target("verbose", "SendSync()");
             if (Sync()) {
-                result = Exchange(Frame(0x18, 0xFF00, 0xA506, {}));
+                result = Exchange(loader::Frame(0x18, 0xFF00, 0xA506, {}));
                 if (!result) {
                     Target("error", "CFWUMsp::ClearMSP() failed");
                 }
@@ -451,7 +425,7 @@ bool Conversation::UpdateSession() {
         Target("error", "CFWUMsp::UpdateMSP -> error send sync");
         return false;
     }
-    if (!Exchange(Frame(0x10, 0, 0, Bytes(32, 0xFF)))) {
+    if (!Exchange(loader::Frame(0x10, 0, 0, Bytes(32, 0xFF)))) {
         Target("error", "CFWUMsp::UpdateMSP -> error send password");
         return false;
     }
@@ -523,12 +497,12 @@ std::optional<Bytes> Conversation::ReadMessage() {
     if (head.failed || head.result != 1) {
         return std::nullopt;
     }
-    const std::size_t length = Unhex(head.detail).at(0);
+    const std::size_t length = FromText(head.detail).at(0);
     const Event& body = Take("read", kComm);
     if (body.failed || body.result != static_cast<int>(length)) {
         return std::nullopt;
     }
-    return Unhex(body.detail);
+    return FromText(body.detail);
 }
 
 bool Conversation::Query(unsigned& version) {

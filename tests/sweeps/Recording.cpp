@@ -3,11 +3,10 @@
 
 #include <charconv>
 
+#include "tests/runs/Transcript.h"
+
 namespace sweeps {
 namespace {
-
-constexpr std::size_t kColumnOffset = 13;  // Behind the time stamp and its blank.
-constexpr std::size_t kTextOffset = 21;    // Behind the column.
 
 std::string_view Word(std::string_view& text) {
     const std::size_t end = text.find(' ');
@@ -38,20 +37,13 @@ Event ReadCall(std::string_view text) {
 
 }  // namespace
 
-std::vector<Event> ReadTranscript(std::string_view text) {
+std::vector<Event> EventsOf(std::string_view transcript) {
     std::vector<Event> events;
-    while (!text.empty()) {
-        const std::size_t end = text.find('\n');
-        const std::string_view line = text.substr(0, end);
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-        if (line.size() <= kTextOffset) {
-            continue;
-        }
-        const std::string_view column = line.substr(kColumnOffset);
-        if (column.starts_with("call ")) {
-            events.push_back(ReadCall(line.substr(kTextOffset)));
-        } else if (column.starts_with("pause ")) {
-            events.push_back({"pause", "", std::string(line.substr(kTextOffset)), "", false, 0});
+    for (const runs::TranscriptLine& line : runs::ReadTranscript(transcript)) {
+        if (line.column == "call") {
+            events.push_back(ReadCall(line.words));
+        } else if (line.column == "pause") {
+            events.push_back({"pause", "", std::string(line.words), "", false, 0});
         }
     }
     return events;

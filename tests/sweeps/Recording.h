@@ -21,7 +21,7 @@ struct Event {
 };
 
 /// The calls and pauses of a transcript, in order.
-[[nodiscard]] std::vector<Event> ReadTranscript(std::string_view text);
+[[nodiscard]] std::vector<Event> EventsOf(std::string_view transcript);
 
 /// "name target detail = result", as in the transcript.
 [[nodiscard]] std::string Describe(const Event& event);

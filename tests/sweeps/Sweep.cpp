@@ -312,5 +312,9 @@ int main(int argc, char** argv) {
     app.add_option("--part", part, "Only the K-th of N shares of the cases: K/N")->check(takesPart);
     app.add_flag("--thorough", options.thorough, "More outcomes at each place");
     CLI11_PARSE(app, argc, argv);
+    // Each run is started in a folder of its own.
+    for (std::string* program : {&options.tools.vboard, &options.tools.flashmcu}) {
+        *program = std::filesystem::absolute(*program);
+    }
     return sweeps::Sweep(options);
 }

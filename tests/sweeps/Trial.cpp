@@ -2,8 +2,6 @@
 #include "tests/sweeps/Trial.h"
 
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +10,9 @@
 #include <sstream>
 #include <string_view>
 
+#include "tests/runs/Lines.h"
+#include "tests/runs/Process.h"
+#include "tests/runs/Transcript.h"
 #include "tests/sweeps/Conversation.h"
 #include "vboard/board/BoardFile.h"
 #include "vboard/text/Format.h"
@@ -33,15 +34,13 @@ std::string ReadFile(const std::string& path) {
 
 /// "SOURCE:LINE LEVEL TEXT" without the line number.
 std::vector<std::string> LogLines(const std::string& output) {
-    std::vector<std::string> lines;
-    std::istringstream stream(output);
-    for (std::string line; std::getline(stream, line);) {
+    std::vector<std::string> lines = runs::LinesOf(output);
+    for (std::string& line : lines) {
         const std::size_t colon = line.find(':');
         const std::size_t blank = line.find(' ', colon);
         if (colon != std::string::npos && blank != std::string::npos) {
             line.erase(colon, blank - colon);
         }
-        lines.push_back(line);
     }
     return lines;
 }
@@ -104,30 +103,10 @@ Worker::Ended Worker::Start(const Image& image, const std::vector<std::string>& 
     }
     words.insert(words.end(), {"--", m_tools.flashmcu, "-f",
                                vboard::Formatted("{}/{}.hex", m_tools.folder, image.Name())});
-    std::vector<char*> arguments;
-    for (std::string& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
-    constexpr mode_t kMode = 0600;
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, File("output").c_str(), kFlags,
-                                     kMode);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, File("errors").c_str(), kFlags,
-                                     kMode);
-    pid_t process = 0;
-    const int failed =
-        posix_spawn(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    int status = -1;
-    if (failed == 0) {
-        waitpid(process, &status, 0);
-    }
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(File("output")),
-            ReadFile(File("errors")), ReadFile(File("transcript"))};
+    const int status =
+        runs::WaitForEnd(runs::StartProcess(words, m_tools.folder, File("output"), File("errors")));
+    return {status, ReadFile(File("output")), ReadFile(File("errors")),
+            ReadFile(File("transcript"))};
 }
 
 Verdict Worker::Run(const Image& image, const std::vector<std::string>& rules) {
@@ -150,7 +129,7 @@ bool Worker::HoldsImage(const Image& image) const {
 }
 
 Verdict Worker::Judge(const Image& image, const Ended& ended) const {
-    const std::vector<Event> recording = ReadTranscript(ended.transcript);
+    const std::vector<Event> recording = EventsOf(ended.transcript);
     const Expectation expected = Follow(recording, image, false);
     Verdict verdict;
     verdict.log = LogLines(ended.output);
@@ -202,13 +181,11 @@ Places Worker::FindPlaces(const Image& image) {
     for (Places::Call call; calls >> number >> call.kind >> path >> call.sizeBytes;) {
         places.calls.push_back(call);
     }
-    std::istringstream lines(ended.transcript);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string time;
-        std::string column;
+    for (const runs::TranscriptLine& line : runs::ReadTranscript(ended.transcript)) {
+        std::istringstream words{std::string(line.words)};
+        const std::string_view column = line.column;
         std::string first;
-        words >> time >> column >> first;
+        words >> first;
         if (column == "wire") {
             const auto count =
                 static_cast<unsigned>(std::distance(std::istream_iterator<std::string>(words), {}));

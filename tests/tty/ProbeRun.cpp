@@ -3,6 +3,7 @@
 
 #include <sstream>
 
+#include "tests/runs/Transcript.h"
 #include "vboard/text/Format.h"
 
 namespace tty {
@@ -35,15 +36,9 @@ std::string ProbeRun::Says(const std::string& words, int status) {
 }
 
 std::vector<std::string> ProbeRun::Calls() const {
-    constexpr std::size_t kTimeWidth = 13;
-    std::vector<std::string> calls;
-    std::istringstream stream(runs::ReadFile(m_folder.PathOf("transcript")));
-    for (std::string line; std::getline(stream, line);) {
-        if (line.compare(kTimeWidth, 5, "call ") == 0) {
-            calls.push_back(line.substr(kTimeWidth + 8));
-        }
-    }
-    return calls;
+    const std::string transcript = runs::ReadFile(m_folder.PathOf("transcript"));
+    const auto calls = runs::WordsOf(transcript, "call");
+    return {calls.begin(), calls.end()};
 }
 
 }  // namespace tty

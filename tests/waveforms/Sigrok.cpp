@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/waveforms/Sigrok.h"
 
-#include <sstream>
-
+#include "tests/runs/Lines.h"
 #include "tests/runs/Process.h"
 #include "tests/support/TempFolder.h"
 
@@ -23,9 +22,8 @@ std::vector<Annotation> Decode(const std::string& vcdPath, const std::string& li
                          folder.PathOf(""))
             .output;
     // "1651104-1651938 uart-1: 80"; a sample is a microsecond.
-    std::istringstream lines(output);
     std::vector<Annotation> annotations;
-    for (std::string text; std::getline(lines, text);) {
+    for (const std::string& text : runs::LinesOf(output)) {
         const std::size_t words = text.find(": ");
         if (words != std::string::npos) {
             annotations.push_back({std::stol(text), text.substr(words + 2)});

@@ -9,6 +9,7 @@
 #include "tests/runs/Board.h"
 #include "tests/runs/Compare.h"
 #include "tests/runs/Process.h"
+#include "tests/runs/Transcript.h"
 #include "tests/waveforms/Sigrok.h"
 
 namespace waveforms {
@@ -28,15 +29,14 @@ struct WireByte {
 /// The transcript's characters of one direction, '>' or '<'.
 std::vector<WireByte> WireBytes(const std::string& transcript, const std::string& arrow) {
     std::vector<WireByte> wire;
-    std::istringstream lines(transcript);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string time, column, direction;
-        words >> time >> column >> direction;
-        if (column != "wire" || direction != arrow) {
+    for (const runs::TranscriptLine& line : runs::ReadTranscript(transcript)) {
+        std::istringstream words{std::string(line.words)};
+        std::string direction;
+        words >> direction;
+        if (line.column != "wire" || direction != arrow) {
             continue;
         }
-        long startUs = std::stol(time.erase(time.find('.'), 1));
+        long startUs = line.timeUs;
         for (std::string byte; words >> byte; startUs = -1) {
             for (char& digit : byte) {
                 digit = static_cast<char>(std::toupper(digit));

@@ -19,51 +19,16 @@ std::string Hex(std::span<const std::uint8_t> bytes) {
 }
 
 Bytes FromHex(std::string_view text) {
-    Bytes bytes;
-    std::istringstream words{std::string(text)};
-    for (unsigned value = 0; words >> std::hex >> value;) {
-        bytes.push_back(static_cast<std::uint8_t>(value));
-    }
-    return bytes;
-}
-
-Bytes Repeated(std::uint8_t value, std::size_t count) {
-    return Bytes(count, value);
+    return FromText(std::string(text));
 }
 
 Bytes Sealed(Bytes frame) {
-    std::array<unsigned, 2> sums{0, 0};
-    const std::size_t covered = frame.size() - 2;
-    for (std::size_t i = 0; i < covered; ++i) {
-        sums[i & 1] ^= frame[i];
-    }
-    frame[covered] = static_cast<std::uint8_t>(~sums[0]);
-    frame[covered + 1] = static_cast<std::uint8_t>(~sums[1]);
-    return frame;
-}
-
-Bytes Frame(std::uint8_t command, std::uint16_t address, std::uint16_t lengthField,
-            const Bytes& data) {
-    const auto length = static_cast<std::uint8_t>(4 + data.size());
-    const auto low = [](std::uint16_t word) { return static_cast<std::uint8_t>(word & 0xFF); };
-    const auto high = [](std::uint16_t word) { return static_cast<std::uint8_t>(word >> 8); };
-    Bytes frame{0x80,         command,       length,           length,
-                low(address), high(address), low(lengthField), high(lengthField)};
-    frame.insert(frame.end(), data.begin(), data.end());
-    frame.resize(frame.size() + 2);
-    return Sealed(frame);
-}
-
-Bytes WriteFrame(std::uint16_t address, const Bytes& data) {
-    return Frame(0x12, address, static_cast<std::uint16_t>(data.size()), data);
+    frame.resize(frame.size() - 2);
+    return frame + loader::Checksum(frame);
 }
 
 Bytes PasswordFrame(const Bytes& password) {
     return Frame(0x10, 0, 0, password);
-}
-
-Bytes MassEraseFrame() {
-    return FromHex("80 18 04 04 00 ff 06 a5 7d b9");
 }
 
 void RecordingProbe::Put(std::string text) {

@@ -15,6 +15,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/Bytes.h"
+#include "tests/support/LoaderFrames.h"
 #include "vboard/chip/Chip.h"
 #include "vboard/chip/ChipModel.h"
 #include "vboard/faults/Faults.h"
@@ -23,20 +25,18 @@
 
 namespace bench {
 
-using Bytes = std::vector<std::uint8_t>;
+using ::Bytes;
 
 /// "80 1e 04".
 std::string Hex(std::span<const std::uint8_t> bytes);
 Bytes FromHex(std::string_view text);
-Bytes Repeated(std::uint8_t value, std::size_t count);
+using ::Repeat;
 
-/// A frame made from the protocol: header, command, twice the length, address, length field, data
-/// and checksum.
-Bytes Frame(std::uint8_t command, std::uint16_t address, std::uint16_t lengthField,
-            const Bytes& data = {});
-Bytes WriteFrame(std::uint16_t address, const Bytes& data);
+// Frames made from the protocol.
+using loader::Frame;
+using loader::MassEraseFrame;
+using loader::WriteFrame;
 Bytes PasswordFrame(const Bytes& password);
-Bytes MassEraseFrame();
 /// The two checksum bytes put right after a change to the rest.
 Bytes Sealed(Bytes frame);
 

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#include "tests/runs/Lines.h"
+
+#include <sstream>
+
+namespace runs {
+
+std::vector<std::string> LinesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+}  // namespace runs
