@@ -16,6 +16,11 @@ def commands_of(name):
     return [command for kind, _, text in _blocks_of(name) if kind == "sh" for command in _commands(text)]
 
 
+def file_of(name, path):
+    """What docs/engines/NAME.md shows as the content of this file."""
+    return next(text for _, shown, text in _blocks_of(name) if shown == path)
+
+
 def run_page(name):
     """Does what docs/engines/NAME.md shows, in its order.
 

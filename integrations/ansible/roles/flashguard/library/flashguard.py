@@ -98,7 +98,8 @@ def _need(module):
     image, info = Run(module, "check", module.params["image"]), Run(module, "info")
     if image.status != 0:
         module.fail_json(msg=image.message, **image.result())
-    wanted, running = image.verdict.get("image_version"), info.verdict.get("version_before")
+    wanted = (image.verdict.get("image") or {}).get("version")
+    running = info.verdict.get("version_before")
     changed = module.params["force"] or wanted != running
     module.exit_json(changed=changed, diff=_versions(running, wanted) if changed else {},
                      **image.result())
