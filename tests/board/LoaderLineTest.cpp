@@ -81,7 +81,7 @@ TEST_F(LoaderLineTest, WhatIsNoSyncIsIgnoredAndNoted) {
 TEST_F(LoaderLineTest, ADamagedSyncIsNotAnswered) {
     m_bench.TypeDamaged(0x80);
     m_bench.clock.Pass(kCharacterTime);
-    m_bench.chip.Receive({0x80, false, true});
+    m_bench.Arrives({0x80, false, true});
     EXPECT_EQ(m_bench.Said(), "");
     EXPECT_EQ(m_bench.probe.Text(),
               "note chip: character 0x80 damaged in place of a sync: not answered; "
@@ -142,7 +142,7 @@ TEST_F(LoaderLineTest, ADamagedCharacterInAFrameIsRefusedAtOnce) {
     EXPECT_EQ(m_bench.probe.Only("18"), "18 parity error in a frame -> a0");
     m_bench.Sync();
     m_bench.clock.Pass(kCharacterTime);
-    m_bench.chip.Receive({0x80, false, true});
+    m_bench.Arrives({0x80, false, true});
     EXPECT_EQ(m_bench.Said(), "a0");
 }
 
@@ -159,7 +159,7 @@ TEST_F(LoaderLineTest, AFrameThatStopsInTheMiddleIsWaitedForAndFilled) {
 TEST_F(LoaderLineTest, ACharacterWhoseStartBitFallsIntoAnAnswerIsLost) {
     m_bench.Type({0x80});
     m_bench.clock.Pass(2 * kCharacterTime - 1ns);
-    m_bench.chip.Receive({0x80, false, false});
+    m_bench.Arrives({0x80, false, false});
     EXPECT_EQ(m_bench.probe.Only("note"),
               "note chip: character 0x80 lost: the loader was busy or answering");
     m_bench.Type(MassEraseFrame());
@@ -170,8 +170,18 @@ TEST_F(LoaderLineTest, ACharacterWhoseStartBitFallsIntoAnAnswerIsLost) {
 TEST_F(LoaderLineTest, ACharacterThatStartsAsTheAnswerEndsIsHeard) {
     m_bench.Type({0x80});
     m_bench.clock.Pass(2 * kCharacterTime);
-    m_bench.chip.Receive({0x90, false, false});
+    m_bench.Arrives({0x90, false, false});
     EXPECT_EQ(m_bench.Said(), "90 a0");
+}
+
+TEST_F(LoaderLineTest, ACharacterOfAFasterHostIsHeardWhenItStartsAfterTheAnswer) {
+    m_bench.Type({0x80});
+    m_bench.clock.Pass(kCharacterTime);
+    EXPECT_EQ(m_bench.Said(), "90");
+    const Instant answered = m_bench.clock.Now();
+    m_bench.clock.Pass(vboard::TimeOfBits(11, 9700));
+    m_bench.Arrives({0x90, false, false}, answered);
+    EXPECT_EQ(m_bench.Said(), "a0");
 }
 
 TEST_F(LoaderLineTest, WhatComesWhileFlashIsErasedIsLost) {
@@ -362,7 +372,7 @@ TEST_F(LoaderLineTest, ARestoredLoaderHearsASyncAtOnceAndKeepsItsLock) {
     ChipBench bench;
     bench.chip.Restore({ChipMode::kLoader, vboard::PinLevel::kLow, vboard::PinLevel::kHigh,
                         vboard::PinLevel::kHigh, 0, true});
-    bench.chip.Receive({0x80, false, false});
+    bench.Arrives({0x80, false, false});
     bench.Settle();
     EXPECT_EQ(bench.Said(), "90");
     bench.Type(WriteFrame(0x3000, {1, 2}));
@@ -376,7 +386,7 @@ TEST_F(LoaderLineTest, ALongNoiseNeverStopsItFromTakingACommandAfterAReset) {
         state = state * 1664525 + 1013904223;
         m_bench.clock.Pass(kCharacterTime);
         const auto value = static_cast<std::uint8_t>((state >> 28) < 4 ? 0x80 : state >> 24);
-        m_bench.chip.Receive({value, (state & 0xF000) == 0, (state & 0xF0000) == 0});
+        m_bench.Arrives({value, (state & 0xF000) == 0, (state & 0xF0000) == 0});
     }
     m_bench.Settle();
     m_bench.Said();

@@ -128,7 +128,7 @@ TEST(StruckCharacter, LateCountsAsPendingWhileItWaits) {
 TEST(StruckCharacter, LateAndNotBegunIsDroppedWithTheQueue) {
     StruckLane lane({{1, {Kind::kLate, 0, 5ms}}});
     lane.Send({0x41, 0x42});
-    lane.clock.Pass(2500us);
+    lane.clock.Pass(2400us);
     lane.DropQueued();
     EXPECT_EQ(lane.Pending(), 0U);
     lane.clock.Pass(2ms);

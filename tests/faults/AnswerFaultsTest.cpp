@@ -71,8 +71,8 @@ TEST(AnAnswer, PrecededByGarbageComesBehindIt) {
 
 TEST(AnAnswer, LateIsWaitedForWithTheLoaderDeafMeanwhile) {
     const Outcome run = RunWith({"answer:write#2=late 100ms"});
-    EXPECT_NE(run.transcript.find("    5.123858 fault   answer:write#2=late 100ms\n"
-                                  "    5.223858 loader  write 16 bytes at 0x2104: answers 90\n"),
+    EXPECT_NE(run.transcript.find("    5.123857 fault   answer:write#2=late 100ms\n"
+                                  "    5.223857 loader  write 16 bytes at 0x2104: answers 90\n"),
               std::string::npos)
         << FromStrike(run, 3);
     EXPECT_EQ(run.status, 0);

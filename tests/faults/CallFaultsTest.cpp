@@ -200,7 +200,7 @@ TEST(AnyCall, CanSufferWhatItsKindCan) {
 
 TEST(ATime, LeavesTheCallsBeforeItAlone) {
     const Outcome run = RunWith({"write:port@4s=eio"});
-    EXPECT_NE(run.transcript.find("    4.194670 fault   write:port@4s=eio\n"), std::string::npos)
+    EXPECT_NE(run.transcript.find("    4.194669 fault   write:port@4s=eio\n"), std::string::npos)
         << FromStrike(run, 1);
 }
 

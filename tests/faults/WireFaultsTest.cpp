@@ -107,7 +107,7 @@ TEST(ACharacterToTheHost, DoubledIsThereTwice) {
 TEST(ACharacterToTheHost, LateIsWaitedFor) {
     const Outcome run = RunWith({"char:to-host#3=late 2s"});
     EXPECT_NE(run.transcript.find("    4.943524 wire    < 90\n"
-                                  "    4.944670 call    read /dev/ttyS1 90 = 1\n"),
+                                  "    4.944669 call    read /dev/ttyS1 90 = 1\n"),
               std::string::npos)
         << FromStrike(run, 4);
     EXPECT_EQ(run.status, 0);

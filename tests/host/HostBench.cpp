@@ -47,6 +47,10 @@ void Scribe::OnCharacter(const vboard::WireCharacter& character) {
     Add(vboard::Formatted("{}{:02x}", Arrow(character.direction), character.value));
 }
 
+void Scribe::OnBreak(vboard::Direction direction, bool low) {
+    Add(vboard::Formatted("{} {}", Arrow(direction), low ? "low" : "high"));
+}
+
 void Scribe::OnMessage(vboard::Direction direction, std::span<const std::uint8_t> bytes) {
     Add(vboard::Formatted("message {}{}", Arrow(direction), vboard::HexText(bytes)));
 }

@@ -28,6 +28,7 @@ public:
     [[nodiscard]] bool Listening() const override { return true; }
     void OnSignal(vboard::Signal signal, std::uint32_t value) override;
     void OnCharacter(const vboard::WireCharacter& character) override;
+    void OnBreak(vboard::Direction direction, bool low) override;
     void OnMessage(vboard::Direction direction, std::span<const std::uint8_t> bytes) override;
     void OnNote(std::string_view room, std::string_view text) override;
 

@@ -9,16 +9,14 @@
 #include <chrono>
 
 #include "tests/host/HostBench.h"
+#include "vboard/text/HexText.h"
 
 namespace host {
 namespace {
 
-using vboard::CharacterBits;
 using vboard::Drive;
-using vboard::Encode;
 using vboard::HostLine;
 using vboard::Parity;
-using vboard::Sample;
 using vboard::SerialFormat;
 using std::chrono_literals::operator""ms;
 
@@ -124,9 +122,53 @@ TEST(CommDevice, AReadThatNothingCanAnswerIsSaidToBeOne) {
     EXPECT_EQ(opened.file->Read(answer, false), vboard::kWouldWaitForEver);
 }
 
+/// A lane between two ends with formats of their own.
+class LaneBench {
+public:
+    explicit LaneBench(const SerialFormat& receiver) : m_receiver(receiver) {}
+
+    LaneBench& Send(const Bytes& values, const SerialFormat& sender) {
+        for (const std::uint8_t value : values) {
+            lane.Send(value, sender);
+        }
+        return *this;
+    }
+    /// What has been received, "66 framing, e6".
+    std::string Got() {
+        clock.Settle(vboard::Instant::max());
+        std::string text;
+        for (const auto& character : received) {
+            text += (text.empty() ? "" : ", ") + vboard::HexText({&character.value, 1}) +
+                    (character.parityError ? " parity" : "") +
+                    (character.framingError ? " framing" : "");
+        }
+        return text;
+    }
+
+    vboard::VirtualClock clock;
+    std::vector<vboard::ReceivedCharacter> received;
+    Scribe scribe;
+
+private:
+    vboard::Faults m_faults;
+    SerialFormat m_receiver;
+
+public:
+    vboard::SerialLane lane{
+        clock,
+        scribe,
+        m_faults,
+        vboard::Direction::kHostToChip,
+        [this]() -> const SerialFormat& { return m_receiver; },
+        [this](const vboard::ReceivedCharacter& character) { received.push_back(character); }};
+};
+
 vboard::ReceivedCharacter Received(std::uint8_t value, const SerialFormat& sender,
                                    const SerialFormat& receiver) {
-    return Sample(Encode(value, sender), sender.BitTime(), receiver);
+    LaneBench bench(receiver);
+    bench.Send({value}, sender).Got();
+    EXPECT_FALSE(bench.received.empty());
+    return bench.received.empty() ? vboard::ReceivedCharacter{} : bench.received.front();
 }
 
 TEST(SerialLane, EqualFormatsCarryEveryByte) {
@@ -202,6 +244,74 @@ TEST(SerialLane, ASmallDifferenceOfSpeedIsForgiven) {
 TEST(SerialLane, SevenBitsDropTheEighth) {
     const SerialFormat seven{9600, 7, Parity::kNone, 1};
     EXPECT_EQ(Received(0xFF, seven, seven).value, 0x7F);
+}
+
+TEST(SerialLane, ASlowSendersCharacterIsReadAsTwoWhereItsLineFallsTwice) {
+    const SerialFormat slow{4800, 8, Parity::kNone, 1};
+    const SerialFormat fast{9600, 8, Parity::kNone, 1};
+    // In bits of the receiver 00 11 00 11 00 11 00 11 00 11: the first stop bit falls on a low one,
+    // and the next fall after it begins another character.
+    LaneBench bench(fast);
+    EXPECT_EQ(bench.Send({0x55}, slow).Got(), "66 framing, e6");
+    EXPECT_EQ(bench.received[0].start, vboard::Instant{});
+    EXPECT_EQ(bench.received[1].start, vboard::Instant{vboard::TimeOfBits(12, 9600)});
+    EXPECT_EQ(LaneBench(fast).Send({0x00}, slow).Got(), "00 framing") << "nothing falls again";
+}
+
+TEST(SerialLane, AFastSendersCharactersAreReadAsFewer) {
+    const SerialFormat slow{9600, 8, Parity::kNone, 1};
+    const SerialFormat fast{28800, 8, Parity::kNone, 1};
+    // Three bits of the sender for one of the receiver, which looks at the middle one of them.
+    EXPECT_EQ(LaneBench(slow).Send({0x38, 0xC7, 0xFF}, fast).Got(), "e9");
+    EXPECT_EQ(LaneBench(slow).Send({0x00, 0x00, 0x00, 0xFF}, fast).Got(), "20 framing");
+}
+
+TEST(SerialLane, AFallThatDoesNotLastForHalfABitBeginsNothing) {
+    const SerialFormat slow{9600, 8, Parity::kEven, 1};
+    const SerialFormat fast{38400, 8, Parity::kNone, 1};
+    EXPECT_EQ(LaneBench(slow).Send({0xFF, 0xFF, 0xFF}, fast).Got(), "");
+}
+
+TEST(SerialLane, AfterCharactersOfAnotherSpeedTheNextOneIsReadAsItIs) {
+    const SerialFormat format{9600, 8, Parity::kEven, 1};
+    for (const std::uint32_t bitsPerSecond : {300U, 4800U, 28800U, 115200U}) {
+        LaneBench bench(format);
+        bench.Send({0x13, 0x37}, {bitsPerSecond, 8, Parity::kEven, 2}).Got();
+        bench.clock.Pass(10ms);
+        bench.received.clear();
+        EXPECT_EQ(bench.Send({0x5A, 0x80}, format).Got(), "5a, 80") << bitsPerSecond;
+    }
+}
+
+TEST(SerialLane, ABreakIsAZeroWithAFramingErrorAndWhatIsQueuedWaitsForItsEnd) {
+    const SerialFormat format{9600, 8, Parity::kEven, 1};
+    LaneBench bench(format);
+    bench.Send({0x80}, format).lane.SetBreak(true);
+    bench.Send({0x12}, format).clock.Pass(250ms);
+    EXPECT_EQ(bench.Got(), "80, 00 framing");
+    EXPECT_EQ(bench.received[1].start, vboard::Instant{format.CharacterTime()});
+    bench.lane.SetBreak(false);
+    EXPECT_EQ(bench.Got(), "80, 00 framing, 12");
+    EXPECT_EQ(bench.scribe.Take(), ">80; > low; > high; >12");
+}
+
+TEST(SerialLane, ABreakOfHalfACharacterIsReadAsItsBits) {
+    const SerialFormat format{9600, 8, Parity::kNone, 1};
+    LaneBench bench(format);
+    bench.lane.SetBreak(true);
+    bench.clock.Pass(vboard::TimeOfBits(5, 9600));
+    bench.lane.SetBreak(false);
+    EXPECT_EQ(bench.Got(), "f0");
+}
+
+TEST(SerialLane, TheTimeOfABitIsRoundedOnceACharacter) {
+    using Ns = vboard::Duration;
+    EXPECT_EQ((SerialFormat{9600, 8, Parity::kEven, 1}.CharacterTime()), Ns{1'145'833});
+    EXPECT_EQ((SerialFormat{9600, 8, Parity::kNone, 2}.CharacterTime()), Ns{1'145'833});
+    EXPECT_EQ((SerialFormat{38400, 8, Parity::kEven, 1}.CharacterTime()), Ns{286'458});
+    EXPECT_EQ((SerialFormat{4'000'000, 5, Parity::kNone, 1}.CharacterTime()), Ns{1'750});
+    EXPECT_EQ(vboard::TimeOfBits(1, 9600), Ns{104'167});
+    EXPECT_EQ(vboard::TimeOfHalfBits(1, 9600), Ns{52'083});
 }
 
 TEST(SerialWire, CharactersFollowEachOtherWithoutAGap) {

@@ -89,10 +89,10 @@ private:
         return *this;
     }
     Conversation& Send(Direction direction, std::uint8_t value) {
-        m_summary.OnCharacter({direction, value, m_clock.Now(), kBitTime, 0, 10});
+        m_summary.OnCharacter({direction, value, m_clock.Now(), kBitsPerSecond, 0, 10});
         return *this;
     }
-    static constexpr Duration kBitTime{100'000};
+    static constexpr std::uint32_t kBitsPerSecond = 10'000;  // 100 us a bit
 
     VirtualClock m_clock;
     SummaryCounts m_counts{};

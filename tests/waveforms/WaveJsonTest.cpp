@@ -60,13 +60,13 @@ public:
 private:
     Story& Characters(Direction direction, const std::vector<std::uint8_t>& bytes) {
         for (const std::uint8_t value : bytes) {
-            m_log.OnCharacter({direction, value, m_clock.Now(), kBitTime, 0, 10});
+            m_log.OnCharacter({direction, value, m_clock.Now(), kBitsPerSecond, 0, 10});
             m_clock.Pass(1ms);
         }
         return *this;
     }
 
-    static constexpr Duration kBitTime{100'000};
+    static constexpr std::uint32_t kBitsPerSecond = 10'000;  // 100 us a bit
     VirtualClock m_clock;
     WaveLog m_log{m_clock};
 };

@@ -105,11 +105,9 @@ void BootLoader::Listen(LoaderState state) {
     SetState(state);
 }
 
-bool BootLoader::Hears() const {
-    return m_commands.BitsPerSecond() &&
-           (m_state == LoaderState::kSync || m_state == LoaderState::kFrame) &&
-           (m_hearsSince == Instant::min() ||
-            m_clock.Now() - m_hearsSince >= m_format.CharacterTime());
+bool BootLoader::Hears(const ReceivedCharacter& character) const {
+    return (m_state == LoaderState::kSync || m_state == LoaderState::kFrame) &&
+           character.start >= m_hearsSince;
 }
 
 void BootLoader::Receive(const ReceivedCharacter& character) {
@@ -117,7 +115,7 @@ void BootLoader::Receive(const ReceivedCharacter& character) {
         NoteCharacter(character, "lost: the loader does not run");
     } else if (!m_commands.BitsPerSecond()) {
         NoteCharacter(character, "lost: the loader's clock does not fit its speed");
-    } else if (!Hears()) {
+    } else if (!Hears(character)) {
         NoteCharacter(character, "lost: the loader was busy or answering");
     } else if (m_state == LoaderState::kSync) {
         TakeSync(character);

@@ -80,7 +80,7 @@ private:
     void After(Duration delay, Step step);
     void SetState(LoaderState state);
     void Listen(LoaderState state);
-    [[nodiscard]] bool Hears() const;
+    [[nodiscard]] bool Hears(const ReceivedCharacter& character) const;
 
     void TakeSync(const ReceivedCharacter& character);
     void TakeFrameCharacter(const ReceivedCharacter& character);

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "vboard/time/VirtualClock.h"
+#include "vboard/time/BitTime.h"
 
 namespace vboard {
 
@@ -20,13 +20,9 @@ struct SerialFormat {
     [[nodiscard]] constexpr unsigned BitsPerCharacter() const {
         return 1U + dataBits + (parity == Parity::kNone ? 0U : 1U) + stopBits;
     }
-    /// Rounded to the nanosecond: 104 167 ns at 9600 baud.
-    [[nodiscard]] constexpr Duration BitTime() const {
-        return Duration{(1'000'000'000LL + bitsPerSecond / 2) / bitsPerSecond};
-    }
-    /// 8E1 at 9600 baud: 11 bits, 1 145.837 µs.
+    /// 8E1 at 9600 baud: 11 bits, 1 145.833 µs.
     [[nodiscard]] constexpr Duration CharacterTime() const {
-        return BitTime() * BitsPerCharacter();
+        return TimeOfBits(BitsPerCharacter(), bitsPerSecond);
     }
     bool operator==(const SerialFormat&) const = default;
 };
@@ -36,6 +32,7 @@ struct ReceivedCharacter {
     std::uint8_t value = 0;
     bool parityError = false;
     bool framingError = false;
+    Instant start{};  ///< When its start bit began.
 };
 
 }  // namespace vboard

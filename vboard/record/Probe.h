@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "vboard/record/Signals.h"
+#include "vboard/time/BitTime.h"
 #include "vboard/time/VirtualClock.h"
 
 namespace vboard {
@@ -32,9 +33,15 @@ struct WireCharacter {
     Direction direction;
     std::uint8_t value;
     Instant start;
-    Duration bitTime;
+    std::uint32_t bitsPerSecond;
     std::uint16_t bits;
     unsigned bitCount;
+
+    /// When bit `bit` begins; for bitCount, when the character ends.
+    [[nodiscard]] constexpr Instant BitStart(unsigned bit) const {
+        return start + TimeOfBits(bit, bitsPerSecond);
+    }
+    [[nodiscard]] constexpr Instant End() const { return BitStart(bitCount); }
 };
 
 /// A whole command taken by the loader, or what was wrong with it.
@@ -61,6 +68,8 @@ public:
     /// A pause that the program asked for, told before it begins.
     virtual void OnPause(Duration /*length*/) {}
     virtual void OnCharacter(const WireCharacter& /*character*/) {}
+    /// The serial line of a direction is pulled low and stays so, or is let go of.
+    virtual void OnBreak(Direction /*direction*/, bool /*low*/) {}
     virtual void OnMessage(Direction /*direction*/, std::span<const std::uint8_t> /*bytes*/) {}
     virtual void OnLoaderCommand(const LoaderCommand& /*command*/) {}
     /// Anything else worth a line: `room` names who speaks (chip, wire, port, fault).

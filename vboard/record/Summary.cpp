@@ -78,9 +78,8 @@ void Summary::OnCharacter(const WireCharacter& character) {
         return;
     }
     Advance();
-    const Duration length = character.bitTime * character.bitCount;
-    m_lineUntil = std::max(m_lineUntil, character.start + length);
-    m_now.leastNs += Nanoseconds(length);
+    m_lineUntil = std::max(m_lineUntil, character.End());
+    m_now.leastNs += Nanoseconds(character.End() - character.start);
     if (character.direction == Direction::kHostToChip) {
         ++m_now.charactersToChip;
     } else {

@@ -40,6 +40,12 @@ void Trace::OnCharacter(const WireCharacter& character) {
     }
 }
 
+void Trace::OnBreak(Direction direction, bool low) {
+    for (Probe* listener : m_listeners) {
+        listener->OnBreak(direction, low);
+    }
+}
+
 void Trace::OnMessage(Direction direction, std::span<const std::uint8_t> bytes) {
     for (Probe* listener : m_listeners) {
         listener->OnMessage(direction, bytes);

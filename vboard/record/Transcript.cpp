@@ -129,6 +129,10 @@ void Transcript::OnCharacter(const WireCharacter& character) {
     AppendFormatted(m_wireText, " {:02x}", character.value);
 }
 
+void Transcript::OnBreak(Direction direction, bool low) {
+    Line("wire", Formatted("{} break {}", Arrow(direction), low ? "begins" : "ends"));
+}
+
 void Transcript::OnMessage(Direction direction, std::span<const std::uint8_t> bytes) {
     Line("message", Formatted("{} {}", Arrow(direction), HexText(bytes)));
 }

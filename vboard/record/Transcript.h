@@ -26,6 +26,7 @@ public:
     void OnCall(const HostCall& call) override;
     void OnPause(Duration length) override;
     void OnCharacter(const WireCharacter& character) override;
+    void OnBreak(Direction direction, bool low) override;
     void OnMessage(Direction direction, std::span<const std::uint8_t> bytes) override;
     void OnLoaderCommand(const LoaderCommand& command) override;
     void OnNote(std::string_view room, std::string_view text) override;

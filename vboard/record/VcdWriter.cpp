@@ -102,12 +102,16 @@ void VcdWriter::OnSignal(Signal signal, std::uint32_t value) {
 
 void VcdWriter::OnCharacter(const WireCharacter& character) {
     const std::size_t lane = character.direction == Direction::kHostToChip ? m_hostTx : m_hostRx;
-    const auto start = [&](unsigned bit) { return character.start + character.bitTime * bit; };
     for (unsigned bit = 0; bit < character.bitCount; ++bit) {
-        Later(start(bit), lane, (static_cast<unsigned>(character.bits) >> bit & 1U) != 0);
+        Later(character.BitStart(bit), lane,
+              (static_cast<unsigned>(character.bits) >> bit & 1U) != 0);
     }
-    Later(start(character.bitCount), lane, true);
+    Later(character.End(), lane, true);
     HandOnIf(m_eager);
+}
+
+void VcdWriter::OnBreak(Direction direction, bool low) {
+    Now(direction == Direction::kHostToChip ? m_hostTx : m_hostRx, Level(!low));
 }
 
 void VcdWriter::OnMessage(Direction direction, std::span<const std::uint8_t> bytes) {

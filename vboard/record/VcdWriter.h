@@ -36,6 +36,7 @@ public:
 
     void OnSignal(Signal signal, std::uint32_t value) override;
     void OnCharacter(const WireCharacter& character) override;
+    void OnBreak(Direction direction, bool low) override;
     void OnMessage(Direction direction, std::span<const std::uint8_t> bytes) override;
 
 private:

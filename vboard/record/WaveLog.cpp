@@ -117,7 +117,7 @@ void WaveLog::OnCharacter(const WireCharacter& character) {
     }
     WaveBox& box = m_boxes.at(static_cast<std::size_t>(open));
     box.bytes.push_back(character.value);
-    box.end = character.start + character.bitTime * character.bitCount;
+    box.end = character.End();
     if (lane == WaveLane::kHostRx) {
         TakeAnswer(box);
     }

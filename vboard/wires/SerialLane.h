@@ -2,8 +2,7 @@
 #pragma once
 
 // One direction of the serial link. Characters wait their turn, take their bits' time on the wire,
-// and reach the receiver as the receiver's own format reads them: another speed or parity at the
-// other end gives other values and errors.
+// and reach the other end as its UART reads them.
 
 #include <cstddef>
 #include <functional>
@@ -12,29 +11,17 @@
 #include "vboard/chip/SerialFormat.h"
 #include "vboard/faults/Faults.h"
 #include "vboard/record/Probe.h"
+#include "vboard/wires/UartReceiver.h"
 
 namespace vboard {
 
-/// The bits of one character as they stand on the wire: bit 0 is the start bit, 1 is the idle
-/// level.
-struct CharacterBits {
-    std::uint16_t bits;
-    unsigned bitCount;
-};
-[[nodiscard]] CharacterBits Encode(std::uint8_t value, const SerialFormat& format);
-
-/// How a receiver in `receiver` format reads a character that a sender put on the wire with
-/// `senderBitTime`. The line is idle after it. Samples lie in the middle of the receiver's own
-/// bits, as in a UART.
-[[nodiscard]] ReceivedCharacter Sample(const CharacterBits& sent, Duration senderBitTime,
-                                       const SerialFormat& receiver);
-
 class SerialLane {
 public:
-    using Deliver = std::function<void(const ReceivedCharacter&)>;
-    using FormatOf = std::function<const SerialFormat&()>;
+    using Deliver = UartReceiver::Deliver;
+    using FormatOf = UartReceiver::FormatOf;
 
-    /// `receiverFormat` is asked at the moment of arrival.
+    /// `clock`, `probe` and `faults` must outlive the lane. `receiverFormat` is asked at the moment
+    /// of arrival.
     SerialLane(VirtualClock& clock, Probe& probe, Faults& faults, Direction direction,
                FormatOf receiverFormat, Deliver deliver);
 
@@ -46,6 +33,10 @@ public:
     /// Drops what is queued; the character on the wire goes on.
     void DropQueued();
 
+    /// A break: the sender pulls the line low, from the end of the character on the wire on, until
+    /// it lets go of it. What is queued waits.
+    void SetBreak(bool low);
+
 private:
     struct Queued {
         std::uint8_t value;
@@ -53,21 +44,24 @@ private:
         bool again;  ///< A doubled character's twin or a late one; no further fault strikes it.
     };
 
+    [[nodiscard]] bool CharacterOnWire() const { return m_onWire && m_late == 0; }
     void StartNext();
+    void Put(Queued& next, const CharacterFault& fault);
     void Ended();
+    void ApplyBreak();
 
     VirtualClock& m_clock;
     Probe& m_probe;
     Faults& m_faults;
     Direction m_direction;
-    FormatOf m_receiverFormat;
-    Deliver m_deliver;
+    UartReceiver m_receiver;
     std::vector<Queued> m_queue;
     std::size_t m_head = 0;  ///< The character on the wire, when m_onWire.
     bool m_onWire = false;   ///< Also while a late character holds up the lane.
     VirtualClock::Ticket m_late = 0;
     bool m_arrives = true;
-    CharacterBits m_bits{};
+    bool m_breakWanted = false;
+    bool m_inBreak = false;
 };
 
 }  // namespace vboard

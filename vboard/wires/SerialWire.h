@@ -29,6 +29,8 @@ public:
     /// Characters of the host still queued or on the wire.
     [[nodiscard]] std::size_t PendingToChip() const { return m_toChip.Pending(); }
     void DropQueuedToChip() { m_toChip.DropQueued(); }
+    /// The host pulls its transmit line low, or lets go of it: see SerialLane::SetBreak.
+    void SetBreakToChip(bool low) { m_toChip.SetBreak(low); }
 
 private:
     SerialFormat m_hostFormat;

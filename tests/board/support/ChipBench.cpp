@@ -164,13 +164,22 @@ ChipBench& ChipBench::Unlock() {
 void ChipBench::Type(const Bytes& characters) {
     for (const std::uint8_t value : characters) {
         clock.Pass(chip.Format().CharacterTime());
-        chip.Receive({value, false, false});
+        Arrives({value, false, false});
     }
 }
 
 void ChipBench::TypeDamaged(std::uint8_t value) {
     clock.Pass(chip.Format().CharacterTime());
-    chip.Receive({value, true, false});
+    Arrives({value, true, false});
+}
+
+void ChipBench::Arrives(vboard::ReceivedCharacter character) {
+    Arrives(character, clock.Now() - chip.Format().CharacterTime());
+}
+
+void ChipBench::Arrives(vboard::ReceivedCharacter character, vboard::Instant start) {
+    character.start = start;
+    chip.Receive(character);
 }
 
 void ChipBench::Sync() {

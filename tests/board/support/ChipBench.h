@@ -127,6 +127,10 @@ public:
     /// The characters one after the other on the line, from now on, in the chip's own format.
     void Type(const Bytes& characters);
     void TypeDamaged(std::uint8_t value);
+    /// A character in the chip's own format whose stop bit ends now.
+    void Arrives(vboard::ReceivedCharacter character);
+    /// The same, whose start bit began at `start`.
+    void Arrives(vboard::ReceivedCharacter character, vboard::Instant start);
     /// Everything that is going on comes to its end.
     void Settle() { clock.Settle(vboard::Instant::max()); }
     /// Syncs (which must be answered 90) and sends the frame; what is answered, in hex.
