@@ -99,6 +99,7 @@ Step Work::Enter() {
             return Step::kStopped;
         }
         ++m_verdict.entries;
+        m_port.Close();
         if (!m_lines.EnterLoader()) {
             m_verdict.problem = m_lines.Problem();
             return Step::kMissing;

@@ -71,11 +71,23 @@ Outcome Board::Runs(const std::vector<std::string>& arguments) {
     return RunsProgram(program);
 }
 
+Outcome Board::RunsGuard(const std::vector<std::string>& arguments) {
+    std::vector<std::string> program{"flashguard", "--lock-folder", m_folder.PathOf(".")};
+    program.insert(program.end(), arguments.begin(), arguments.end());
+    return RunsAny(program);
+}
+
 Outcome Board::RunsScript(const std::string& script) {
     return RunsProgram({"bash", "-c", script});
 }
 
 Outcome Board::RunsProgram(const std::vector<std::string>& program) {
+    Outcome outcome = RunsAny(program);
+    outcome.log = CheckedLog(outcome.output);
+    return outcome;
+}
+
+Outcome Board::RunsAny(const std::vector<std::string>& program) {
     std::vector<std::string> words{"vboard",
                                    "run",
                                    "--quiet",
@@ -95,7 +107,6 @@ Outcome Board::RunsProgram(const std::vector<std::string>& program) {
     Outcome outcome;
     outcome.status = ended.status;
     outcome.output = ended.output;
-    outcome.log = CheckedLog(ended.output);
     outcome.error = WithoutReplayLine(ended.error);
     outcome.transcript = ReadFile(PathOf(".transcript"));
     return outcome;
@@ -111,6 +122,17 @@ std::vector<std::uint8_t> Board::Memory() const {
     }
     const auto memory = file.ChipMemory();
     return {memory.begin(), memory.end()};
+}
+
+std::size_t Board::WeakBytes() const {
+    const vboard::Descriptor descriptor(open(PathOf(".board").c_str(), O_RDWR | O_CLOEXEC));
+    vboard::BoardFile file;
+    std::string problem;
+    if (!file.Attach(descriptor.Number(), problem)) {
+        ADD_FAILURE() << "the board " << problem;
+    }
+    const vboard::WeakBytes weak = vboard::WeakBytesOf(file);
+    return weak.erased + weak.programmed;
 }
 
 std::string Board::DifferenceFrom(const std::string& imageText) const {

@@ -43,11 +43,15 @@ public:
     Board& WithFile(const std::string& name, const std::string& content);
 
     Outcome Runs(const std::vector<std::string>& arguments);
+    /// flashguard, with locks in the program's folder.
+    Outcome RunsGuard(const std::vector<std::string>& arguments);
     /// Words of bash that start the program.
     Outcome RunsScript(const std::string& script);
 
     /// The chip's memory, all 64 KiB, as the last run left it.
     [[nodiscard]] std::vector<std::uint8_t> Memory() const;
+    /// How many bytes of the flash lack margin, as the last run left it.
+    [[nodiscard]] std::size_t WeakBytes() const;
     /// "" when main memory holds exactly the image, read strictly, and nothing but erased cells
     /// elsewhere; otherwise the first difference.
     [[nodiscard]] std::string DifferenceFrom(const std::string& imageText) const;
@@ -56,6 +60,7 @@ public:
 
 private:
     Outcome RunsProgram(const std::vector<std::string>& program);
+    Outcome RunsAny(const std::vector<std::string>& program);
 
     TempFolder m_folder;
     std::vector<std::string> m_setup;  ///< For the first run, which makes the board.

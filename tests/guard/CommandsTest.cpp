@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: MIT
+
+// The other commands: what they do to a board, and how they end.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/guard/GuardConversation.h"
+#include "tests/runs/Board.h"
+#include "tests/runs/Compare.h"
+#include "tests/runs/Process.h"
+#include "tests/support/LoaderFrames.h"
+
+namespace guard_tests {
+namespace {
+
+using runs::Blinky;
+using runs::BlinkyPath;
+using runs::Block;
+using runs::Board;
+using runs::ExpectSame;
+using runs::Outcome;
+
+const Bytes kErasedPassword(32, 0xFF);
+
+/// Holds blinky.
+void Install(Board& board) {
+    ASSERT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0);
+}
+
+Bytes BlinkyVectors() {
+    Bytes vectors(32, 0xFF);
+    for (const Block& block : CanonicalBlocks(Blinky())) {
+        for (std::size_t i = 0; i < block.data.size() && block.address >= 0xFFE0; ++i) {
+            vectors.at(block.address - 0xFFE0U + i) = block.data[i];
+        }
+    }
+    return vectors;
+}
+
+TEST(GuardVerify, OfWhatIsThereReadsEveryBlockAndChangesNothing) {
+    Board board;
+    Install(board);
+    const Outcome run = board.RunsGuard({"verify", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    GuardConversation expected;
+    expected.Enters().AsksIdentity(RomWords(0xF249, 0x0161));
+    expected.Unlocks(BlinkyVectors(), RomWords(0xF249, 0x0161));
+    for (const Block& block : CanonicalBlocks(Blinky())) {
+        expected.Reads(block);
+    }
+    ExpectSame(run.Conversation(), expected.ClosesPort().Starts().Ends().Text());
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(GuardVerify, OfAnotherFirmwareDiffersAndItRunsOn) {
+    Board board;
+    const Outcome run = board.RunsGuard({"verify", BlinkyPath()});
+    EXPECT_EQ(run.status, 22);
+    EXPECT_EQ(board.RunsGuard({"reset"}).status, 0);
+}
+
+TEST(GuardVerify, OnPartsThatMayEraseThemselvesDoesNotLookUnlessAllowed) {
+    for (const char* chip : {"msp430-56k-key", "msp430-56k-v202", "msp430-56k-v110"}) {
+        Board board;
+        board.WithOption(std::string("chip=") + chip);
+        Install(board);
+        EXPECT_EQ(board.RunsGuard({"verify", BlinkyPath()}).status, 23) << chip;
+        EXPECT_EQ(board.DifferenceFrom(Blinky()), "") << chip;
+        EXPECT_EQ(board.RunsGuard({"verify", "--may-erase", BlinkyPath()}).status, 0) << chip;
+        EXPECT_EQ(board.DifferenceFrom(Blinky()), "") << chip;
+    }
+}
+
+TEST(GuardVerify, OfAChipThatSaysNothingSaysThatNobodyIsThere) {
+    Board board;
+    board.WithOption("silent=yes");
+    EXPECT_EQ(board.RunsGuard({"verify", BlinkyPath()}).status, 13);
+}
+
+TEST(GuardRead, WithThePasswordOfTheImageWritesWhatTheChipHolds) {
+    Board board;
+    Install(board);
+    const Outcome run = board.RunsGuard({"read", "-o", "out.hex", "--password-of", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    board.WithFile("again.hex", runs::ReadFile(board.PathOf("out.hex")));
+    EXPECT_EQ(board.DifferenceFrom(runs::ReadFile(board.PathOf("again.hex"))), "");
+}
+
+TEST(GuardRead, WithTheWrongPasswordCouldNotLookAndWritesNothing) {
+    Board board;
+    Install(board);
+    EXPECT_EQ(board.RunsGuard({"read", "-o", "out.hex"}).status, 23);
+    EXPECT_NE(runs::RunProcess({"test", "-e", board.PathOf("out.hex")}, ".").status, 0);
+}
+
+TEST(GuardErase, ErasesAsOftenAsAnyPartNeedsAndProvesIt) {
+    Board board;
+    const Outcome run = board.RunsGuard({"erase"});
+    EXPECT_EQ(run.status, 0) << run.error;
+    GuardConversation expected;
+    expected.Enters().Erases().Unlocks(kErasedPassword, RomWords(0xF249, 0x0161));
+    expected.ChecksErased(0x2100, 0xDF00).ClosesPort().Starts().Ends();
+    ExpectSame(run.Conversation(), expected.Text());
+    EXPECT_EQ(board.Memory().at(0xFFFE), 0xFF);
+}
+
+TEST(GuardErase, OfACellThatStaysProgrammedFails) {
+    Board board;
+    board.WithFault("cell:0x2100=stuck-programmed");
+    EXPECT_EQ(board.RunsGuard({"erase"}).status, 20);
+}
+
+TEST(GuardReset, EntersTheLoaderAndLeavesItForTheFirmware) {
+    Board board;
+    const Outcome run = board.RunsGuard({"reset"});
+    EXPECT_EQ(run.status, 0) << run.error;
+    GuardConversation expected;
+    expected.Enters().ClosesPort().Starts().Asks(256).Ends();
+    ExpectSame(run.Conversation(), expected.Text());
+}
+
+TEST(GuardReset, OfAnErasedChipHasNobodyToAnswer) {
+    Board board;
+    board.WithOption("start=erased");
+    EXPECT_EQ(board.RunsGuard({"reset"}).status, 13);
+}
+
+TEST(GuardRelease, LetsGoOfTheLinesWithoutTouchingThePort) {
+    Board board;
+    const Outcome run = board.RunsGuard({"release"});
+    EXPECT_EQ(run.status, 0) << run.error;
+    runs::Conversation begins;
+    begins.Begins();
+    ExpectSame(run.Conversation(), begins.Text() + GuardConversation().Starts().Ends().Text());
+}
+
+TEST(GuardRelease, BringsBackEveryBoardThatAKilledProgramHasLeft) {
+    for (const char* place : {"call#60=kill", "call#100=kill", "call#200=kill", "call#300=kill"}) {
+        Board board;
+        board.WithFault(place);
+        EXPECT_EQ(board.Runs({"-f", BlinkyPath(), "-F"}).status, 137) << place;
+        board.WithoutFaults();
+        EXPECT_EQ(board.RunsGuard({"release"}).status, 0) << place;
+        EXPECT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0) << place;
+        EXPECT_EQ(board.DifferenceFrom(Blinky()), "") << place;
+    }
+}
+
+TEST(GuardCommandLine, WrongWordsEndWithStatusTwoAndTouchNothing) {
+    const std::vector<std::vector<std::string>> wrong{
+        {},
+        {"instal", "x.hex"},
+        {"install"},
+        {"install", "a.hex", "b.hex"},
+        {"info", "--force"},
+        {"info", "--wait", "soon"},
+        {"install", "x.hex", "--speed", "5"},
+        {"install", "x.hex", "--sha256", "zz"},
+        {"install", "x.hex", "--status-when-current", "256"},
+        {"install", "x.hex", "--keep-information"},
+        {"install", "x.hex", "--password-of", "old.hex"},
+        {"install", "x.hex", "--keep-information", "--lose-information", "--password-of", "o.hex"},
+        {"read"},
+        {"info", "-q", "-v"},
+        {"info", "--nothing"},
+        {"info", "--board"},
+        {"info", "-b", "BRDX"},
+    };
+    for (const auto& words : wrong) {
+        Board board;
+        const Outcome run = board.RunsGuard(words);
+        EXPECT_EQ(run.status, 2) << testing::PrintToString(words);
+        EXPECT_EQ(run.Conversation(), "") << testing::PrintToString(words);
+        EXPECT_EQ(run.error.rfind("flashguard: ", 0), 0U) << run.error;
+    }
+}
+
+TEST(GuardCommandLine, GlobalOptionsStandBeforeAndBehindTheCommand) {
+    Board board;
+    EXPECT_EQ(board.RunsGuard({"--json", "info"}).output,
+              board.RunsGuard({"info", "--json"}).output);
+}
+
+TEST(GuardCommandLine, HelpAndVersionAreNoErrors) {
+    for (const char* word : {"--help", "-h", "--version"}) {
+        EXPECT_EQ(runs::RunProcess({"flashguard", word}, ".").status, 0) << word;
+    }
+}
+
+}  // namespace
+}  // namespace guard_tests

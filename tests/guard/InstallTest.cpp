@@ -1,0 +1,273 @@
+// SPDX-License-Identifier: MIT
+
+// An image into the chip and proved, and everything that can end otherwise: status, chip, words.
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/guard/GuardConversation.h"
+#include "tests/runs/Board.h"
+#include "tests/runs/Compare.h"
+
+namespace guard_tests {
+namespace {
+
+using runs::Blinky;
+using runs::BlinkyPath;
+using runs::Block;
+using runs::Board;
+using runs::ExpectSame;
+using runs::Outcome;
+
+const Bytes kErasedPassword(32, 0xFF);
+
+/// The object that ends the output of every run with --json.
+nlohmann::json VerdictOf(const Outcome& run) {
+    std::istringstream lines(run.output);
+    std::string last;
+    for (std::string line; std::getline(lines, line);) {
+        last = line;
+    }
+    return nlohmann::json::parse(last, nullptr, false);
+}
+
+/// What an install does on a sound board with loader 1.61.
+GuardConversation InstallOf(const std::string& image, std::uint16_t before,
+                            const runs::Wiring& wiring = {}) {
+    GuardConversation steps(wiring);
+    steps.Asks(before).Enters().Erases();
+    steps.Unlocks(kErasedPassword, RomWords(0xF249, 0x0161)).ChecksErased(0x2100, 0xDF00);
+    const std::vector<Block> blocks = CanonicalBlocks(image);
+    std::vector<Block> body;
+    std::vector<Block> commit;
+    for (const Block& block : blocks) {
+        (block.address < 0xFFE0 ? body : commit).push_back(block);
+    }
+    for (const Block& block : body) {
+        steps.Writes(block);
+    }
+    for (const Block& block : body) {
+        steps.Reads(block);
+    }
+    std::uint32_t at = 0x2100;
+    for (const Block& block : body) {
+        if (at < block.address) {
+            steps.ChecksErased(static_cast<std::uint16_t>(at),
+                               static_cast<std::uint16_t>(block.address - at));
+        }
+        at = block.address + static_cast<std::uint32_t>(block.data.size());
+    }
+    steps.ChecksErased(static_cast<std::uint16_t>(at), static_cast<std::uint16_t>(0xFFE0 - at));
+    for (const Block& block : commit) {
+        steps.Writes(block).Reads(block);
+    }
+    return steps.ClosesPort().Starts().Asks(4660).Ends();
+}
+
+TEST(GuardInstall, OfBlinkyIsTheWholeConversationAndLeavesTheImageInTheChip) {
+    Board board;
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 0) << run.error;
+    ExpectSame(run.Conversation(), InstallOf(Blinky(), 256).Text());
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+    const auto verdict = VerdictOf(run);
+    EXPECT_EQ(verdict["status"], 0) << run.output;
+    EXPECT_EQ(verdict["outcome"], "installed");
+    EXPECT_EQ(verdict["chip"], "image-running");
+}
+
+TEST(GuardInstall, OnTheBoardWithOtherLinesIsTheSameConversationThere) {
+    Board board;
+    board.OfModel("BRDC");
+    const Outcome run = board.RunsGuard({"-b", "BRDC", "install", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    ExpectSame(run.Conversation(), InstallOf(Blinky(), 256, runs::BoardC()).Text());
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+struct PartCase {
+    const char* chip;
+    const char* cumulative;
+    const char* trigger;
+};
+
+class GuardInstallOnEveryPart : public testing::TestWithParam<PartCase> {};
+
+TEST_P(GuardInstallOnEveryPart, LeavesTheImageAndNoWeakByte) {
+    Board board;
+    board.WithOption(std::string("chip=") + GetParam().chip)
+        .WithOption(std::string("cumulative-erase=") + GetParam().cumulative)
+        .WithOption(std::string("receive-trigger=") + GetParam().trigger);
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(VerdictOf(run)["outcome"], "installed");
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+    EXPECT_EQ(board.WeakBytes(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryPart, GuardInstallOnEveryPart,
+                         testing::Values(PartCase{"msp430-56k", "no", "1"},
+                                         PartCase{"msp430-56k", "yes", "14"},
+                                         PartCase{"msp430-56k-v110", "no", "14"},
+                                         PartCase{"msp430-56k-v110", "yes", "1"},
+                                         PartCase{"msp430-56k-v202", "no", "1"},
+                                         PartCase{"msp430-56k-v202", "yes", "14"},
+                                         PartCase{"msp430-56k-key", "no", "14"},
+                                         PartCase{"msp430-56k-key", "yes", "1"}));
+
+TEST(GuardInstall, OfWhatRunsIsCurrentAfterOneQuestionAndTouchesNoLine) {
+    Board board;
+    ASSERT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0);
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 0) << run.error;
+    ExpectSame(run.Conversation(), GuardConversation().Asks(4660).Text());
+    EXPECT_EQ(VerdictOf(run)["outcome"], "current");
+}
+
+TEST(GuardInstall, OfWhatRunsEndsWithTheStatusThatWasAskedFor) {
+    Board board;
+    ASSERT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0);
+    EXPECT_EQ(board.RunsGuard({"install", "--status-when-current", "42", BlinkyPath()}).status, 42);
+}
+
+TEST(GuardInstall, WithForceProgramsWhatRuns) {
+    Board board;
+    ASSERT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0);
+    const Outcome run = board.RunsGuard({"install", "--force", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    ExpectSame(run.Conversation(), InstallOf(Blinky(), 4660).Text());
+}
+
+TEST(GuardInstall, WithProofProgramsAnotherImageOfTheSameVersion) {
+    Board board;
+    ASSERT_EQ(board.RunsGuard({"install", runs::BigPath()}).status, 0);
+    const Outcome run = board.RunsGuard({"install", "--prove", "--json", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(VerdictOf(run)["outcome"], "installed");
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(GuardInstall, WithProofTakesWhatIsWhollyThereForCurrent) {
+    Board board;
+    ASSERT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0);
+    const Outcome run = board.RunsGuard({"install", "--prove", "--json", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(VerdictOf(run)["outcome"], "current");
+    EXPECT_EQ(VerdictOf(run)["chip"], "image-proved");
+}
+
+TEST(GuardInstall, OfAChipThatSaysNothingProgramsNothingAndEnds) {
+    Board board;
+    board.WithOption("silent=yes");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 13);
+    GuardConversation expected;
+    expected.AsksInVain(3).Enters(false).ClosesPort().EntersAgain(false).ClosesPort();
+    expected.EntersAgain(false).ClosesPort().Starts().Ends();
+    ExpectSame(run.Conversation(), expected.Text());
+    EXPECT_EQ(VerdictOf(run)["chip"], "as-it-was");
+}
+
+TEST(GuardInstall, OfAWrongImageTouchesNoDevice) {
+    Board board;
+    board.WithFile("wrong.hex", ":0100000000FF\n");
+    const Outcome run = board.RunsGuard({"install", "wrong.hex", "--json"});
+    EXPECT_EQ(run.status, 10);
+    EXPECT_EQ(run.Conversation(), "");
+    EXPECT_EQ(VerdictOf(run)["chip"], "untouched");
+}
+
+TEST(GuardInstall, OfAnImageWithAnotherSumTouchesNoDevice) {
+    Board board;
+    const Outcome run =
+        board.RunsGuard({"install", "--sha256", std::string(64, '0'), BlinkyPath()});
+    EXPECT_EQ(run.status, 10);
+    EXPECT_EQ(run.Conversation(), "");
+}
+
+TEST(GuardInstall, WithoutThePortLeavesTheChipAsItWas) {
+    Board board;
+    board.WithFault("open:port#*=enoent");
+    const std::vector<std::uint8_t> before =
+        (static_cast<void>(board.RunsGuard({"info"})), board.Memory());
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 12);
+    EXPECT_EQ(VerdictOf(run)["chip"], "as-it-was");
+    EXPECT_EQ(board.Memory(), before);
+}
+
+TEST(GuardInstall, OnAMissingLineLeavesTheChipAsItWasAndNothingExported) {
+    Board board;
+    board.WithFault("fopen:gpio91/direction#*=enoent");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath()});
+    EXPECT_EQ(run.status, 12);
+}
+
+TEST(GuardInstall, OfABlockThatIsNeverTakenGivesUpWithNothingThatStarts) {
+    Board board;
+    board.WithFault("answer:write#*=nak");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 20);
+    EXPECT_EQ(VerdictOf(run)["chip"], "no-firmware");
+    const auto memory = board.Memory();
+    EXPECT_EQ(memory.at(0xFFFE), 0xFF);
+    EXPECT_EQ(memory.at(0xFFFF), 0xFF);
+}
+
+TEST(GuardInstall, OfAStuckVectorGivesUpWithNothingThatStarts) {
+    Board board;
+    board.WithFault("cell:0xfffe=stuck-erased");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 20);
+    EXPECT_EQ(VerdictOf(run)["chip"], "no-firmware");
+    EXPECT_EQ(board.Memory().at(0xFFFF), 0xFF);
+}
+
+TEST(GuardInstall, OfFirmwareThatDoesNotAnswerIsProvedButSaysSo) {
+    Board board;
+    board.WithFault("write:comm#2..=eio");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 21);
+    EXPECT_EQ(VerdictOf(run)["chip"], "image-proved");
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(GuardInstall, WhileAnotherHoldsThePortIsBusyAndTouchesNothing) {
+    Board board;
+    board.WithFile("flashguard-dev-ttyS1.lock", "");
+    const Outcome run = board.RunsScript(
+        "flock flashguard-dev-ttyS1.lock flashguard --lock-folder . --wait 10s install " +
+        BlinkyPath());
+    EXPECT_EQ(run.status, 11);
+    // Ten seconds in steps of a tenth.
+    std::string waits;
+    for (int i = 0; i < 100; ++i) {
+        waits += "pause 100000 us\n";
+    }
+    ExpectSame(run.Conversation(), waits);
+}
+
+TEST(GuardInstall, AtAHigherSpeedReadsAndWritesWithIt) {
+    Board board;
+    const Outcome run = board.RunsGuard({"install", "--speed", "38400", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+    EXPECT_NE(run.Conversation().find("write /dev/ttyS1 80 20 04 04 80 8c 02 00 "),
+              std::string::npos);
+    EXPECT_NE(run.Conversation().find("tcsetattr /dev/ttyS1 38400 8E1"), std::string::npos);
+}
+
+TEST(GuardInstall, OfAPartThatNeedsAnotherClockGoesBackToTheFirstSpeed) {
+    Board board;
+    board.WithOption("chip=msp430-56k-v110");
+    const Outcome run = board.RunsGuard({"install", "--speed", "38400", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+}  // namespace
+}  // namespace guard_tests
