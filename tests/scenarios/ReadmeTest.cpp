@@ -119,6 +119,10 @@ TEST_F(Page, ReadmePrintsWhatItShows) {
     ExpectWhatItShows("README.md");
 }
 
+TEST_F(Page, HazardsPrintsWhatItShows) {
+    ExpectWhatItShows("docs/HAZARDS.md");
+}
+
 TEST_F(Page, ContributingPrintsWhatItShows) {
     ExpectWhatItShows("CONTRIBUTING.md");
 }
@@ -130,7 +134,7 @@ struct ShownCommand {
     const char* there;
 };
 
-constexpr std::array<ShownCommand, 9> kShownCommands{{
+constexpr std::array<ShownCommand, 11> kShownCommands{{
     {"./demo", "README.md", "$ ./demo"},
     {"./test", ".ci/run", "./test"},
     {"scripts/install-packages test", "test", "scripts/install-packages test"},
@@ -141,6 +145,9 @@ constexpr std::array<ShownCommand, 9> kShownCommands{{
     {"ctest --preset default -R FrameDecoder", "test", "ctest --preset \"$1\""},
     {"cmake --preset release && cmake --build --preset release", "tests/packages/release",
      "cmake --preset \"$preset\""},
+    {"cmake --preset release --toolchain cmake/toolchains/armhf.cmake -B build-release-armhf",
+     "scripts/size-table", "toolchain=(--toolchain \"cmake/toolchains/$2.cmake\")"},
+    {"cmake --build build-release-armhf", "scripts/size-table", "cmake --build \"$folder\""},
 }};
 
 /// What stands on its own behind four blanks, outside of fences and without a comment behind it.

@@ -178,10 +178,17 @@ void World::OnCall(const HostCall& /*call*/) {
 }
 
 void World::OnLoaderCommand(const LoaderCommand& command) {
-    if (command.command == kReceiveBlock && command.answer == kAckByte) {
+    if (command.command == kSyncByte) {
+        return;
+    }
+    const bool written = command.command == kReceiveBlock && command.answer == kAckByte;
+    const std::pair<unsigned, unsigned> block{command.address, command.lengthBytes};
+    // A program that did not hear the answer sends the block again; it is the same one.
+    if (written && m_lastBlock != block) {
         m_report->bytesProgrammed += command.lengthBytes;
         ++m_report->blocksProgrammed;
     }
+    m_lastBlock = written ? std::optional(block) : std::nullopt;
 }
 
 void World::LetSettle() {

@@ -5,7 +5,9 @@
 // the program ends.
 
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "vboard/board/Board.h"
 #include "vboard/board/BoardFile.h"
@@ -79,6 +81,7 @@ private:
     std::unique_ptr<LineFile> m_calls;
     BoardFile m_file;
     RunReport* m_report = nullptr;
+    std::optional<std::pair<unsigned, unsigned>> m_lastBlock;  ///< Address and length, if written.
     std::unique_ptr<Board> m_board;
     std::unique_ptr<Transcript> m_transcript;
     std::unique_ptr<Recordings> m_recordings;
