@@ -18,7 +18,7 @@ _INVENTORY = "board ansible_connection=local ansible_python_interpreter=/usr/bin
 class AnsibleTest(EngineTest):
     def setUp(self):
         super().setUp()
-        os.environ.update(ANSIBLE_REMOTE_TEMP="/tmp/ansible", ANSIBLE_PIPELINING="1")
+        os.environ.update(ANSIBLE_REMOTE_TEMP=f"{WORK}/ansible", ANSIBLE_PIPELINING="1")
         os.environ["ANSIBLE_LIBRARY"] = f"{ROOT}/integrations/ansible/roles/flashguard/library"
         os.environ["ANSIBLE_ROLES_PATH"] = f"{ROOT}/integrations/ansible/roles"
         write("inventory", _INVENTORY)
@@ -108,20 +108,23 @@ class AnsibleTest(EngineTest):
             "hosts": "board", "gather_facts": False, "roles": ["flashguard"],
             "environment": {"SYSTEMD_OFFLINE": "1"},
             "vars": {"flashguard_image": self.new, "flashguard_command": board.command(),
-                     "flashguard_packages": []}}]))
+                     "flashguard_packages": [], "flashguard_image_path": f"{WORK}/laid/firmware.hex"}}]))
         write("/etc/systemd/system/flashguard@.service",
               "[Service]\nType=oneshot\nExecStart=/bin/true\n[Install]\nWantedBy=multi-user.target\n")
         first = self.run_program("ansible-playbook", "-i", "inventory", "play.yml")
         self.assertIn("failed=0", first)
         self.assert_proved(board, self.new)
-        self.assertEqual(read("/usr/lib/firmware/flashguard/firmware.hex"), read(self.new))
+        self.assertEqual(read("laid/firmware.hex"), read(self.new))
         self.assertTrue(os.path.lexists("/etc/systemd/system/multi-user.target.wants/flashguard@BRDA.service"))
         self.assertIn("changed=0", self.run_program("ansible-playbook", "-i", "inventory", "play.yml"))
 
     def test_the_page_works_as_written(self):
         board = Board("my", image_path=OLD)
         write("command.yml", json.dumps({"flashguard": board.command()}))
+        for name in ("ANSIBLE_LIBRARY", "ANSIBLE_ROLES_PATH"):
+            del os.environ[name]
         run_page("ANSIBLE")
+        self.assert_proved(board, OLD)
 
 
 if __name__ == "__main__":

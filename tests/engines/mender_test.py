@@ -7,7 +7,7 @@ import shutil
 import signal
 
 from support.boards import Board, HaltedRun, image, read, write
-from support.engine_test import NEW_VERSION, OLD, EngineTest, install_file, run_tests
+from support.engine_test import NEW_VERSION, OLD, EngineTest, install_package, run_tests
 from support.pages import run_page
 from support.sandbox import WORK
 
@@ -28,7 +28,7 @@ class MenderTest(EngineTest):
     def setUp(self):
         super().setUp()
         shutil.rmtree("/var/lib/flashguard", ignore_errors=True)
-        install_file("mender/mcu", "/usr/share/mender/modules/v3/mcu", 0o755)
+        install_package("flashguard-mender")
         _prepare_client()
 
     def prepare_keys(self):

@@ -7,7 +7,7 @@ import shutil
 import signal
 
 from support.boards import Board, HaltedRun, write
-from support.engine_test import OLD, EngineTest, install_file, run_tests
+from support.engine_test import OLD, EngineTest, install_package, run_tests
 from support.pages import run_page
 
 _SYSTEM = """[system]
@@ -34,8 +34,7 @@ _HANDLER = "[handler]\nfilename=handler\n"
 class RaucTest(EngineTest):
     def setUp(self):
         super().setUp()
-        for name in ("hook", "handler"):
-            install_file(f"rauc/{name}", f"/usr/share/flashguard/rauc/{name}", 0o755)
+        install_package("flashguard-rauc")
         self.make_key("ours")
         write("/etc/rauc/system.conf", _SYSTEM)
         shutil.copy("ours.pem", "/etc/rauc/keyring.pem")

@@ -9,7 +9,7 @@ import signal
 
 from support.boards import Board, HaltedRun, read, write
 from support.ddi_server import DdiServer
-from support.engine_test import OLD, EngineTest, install_file, run_tests
+from support.engine_test import OLD, EngineTest, install_package, run_tests
 from support.pages import commands_of, run_page
 
 _DESCRIPTION = """software =
@@ -24,8 +24,7 @@ _DESCRIPTION = """software =
 class SwupdateCase(EngineTest):
     def setUp(self):
         super().setUp()
-        for name in ("flashguard.lua", "swupdate_handlers.lua"):
-            install_file(f"swupdate/{name}", f"/usr/share/lua/5.3/{name}")
+        install_package("flashguard-swupdate")
         write("/etc/hwrevision", "our-product 1.0\n")
         for socket in ("swupdateprog", "sockinstctrl"):
             if os.path.exists(f"/tmp/{socket}"):

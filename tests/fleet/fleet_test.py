@@ -18,7 +18,7 @@ import unittest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.realpath(__file__)), "../engines"))
 
 from fleet import make_fleet, words, write_inventory  # noqa: E402
-from support.boards import ROOT, Builds, versioned, write  # noqa: E402
+from support.boards import ROOT, Builds, read, versioned, write  # noqa: E402
 from support.pages import commands_of, file_of  # noqa: E402
 from support.sandbox import WORK, run_in_sandbox  # noqa: E402
 
@@ -56,7 +56,7 @@ class FleetTest(unittest.TestCase):
 
     def setUp(self):
         os.environ.update(ANSIBLE_LIBRARY=f"{ROOT}/integrations/ansible/roles/flashguard/library",
-                          ANSIBLE_REMOTE_TEMP="/tmp/ansible", ANSIBLE_PIPELINING="1", ANSIBLE_FORKS="4",
+                          ANSIBLE_REMOTE_TEMP=f"{WORK}/ansible", ANSIBLE_PIPELINING="1", ANSIBLE_FORKS="4",
                           ANSIBLE_NOCOLOR="1", ANSIBLE_DEPRECATION_WARNINGS="0")
         self.image = versioned(f"{WORK}/image.hex", _VERSION)
 
@@ -119,12 +119,24 @@ class FleetTest(unittest.TestCase):
                 self.assertTrue(member.board.runs_nothing(), member.name)
         return rollout
 
+    def assert_reported(self, members, rollout):
+        """The page about the second rollout counts all boards, and those that failed."""
+        for name, target in (("integrations", f"{ROOT}/integrations"), ("records", rollout.records)):
+            if os.path.lexists(name):
+                os.remove(name)
+            os.symlink(target, name)
+        subprocess.run(["bash", "-c", commands_of("FLEET")[1]], check=True)
+        figures = {what: int(count) for count, what in
+                   re.findall(r'<div class="figure[^>]*><b>(\d+)</b>(\w+)</div>', read("report.html"))}
+        self.assertEqual((figures["boards"], figures["failed"]), (len(members), len(rollout.failed)))
+
     def run_both(self, name):
         folder, members = self.fleet(name)
         first = self.stopped_rollout(folder, members)
         self.assert_named(members, first)
         second = self.second_rollout(folder, members)
         self.assert_named(members, second)
+        self.assert_reported(members, second)
         print(f"{self.boards} boards, seed {self.seed}: the first rollout reached {len(first.reached)} and "
               f"{len(first.failed)} failed, in {first.seconds:.1f} s; in the second {len(second.failed)} failed, "
               f"in {second.seconds:.1f} s, {second.seconds / self.boards * 1000:.0f} ms a board")

@@ -9,7 +9,7 @@ import subprocess
 import sys
 import unittest
 
-from support.boards import BIG, BLINKY, ROOT, Builds, damaged, versioned, write
+from support.boards import BIG, BLINKY, ROOT, Builds, damaged, read, versioned, write
 from support.sandbox import WORK, run_in_sandbox
 
 OLD = BLINKY
@@ -84,8 +84,9 @@ def run_tests():
     run_in_sandbox(lambda: 0 if unittest.main(exit=False).result.wasSuccessful() else 1)
 
 
-def install_file(source, target, mode=0o644):
-    """Lays one of the integrations' files where its package does."""
-    os.makedirs(os.path.dirname(target), exist_ok=True)
-    shutil.copy(f"{ROOT}/integrations/{source}", target)
-    os.chmod(target, mode)
+def install_package(name):
+    """Lays a Debian package's files where it does, by what debian/NAME.install says."""
+    for line in read(f"{ROOT}/debian/{name}.install").splitlines():
+        source, folder = line.split()
+        os.makedirs(f"/{folder}", exist_ok=True)
+        shutil.copy(f"{ROOT}/{source}", f"/{folder}")

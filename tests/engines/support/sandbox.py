@@ -6,8 +6,8 @@ laid over those of the machine and can be written freely, /run is empty. The fir
 name space dies with the test's, and the kernel then ends every other process in it; the last of them
 takes mounts, loop devices and sockets along. So there is nothing that a test could forget to clean up.
 
-Root is needed. Others get the same with a user name space where the kernel grants one, but then only
-copies of the few folders that Ansible and Mender write to.
+Others than root get the same in a user name space, where the kernel grants one, but then only with
+copies of the few folders that Ansible and Mender write to; the other engines need root themselves.
 """
 
 import ctypes
@@ -24,7 +24,8 @@ WORK = "/run/work"
 """Where a test keeps its files: in memory, and only seen in the sandbox."""
 
 _LAID_OVER = ("/etc", "/usr", "/var", "/tmp")
-_COPIED = ("/etc", "/usr/share/mender", "/var/lib/mender")
+_COPIED = ("/etc", "/usr/share/mender")
+_EMPTIED = ("/var/lib",)
 
 # Linux, sched.h and prctl.h.
 _CLONE_NEWNS, _CLONE_NEWIPC, _CLONE_NEWUSER = 0x00020000, 0x08000000, 0x10000000
@@ -119,9 +120,12 @@ def _lay_over():
 def _copy():
     for folder in filter(os.path.isdir, _COPIED):
         copy = f"/run/over{folder}"
+        os.makedirs(os.path.dirname(copy), exist_ok=True)
         # A user may not read everything; what is missing then, no test needs.
         subprocess.run(["cp", "-rT", folder, copy], stderr=subprocess.DEVNULL, check=False)
         _mount("--bind", copy, folder)
+    for folder in _EMPTIED:
+        _mount("-t", "tmpfs", "empty", folder)
 
 
 def _raise_loopback():
