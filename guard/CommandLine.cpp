@@ -84,7 +84,7 @@ std::string Sha256Digits(const std::string& value, CommandLine& line) {
     return good ? "" : "'" + value + "' are not the 64 digits of a SHA-256";
 }
 
-std::string Speed(const std::string& value, CommandLine& line) {
+std::string TakeSpeed(const std::string& value, CommandLine& line) {
     if (value != "9600" && value != "19200" && value != "38400") {
         return "'" + value + "' is no speed of the loader: take 9600, 19200 or 38400";
     }
@@ -142,7 +142,7 @@ constexpr std::array<OptionRow, 18> kOptions{{
      Flag<&CommandLine::prove>},
     {"sha256", 0, "HEX", kInstall, "the sum that the image file has to have", Sha256Digits},
     {"speed", 0, "BAUD", kInstall | Bit(Command::kVerify) | Bit(Command::kRead),
-     "9600, 19200 or 38400", Speed},
+     "9600, 19200 or 38400", TakeSpeed},
     {"keep-information", 0, nullptr, kInstall,
      "keep what information memory holds; needs --password-of",
      Flag<&CommandLine::keepInformation>},

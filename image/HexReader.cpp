@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "image/HexDigits.h"
+#include "image/RecordType.h"
 
 namespace image {
 namespace {
@@ -14,15 +15,6 @@ namespace {
 constexpr std::size_t kHeadBytes = 4;
 constexpr std::size_t kFrameBytes = kHeadBytes + 1;
 constexpr std::size_t kTypePlace = 3;
-
-enum RecordType : std::uint8_t {
-    kData,
-    kEndOfFile,
-    kSegmentBase,
-    kStartSegment,
-    kLinearBase,
-    kStartLinear,
-};
 
 constexpr const char* kGetAnew = "get the image anew, this one was damaged on its way";
 constexpr const char* kTakeOut = "take out of the file what is not Intel HEX";

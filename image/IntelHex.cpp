@@ -9,21 +9,19 @@
 
 #include "image/HexDigits.h"
 #include "image/HexReader.h"
+#include "image/RecordType.h"
 
 namespace image {
 namespace {
 
 constexpr std::size_t kRowBytes = 16;
 
-constexpr std::uint8_t kData = 0;
-constexpr std::uint8_t kEndOfFile = 1;
-
 std::uint8_t ChecksumOf(std::span<const std::uint8_t> bytes) {
     const unsigned sum = std::accumulate(bytes.begin(), bytes.end(), 0U);
     return static_cast<std::uint8_t>(0U - sum);
 }
 
-void AppendRecord(std::string& text, std::uint16_t address, std::uint8_t type,
+void AppendRecord(std::string& text, std::uint16_t address, RecordType type,
                   std::span<const std::uint8_t> data) {
     std::vector<std::uint8_t> record{static_cast<std::uint8_t>(data.size()),
                                      static_cast<std::uint8_t>(address >> 8U),

@@ -14,7 +14,7 @@ namespace {
 
 using std::chrono_literals::operator""ms;
 
-constexpr int kTries = 3;
+constexpr int kLineTries = 3;
 constexpr Milliseconds kSettle = 100ms;
 constexpr Milliseconds kHold = 500ms;
 
@@ -58,7 +58,7 @@ void Lines::NoteStrangers() {
 }
 
 bool Lines::ExportAll() {
-    for (int round = 0; round < kTries; ++round) {
+    for (int round = 0; round < kLineTries; ++round) {
         const auto missing = std::find_if(m_gpios.begin(), m_gpios.end(),
                                           [](const auto& gpio) { return !Exported(gpio); });
         if (missing == m_gpios.end()) {
@@ -102,7 +102,7 @@ bool Lines::Prepare() {
 }
 
 bool Lines::EnterLoader() {
-    for (int round = 0; round < kTries; ++round) {
+    for (int round = 0; round < kLineTries; ++round) {
         if (Prepare()) {
             return m_target.Controller().StartBSL();
         }
@@ -113,7 +113,7 @@ bool Lines::EnterLoader() {
 bool Lines::StartFirmware(bool hard) {
     CFWUMsp& controller = m_target.Controller();
     bool free = false;
-    for (int round = 0; round < kTries && !free; ++round) {
+    for (int round = 0; round < kLineTries && !free; ++round) {
         if (hard) {
             (void)WriteSmallFile(PathOf(m_gpios[0], "direction"), "high");
             Pause(kHold);
@@ -132,7 +132,7 @@ bool Lines::StartFirmware(bool hard) {
 
 bool Lines::UnexportAll() {
     m_strangers.insert(m_strangers.end(), m_gpios.begin(), m_gpios.end());
-    for (int round = 0; round < kTries; ++round) {
+    for (int round = 0; round < kLineTries; ++round) {
         for (const std::string& gpio : m_strangers) {
             if (Exported(gpio)) {
                 (void)WriteSmallFile(kFolder + "/unexport", gpio);

@@ -11,7 +11,7 @@ namespace {
 
 using std::chrono_literals::operator""ms;
 
-constexpr int kTries = 3;
+constexpr int kPortTries = 3;
 constexpr Milliseconds kReadLimit = 100ms;  // VTIME 1
 constexpr int kGapReads = 2;
 constexpr std::size_t kMostDrained = 1000;
@@ -32,7 +32,7 @@ speed_t ConstantOf(unsigned baud) {
 bool Port::Open() {
     CFWUMsp& controller = m_target.Controller();
     controller.CloseSerial();
-    for (int round = 0; round < kTries; ++round) {
+    for (int round = 0; round < kPortTries; ++round) {
         if (controller.OpenSerial(m_target.TheBoard().port.c_str(), kFirstBaud, 8, true, false,
                                   false, false)) {
             if (Configure(kFirstBaud)) {
@@ -69,7 +69,7 @@ bool Port::Configure(unsigned baud) {
 }
 
 bool Port::ChangeBaud(unsigned baud) {
-    for (int round = 0; round < kTries; ++round) {
+    for (int round = 0; round < kPortTries; ++round) {
         if (Configure(baud)) {
             return true;
         }
@@ -84,7 +84,7 @@ Duration Port::TimeOf(std::size_t count) const {
 
 bool Port::Send(std::span<const std::uint8_t> bytes) {
     const int file = m_target.Controller().m_serialFd;
-    for (int round = 0; round < kTries && !bytes.empty(); ++round) {
+    for (int round = 0; round < kPortTries && !bytes.empty(); ++round) {
         const ssize_t count = write(file, bytes.data(), bytes.size());
         bytes = bytes.subspan(count > 0 ? static_cast<std::size_t>(count) : 0);
     }

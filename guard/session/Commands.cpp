@@ -9,10 +9,6 @@
 namespace guard {
 namespace {
 
-using std::chrono_literals::operator""ms;
-
-constexpr Milliseconds kAskLimit = 750ms;
-
 Password PasswordOf(const Request& request) {
     return request.password.value_or(ErasedPassword());
 }

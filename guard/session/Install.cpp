@@ -7,10 +7,6 @@
 namespace guard {
 namespace {
 
-using std::chrono_literals::operator""ms;
-
-constexpr Milliseconds kAskLimit = 750ms;
-
 enum class Need : std::uint8_t { kProgram, kNothing, kUnknown };
 
 // A chip that does not answer has no version: it is programmed.

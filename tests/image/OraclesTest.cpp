@@ -263,7 +263,8 @@ void Damage(Random& random, std::string& text) {
             text.resize(place);
             return;
         default:
-            text[place] = static_cast<char>(text[place] ^ (1U << Below(random, 8)));
+            text[place] = static_cast<char>(static_cast<unsigned char>(text[place]) ^
+                                            (1U << Below(random, 8)));
             return;
     }
 }

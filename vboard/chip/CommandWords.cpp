@@ -7,7 +7,7 @@
 namespace vboard {
 namespace {
 
-std::string EraseWords(const Frame& frame) {
+std::string WordsForErase(const Frame& frame) {
     switch (frame.lengthField) {
         case kEraseSegmentWord:
             return Formatted("erase segment at {:#06x}", frame.address);
@@ -29,7 +29,7 @@ std::string PlainWords(const Frame& frame) {
         case kTransmitBlock:
             return Formatted("read {} bytes at {:#06x}", length, address);
         case kErase:
-            return EraseWords(frame);
+            return WordsForErase(frame);
         case kMassErase:
             return "mass erase";
         case kLoadProgramCounter:
