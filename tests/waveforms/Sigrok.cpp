@@ -13,12 +13,13 @@ bool HaveSigrok() {
 }
 
 std::vector<Annotation> Decode(const std::string& vcdPath, const std::string& line,
-                               const std::string& annotation) {
+                               const std::string& annotation, unsigned bitsPerSecond) {
     const TempFolder folder;
     const std::string output =
         runs::RunProcess({"sigrok-cli", "-I", "vcd", "-i", vcdPath, "-P",
-                          "uart:rx=" + line + ":baudrate=9600:parity=even:format=hex", "-A",
-                          "uart=rx-" + annotation, "--protocol-decoder-samplenum"},
+                          "uart:rx=" + line + ":baudrate=" + std::to_string(bitsPerSecond) +
+                              ":parity=even:format=hex",
+                          "-A", "uart=rx-" + annotation, "--protocol-decoder-samplenum"},
                          folder.PathOf(""))
             .output;
     // "1651104-1651938 uart-1: 80"; a sample is a microsecond.

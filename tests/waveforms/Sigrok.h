@@ -18,10 +18,11 @@ struct Annotation {
     std::string text;
 };
 
-/// What the decoder says about one line of a waveform (`host_tx` or `host_rx`) at 9600 baud, 8 data
+/// What the decoder says about one line of a waveform (`host_tx` or `host_rx`) at a speed, 8 data
 /// bits, even parity, in one class of its annotations: `data`, `parity-err`, `warnings`. Those of
 /// data begin with the first data bit.
 [[nodiscard]] std::vector<Annotation> Decode(const std::string& vcdPath, const std::string& line,
-                                             const std::string& annotation);
+                                             const std::string& annotation,
+                                             unsigned bitsPerSecond = 9600);
 
 }  // namespace waveforms

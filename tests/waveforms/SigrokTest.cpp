@@ -10,7 +10,11 @@
 #include "tests/runs/Compare.h"
 #include "tests/runs/Process.h"
 #include "tests/runs/Transcript.h"
+#include "tests/support/TempFolder.h"
 #include "tests/waveforms/Sigrok.h"
+#include "vboard/record/VcdWriter.h"
+#include "vboard/text/HexText.h"
+#include "vboard/wires/SerialLane.h"
 
 namespace waveforms {
 namespace {
@@ -47,6 +51,53 @@ std::vector<WireByte> WireBytes(const std::string& transcript, const std::string
     return wire;
 }
 
+/// Characters of a sender, one right after the other from the beginning on, at a receiver of 9600
+/// baud: what the board reads and what the decoder does.
+class AtAnotherSpeed {
+public:
+    explicit AtAnotherSpeed(std::uint32_t bitsPerSecond) {
+        vboard::VirtualClock clock;
+        std::int64_t handedOnUs = 0;
+        std::string vcd;
+        vboard::VcdWriter writer(
+            clock, [&](std::string_view text) { vcd += text; }, false, handedOnUs);
+        vboard::Faults faults;
+        const vboard::SerialFormat receiver;
+        vboard::SerialLane lane(
+            clock, writer, faults, vboard::Direction::kHostToChip,
+            [&]() -> const vboard::SerialFormat& { return receiver; },
+            [&](const vboard::ReceivedCharacter& character) {
+                m_received += vboard::HexText({&character.value, 1}) + " ";
+            });
+        writer.Begin(true);
+        const vboard::SerialFormat sender{bitsPerSecond, 8, vboard::Parity::kEven, 1};
+        for (unsigned value = 0; value < 256; value += 37) {
+            lane.Send(static_cast<std::uint8_t>(value), sender);
+        }
+        clock.Settle(vboard::Instant::max());
+        clock.Pass(std::chrono::milliseconds{20});
+        writer.Finish();
+        m_vcdPath = m_folder.WriteFile("line.vcd", vcd);
+    }
+
+    [[nodiscard]] const std::string& ByTheBoard() const { return m_received; }
+    [[nodiscard]] std::string ByTheDecoder() const {
+        std::string read;
+        for (const Annotation& character : Decode(m_vcdPath, "host_tx", "data")) {
+            for (const char digit : character.text) {
+                read += static_cast<char>(std::tolower(digit));
+            }
+            read += " ";
+        }
+        return read;
+    }
+
+private:
+    TempFolder m_folder;
+    std::string m_vcdPath;
+    std::string m_received;
+};
+
 /// A run of the program that records its waveform.
 class Recorded {
 public:
@@ -56,6 +107,15 @@ public:
             m_board.WithFault(fault);
         }
         m_outcome = m_board.Runs({"-f", runs::BlinkyPath()});
+    }
+    /// Another run on the same board, of the programs that a shell starts, in the same file.
+    void RunsAgain(const std::string& script) {
+        const runs::Ended ended =
+            runs::RunProcess({"vboard", "run", "--quiet", "--vcd", VcdPath(), "--transcript",
+                              m_board.PathOf("run.transcript"), "--", "sh", "-c", script},
+                             m_board.PathOf("."));
+        EXPECT_EQ(ended.status, 0) << ended.error;
+        m_outcome.transcript = runs::ReadFile(m_board.PathOf("run.transcript"));
     }
 
     [[nodiscard]] std::string VcdPath() const { return m_board.PathOf("run.vcd"); }
@@ -130,6 +190,29 @@ TEST_F(TheUartDecoder, ReadsWhatIsOnTheWireWhereCharactersAreChangedDoubledLateO
     const Recorded run({"char:to-chip#420=change 41", "char:to-host#9=double",
                         "char:to-chip#500=late 300us", "char:to-host#70=lost"});
     run.ExpectDecodes();
+}
+
+TEST_F(TheUartDecoder, ReadsEveryCharacterOfARunOfTwoPrograms) {
+    Recorded run;
+    const std::size_t ofOne = WireBytes(run.Outcome().transcript, ">").size();
+    const std::string program = "flashmcu -F -f " + runs::BlinkyPath();
+    run.RunsAgain(program + " && " + program);
+    EXPECT_EQ(WireBytes(run.Outcome().transcript, ">").size(), 2 * ofOne);
+    run.ExpectDecodes();
+}
+
+TEST_F(TheUartDecoder, ReadsTheSameAsTheBoardOfASenderAtAnotherSpeed) {
+    // At these no edge falls into the middle of a receiver's bit, where each UART decides for
+    // itself.
+    for (const std::uint32_t bitsPerSecond : {300U, 4800U, 7200U, 14400U, 28800U, 33600U}) {
+        const AtAnotherSpeed line(bitsPerSecond);
+        EXPECT_EQ(line.ByTheDecoder(), line.ByTheBoard()) << bitsPerSecond;
+        EXPECT_FALSE(line.ByTheBoard().empty()) << bitsPerSecond;
+    }
+}
+
+TEST_F(TheUartDecoder, ReadsACharacterThatBeginsWithTheRun) {
+    EXPECT_EQ(AtAnotherSpeed(9600).ByTheDecoder().substr(0, 6), "00 25 ");
 }
 
 TEST_F(TheUartDecoder, ReadsAllUpToTheKillOfTheProgramInTheMiddleOfAWrite) {

@@ -27,7 +27,6 @@ std::string ChangesOf(std::string_view vcd, std::string_view variable) {
             time = next;
         } else if (!shortName.empty() && !line.starts_with('$') && line.ends_with(shortName)) {
             std::string value = line.substr(0, line.size() - shortName.size());
-            value = value.starts_with('s') ? value.substr(1, value.size() - 2) : value;
             changes += (changes.empty() ? "" : " ") + std::to_string(time) + ":" + value;
         }
     }

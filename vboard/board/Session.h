@@ -67,6 +67,7 @@ struct RunReport {
     std::int64_t boardTimeNs;       ///< When the board had settled; a later program begins here.
     std::uint64_t bytesProgrammed;  ///< By write commands that the loader acknowledged.
     std::uint64_t blocksProgrammed;
+    std::int64_t waveformUs;  ///< The last time in the waveform's file; kept by its writer.
     std::int64_t verdictTimeNs;
     std::uint32_t loaded;     ///< Programs of this run that have loaded the library.
     std::uint32_t ownError;   ///< vboard itself has failed in one of them, and has said so.
@@ -75,7 +76,7 @@ struct RunReport {
     std::int32_t owner;       ///< Process that used the board last; what it knows of it is current.
     /// errno of the first write of each Output that did not succeed; 0: all of it is written.
     std::array<std::int32_t, kOutputCount> outputErrors;
-    std::array<char, 236> verdictText;
+    std::array<char, 228> verdictText;
 
     /// A write of `output` ended with errno value `error`, or 0. The first error stays.
     void NoteWrite(Output output, int error) {

@@ -11,7 +11,7 @@ Recordings::Recordings(RunLink& link, Board& board, bool first) : m_first(first)
     if (session.vcdDescriptor >= 0) {
         m_vcd = std::make_unique<VcdWriter>(board.Clock(),
                                             link.WriterOf(Output::kWaveform, session.vcdDescriptor),
-                                            session.pace > 0);
+                                            session.pace > 0, link.Memory().report.waveformUs);
         board.AddListener(*m_vcd);
     }
     if (session.waveDescriptor >= 0) {

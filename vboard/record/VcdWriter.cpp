@@ -2,24 +2,18 @@
 #include "vboard/record/VcdWriter.h"
 
 #include <algorithm>
-#include <iterator>
+#include <array>
+#include <charconv>
 #include <utility>
 
 #include "vboard/text/Format.h"
-#include "vboard/text/HexText.h"
 
 namespace vboard {
 namespace {
 
-/// Held back before text is handed on, so that a run does not make a system call an edge.
-
 /// Variables have short names in the body of the file. Digits and letters that begin a value are
-/// left out: readers that don't know text values then have nothing to stumble over.
+/// left out: readers that don't know a value then have nothing to stumble over.
 constexpr std::string_view kShortNames = "ACDEFGHIJKLMNOPQTUVWYacdefghijklmnopqtuvwy";
-
-std::string Level(bool high) {
-    return high ? "1" : "0";
-}
 
 std::int64_t Microseconds(Instant when) {
     return std::chrono::floor<std::chrono::microseconds>(when.time_since_epoch()).count();
@@ -27,158 +21,167 @@ std::int64_t Microseconds(Instant when) {
 
 }  // namespace
 
-// Multi-bit values are not written as vectors, which libsigrok 0.5 does not read: each has a
-// variable of text and one of one bit for each of its values.
-VcdWriter::VcdWriter(const VirtualClock& clock, TextSink sink, bool eager)
-    : m_clock(clock), m_sink(std::move(sink)), m_eager(eager) {
+// Values of more than one bit have a variable for each of their words. Vectors, which libsigrok 0.5
+// does not read, and texts, at which other readers stop, are not written.
+VcdWriter::VcdWriter(const VirtualClock& clock, TextSink sink, bool eager, std::int64_t& handedOnUs)
+    : m_clock(clock), m_sink(std::move(sink)), m_eager(eager), m_handedOnUs(handedOnUs) {
     for (const SignalInfo& info : AllSignals()) {
-        const std::string name(info.name);
+        m_firstOfSignal.push_back(m_variables.size());
         if (info.valueNames.empty()) {
-            m_firstOfSignal.push_back(Add(name, false, Level(info.idleValue != 0)));
+            Add(std::string(info.name), info.idleValue != 0);
             continue;
         }
-        m_firstOfSignal.push_back(
-            Add(name, true, std::string(ValueName(info.signal, info.idleValue))));
         for (std::uint32_t value = 0; value < info.valueNames.size(); ++value) {
-            Add(Formatted("{}_{}", name, info.valueNames[value]), false,
-                Level(value == info.idleValue));
+            Add(Formatted("{}_{}", info.name, info.valueNames[value]), value == info.idleValue);
         }
     }
-    m_hostTx = Add("host_tx", false, Level(true));
-    m_hostRx = Add("host_rx", false, Level(true));
-    m_toChip = Add("message_to_chip", false, Level(false));
-    Add("message_to_chip_bytes", true, "");
-    m_toHost = Add("message_to_host", false, Level(false));
-    Add("message_to_host_bytes", true, "");
+    m_hostTx = Add("host_tx", true);
+    m_hostRx = Add("host_rx", true);
+    m_toChip = Add("message_to_chip", false);
+    m_toHost = Add("message_to_host", false);
 }
 
-std::size_t VcdWriter::Add(std::string name, bool isText, std::string value) {
-    m_variables.push_back({std::move(name), isText, std::move(value)});
+std::size_t VcdWriter::Add(std::string name, bool high) {
+    m_variables.push_back({std::move(name), high});
     return m_variables.size() - 1;
 }
 
+// What a later program finds may differ from what the one before it left only where that one was
+// killed; it is written like any change, and readers need no second list of values.
 void VcdWriter::Begin(bool first) {
     m_begun = true;
     if (first) {
         WriteHeader();
+        WriteTime(0);
+        m_text += "$dumpvars\n";
+    } else {
+        m_writtenUs = m_handedOnUs;
+        WriteTime(Microseconds(m_clock.Now()));
     }
-    WriteTime(m_clock.Now());
-    m_text += first ? "$dumpvars\n" : "$dumpall\n";
     for (std::size_t variable = 0; variable < m_variables.size(); ++variable) {
         WriteValue(variable);
     }
-    m_text += "$end\n";
+    m_text += first ? "$end\n" : "";
     HandOnIf(m_eager);
 }
 
 void VcdWriter::WriteHeader() {
     m_text += "$version vboard $end\n$timescale 1 us $end\n$scope module board $end\n";
     for (std::size_t index = 0; index < m_variables.size(); ++index) {
-        const Variable& variable = m_variables[index];
-        m_text += Formatted("$var {} 1 {} {} $end\n", variable.isText ? "string" : "wire",
-                            kShortNames.at(index), variable.name);
+        AppendFormatted(m_text, "$var wire 1 {} {} $end\n", kShortNames.at(index),
+                        m_variables[index].name);
     }
     m_text += "$upscope $end\n$enddefinitions $end\n";
 }
 
 void VcdWriter::Finish() {
     WriteDue();
-    WriteTime(m_clock.Now());
+    WriteTime(Microseconds(m_clock.Now()));
     HandOnIf(true);
 }
 
 void VcdWriter::OnSignal(Signal signal, std::uint32_t value) {
-    const std::size_t first = m_firstOfSignal.at(static_cast<std::size_t>(signal));
+    const std::size_t first = m_firstOfSignal[static_cast<std::size_t>(signal)];
     const std::size_t valueCount = InfoOf(signal).valueNames.size();
     if (valueCount == 0) {
-        Now(first, Level(value != 0));
+        Now(first, value != 0);
         return;
     }
-    Now(first, std::string(ValueName(signal, value)));
     for (std::size_t other = 0; other < valueCount; ++other) {
-        Now(first + 1 + other, Level(other == value));
+        Now(first + other, other == value);
     }
 }
 
 void VcdWriter::OnCharacter(const WireCharacter& character) {
     const std::size_t lane = character.direction == Direction::kHostToChip ? m_hostTx : m_hostRx;
+    WriteDue();
+    bool level = true;
     for (unsigned bit = 0; bit < character.bitCount; ++bit) {
-        Later(character.BitStart(bit), lane,
-              (static_cast<unsigned>(character.bits) >> bit & 1U) != 0);
+        const bool high = (static_cast<unsigned>(character.bits) >> bit & 1U) != 0;
+        if (high != level) {
+            Later(character.BitStart(bit), lane, high);
+            level = high;
+        }
     }
-    Later(character.End(), lane, true);
+    if (!level) {
+        Later(character.End(), lane, true);
+    }
     HandOnIf(m_eager);
 }
 
 void VcdWriter::OnBreak(Direction direction, bool low) {
-    Now(direction == Direction::kHostToChip ? m_hostTx : m_hostRx, Level(!low));
+    Now(direction == Direction::kHostToChip ? m_hostTx : m_hostRx, !low);
 }
 
-void VcdWriter::OnMessage(Direction direction, std::span<const std::uint8_t> bytes) {
+void VcdWriter::OnMessage(Direction direction, std::span<const std::uint8_t> /*bytes*/) {
     const std::size_t mark = direction == Direction::kHostToChip ? m_toChip : m_toHost;
     WriteDue();
     std::erase_if(m_due, [mark](const Edge& edge) { return edge.variable == mark; });
-    Now(mark + 1, HexText(bytes, ""));
-    Now(mark, Level(true));
+    Now(mark, true);
     Later(m_clock.Now() + kMessageMark, mark, false);
 }
 
-void VcdWriter::Now(std::size_t variable, std::string value) {
+void VcdWriter::Now(std::size_t variable, bool high) {
     WriteDue();
-    Change(m_clock.Now(), variable, std::move(value));
+    Change(m_clock.Now(), variable, high);
     HandOnIf(m_eager);
 }
 
 void VcdWriter::Later(Instant when, std::size_t variable, bool high) {
-    WriteDue();
-    const auto place =
-        std::upper_bound(m_due.begin(), m_due.end(), when,
-                         [](Instant instant, const Edge& edge) { return instant < edge.when; });
+    const auto isBefore = [](Instant instant, const Edge& edge) { return instant < edge.when; };
+    const auto place = m_due.empty() || m_due.back().when <= when
+                           ? m_due.end()
+                           : std::upper_bound(m_due.begin(), m_due.end(), when, isBefore);
     m_due.insert(place, {when, variable, high});
 }
 
 void VcdWriter::WriteDue() {
-    const auto due = [this](const Edge& edge) { return edge.when <= m_clock.Now(); };
-    const auto end = std::find_if_not(m_due.begin(), m_due.end(), due);
-    for (auto edge = m_due.begin(); edge != end; ++edge) {
-        Change(edge->when, edge->variable, Level(edge->high));
+    const Instant now = m_clock.Now();
+    std::ptrdiff_t done = 0;
+    for (const Edge& edge : m_due) {
+        if (edge.when > now) {
+            break;
+        }
+        Change(edge.when, edge.variable, edge.high);
+        ++done;
     }
-    m_due.erase(m_due.begin(), end);
+    m_due.erase(m_due.begin(), m_due.begin() + done);
 }
 
-void VcdWriter::Change(Instant when, std::size_t variable, std::string value) {
-    std::string& kept = m_variables.at(variable).value;
-    if (kept == value) {
+void VcdWriter::Change(Instant when, std::size_t variable, bool high) {
+    bool& kept = m_variables[variable].high;
+    if (kept == high) {
         return;
     }
-    kept = std::move(value);
+    kept = high;
     if (m_begun) {
-        WriteTime(when);
+        WriteTime(std::max<std::int64_t>(Microseconds(when), 1));
         WriteValue(variable);
     }
 }
 
-void VcdWriter::WriteTime(Instant when) {
-    const std::int64_t microseconds = Microseconds(when);
-    if (microseconds > m_writtenUs) {
-        m_writtenUs = microseconds;
-        AppendFormatted(m_text, "#{}\n", microseconds);
+void VcdWriter::WriteTime(std::int64_t microseconds) {
+    if (microseconds <= m_writtenUs) {
+        return;
     }
+    m_writtenUs = microseconds;
+    std::array<char, 24> line{'#'};
+    char* end = std::to_chars(line.data() + 1, line.data() + line.size(), microseconds).ptr;
+    *end++ = '\n';
+    m_text.append(line.data(), end);
 }
 
 void VcdWriter::WriteValue(std::size_t variable) {
-    const Variable& written = m_variables[variable];
-    if (written.isText) {
-        AppendFormatted(m_text, "s{} {}\n", written.value, kShortNames.at(variable));
-    } else {
-        AppendFormatted(m_text, "{}{}\n", written.value, kShortNames.at(variable));
-    }
+    const std::array<char, 3> line{m_variables[variable].high ? '1' : '0', kShortNames[variable],
+                                   '\n'};
+    m_text.append(line.data(), line.size());
 }
 
 void VcdWriter::HandOnIf(bool wanted) {
     if ((wanted || m_text.size() > kHeldBytes) && !m_text.empty()) {
         m_sink(m_text);
         m_text.clear();
+        m_handedOnUs = m_writtenUs;
     }
 }
 

@@ -6,9 +6,11 @@
 //
 // Characters on the serial link are announced once, at their start; here they become the edges of
 // their bits, merged in time order with everything else. Times are cut to whole microseconds, as in
-// the transcript. There is no date: equal runs give equal files.
+// the transcript. The levels at the beginning stand at #0, so what changes within the first
+// microsecond is written in the second. There is no date: equal runs give equal files.
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,12 +21,14 @@ namespace vboard {
 
 class VcdWriter : public Probe {
 public:
-    /// Gets pieces of the file, in order.
     /// A message takes no time in this model; its mark is high for this long, to be seen.
     static constexpr Duration kMessageMark = std::chrono::microseconds{100};
 
-    /// `eager`: what is known goes to the sink at once (a run in real time that somebody watches).
-    VcdWriter(const VirtualClock& clock, TextSink sink, bool eager);
+    /// `sink` gets pieces of the file, in order. `eager`: what is known goes there at once (a run
+    /// in real time that somebody watches). `handedOnUs` is kept at the last time that the sink has
+    /// got, for a later program of the run, which goes on from there. It and `clock` must outlive
+    /// the writer.
+    VcdWriter(const VirtualClock& clock, TextSink sink, bool eager, std::int64_t& handedOnUs);
 
     /// From here on changes are written; what was announced before is the state at the beginning.
     /// `first`: false for a later program of the same run, which goes on with the same file.
@@ -42,8 +46,7 @@ public:
 private:
     struct Variable {
         std::string name;
-        bool isText;  ///< A word to read, where the viewer can; everything else is one bit wide.
-        std::string value;
+        bool high;
     };
     struct Edge {
         Instant when;
@@ -51,25 +54,26 @@ private:
         bool high;
     };
 
-    std::size_t Add(std::string name, bool isText, std::string value);
+    std::size_t Add(std::string name, bool high);
     void WriteHeader();
-    void Now(std::size_t variable, std::string value);
+    void Now(std::size_t variable, bool high);
     void Later(Instant when, std::size_t variable, bool high);
     void WriteDue();
-    void Change(Instant when, std::size_t variable, std::string value);
-    void WriteTime(Instant when);
+    void Change(Instant when, std::size_t variable, bool high);
+    void WriteTime(std::int64_t microseconds);
     void WriteValue(std::size_t variable);
     void HandOnIf(bool wanted);
 
     const VirtualClock& m_clock;
     TextSink m_sink;
     bool m_eager;
+    std::int64_t& m_handedOnUs;
     bool m_begun = false;
     std::vector<Variable> m_variables;
     std::vector<std::size_t> m_firstOfSignal;  ///< By signal; into m_variables, as those below.
     std::size_t m_hostTx;
     std::size_t m_hostRx;
-    std::size_t m_toChip;  ///< The mark of the messages; their bytes follow it.
+    std::size_t m_toChip;  ///< The mark of the messages.
     std::size_t m_toHost;
     std::vector<Edge> m_due;  ///< In the order of time; equal instants in the order of asking.
     std::int64_t m_writtenUs = -1;
