@@ -18,10 +18,10 @@ constexpr int kLineTries = 3;
 constexpr Milliseconds kSettle = 100ms;
 constexpr Milliseconds kHold = 500ms;
 
-const std::string kFolder = "/sys/class/gpio";
+constexpr const char* kFolder = "/sys/class/gpio";
 
 std::string PathOf(const std::string& gpio, const char* file) {
-    return kFolder + "/gpio" + gpio + "/" + file;
+    return std::string(kFolder) + "/gpio" + gpio + "/" + file;
 }
 
 }  // namespace
@@ -64,7 +64,7 @@ bool Lines::ExportAll() {
         if (missing == m_gpios.end()) {
             return true;
         }
-        if (!WriteSmallFile(kFolder + "/export", *missing)) {
+        if (!WriteSmallFile(std::string(kFolder) + "/export", *missing)) {
             m_problem = "GPIO line " + *missing + " cannot be exported";
         }
     }
@@ -135,7 +135,7 @@ bool Lines::UnexportAll() {
     for (int round = 0; round < kLineTries; ++round) {
         for (const std::string& gpio : m_strangers) {
             if (Exported(gpio)) {
-                (void)WriteSmallFile(kFolder + "/unexport", gpio);
+                (void)WriteSmallFile(std::string(kFolder) + "/unexport", gpio);
             }
         }
     }

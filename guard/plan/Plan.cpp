@@ -90,7 +90,7 @@ Plan MakePlan(const image::MemoryImage& memory, const Part& part) {
 
 std::array<std::uint8_t, 32> VectorsOf(const image::MemoryImage& memory) {
     std::array<std::uint8_t, 32> vectors{};
-    for (std::uint16_t i = 0; i < vectors.size(); ++i) {
+    for (std::size_t i = 0; i < vectors.size(); ++i) {
         vectors.at(i) = memory.At(static_cast<std::uint16_t>(kVectorsAddress + i));
     }
     return vectors;

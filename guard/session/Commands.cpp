@@ -120,7 +120,7 @@ Verdict Info(const Request& request, Progress& progress) {
         return work.Finish();
     }
     work.Begin(Phase::kAsk);
-    work.TheVerdict().versionBefore = work.AskVersion(kAskLimit);
+    work.TheVerdict().versionBefore = work.AskVersion(Work::kAskLimit);
     Step step = Identify(work);
     for (int i = 0; i < Work::kReentries && step == Step::kAgain; ++i) {
         step = Identify(work);

@@ -13,7 +13,7 @@ enum class Need : std::uint8_t { kProgram, kNothing, kUnknown };
 Need FindNeed(Work& work) {
     work.Begin(Phase::kAsk);
     Verdict& verdict = work.TheVerdict();
-    verdict.versionBefore = work.AskVersion(kAskLimit);
+    verdict.versionBefore = work.AskVersion(Work::kAskLimit);
     if (work.Asked().force || verdict.versionBefore != verdict.imageVersion) {
         return Need::kProgram;
     }

@@ -35,6 +35,8 @@ public:
     static constexpr int kEntries = 3;
     /// Sessions after the first.
     static constexpr int kReentries = 2;
+    /// How long firmware that may be running is asked for its version.
+    static constexpr Milliseconds kAskLimit{750};
 
     /// Both must outlive the work.
     Work(const Request& request, Progress& progress);
