@@ -10,14 +10,18 @@ import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.realpath(__file__)), "../engines"))
 
-from support.boards import ROOT, Board, read, write  # noqa: E402
-from support.engine_test import OLD, EngineTest, run_tests  # noqa: E402
+from support.boards import Board, read, write  # noqa: E402
+from support.engine_test import OLD, EngineTest, install_package, run_tests  # noqa: E402
 from support.sandbox import WORK  # noqa: E402
 
-_REPORT = f"{ROOT}/integrations/fleet-report/fleet-report"
+_REPORT = "/usr/bin/fleet-report"
 
 
 class ReportTest(EngineTest):
+    def setUp(self):
+        super().setUp()
+        install_package("flashguard-fleet-report")
+
     def record(self, name, board, image, run_options=()):
         os.makedirs("records", exist_ok=True)
         write(f"records/{name}.jsonl", board.flashguard("--json", "install", image, run_options=run_options).stdout)
@@ -49,7 +53,7 @@ class ReportTest(EngineTest):
         failures = [row for row in rows if len(row) == 5]
         self.assertEqual([row[:2] for row in failures],
                          [["cut", "run was cut short"], ["dead", "no chip answers"], ["refused", "image refused"],
-                          ["stuck", "failed, chip holds no firmware"]])
+                          ["stuck", "no firmware left"]])
         for row in failures[1:]:
             self.assertTrue(row[2] and row[4], row)
         boards = {row[0]: row[1:] for row in rows if len(row) == 6}
