@@ -18,16 +18,18 @@
 namespace guard {
 namespace {
 
-// All that was found is said; a refusal in the sentence of the verdict.
-bool ReadFirmware(const std::string& path, const Board& board, Firmware& firmware,
-                  Progress& progress, std::string& problem) {
+constexpr const char* kUsualFolder = "/etc/flashguard/boards.d";
+
+bool ReadFirmware(const std::string& path, const Board& board, Firmware& firmware, Report& report,
+                  Verdict& verdict) {
     ImageFile file = ReadImageFile(path, board);
-    for (const image::Finding& finding : file.found.Kept()) {
-        progress.OnNote(TextOf(path, finding));
-    }
+    report.OnFindings(path, file.found);
     if (file.found.Refused()) {
         const image::Finding* first = file.found.FirstRefusal();
-        problem = first == nullptr ? path + " is refused" : TextOf(path, *first);
+        verdict.imagePath = path;
+        verdict.imageSha256 = file.sha256;
+        verdict.problem = RefusalOf(file);
+        verdict.remedy = first == nullptr ? "" : first->remedy;
         return false;
     }
     firmware.path = path;
@@ -37,18 +39,38 @@ bool ReadFirmware(const std::string& path, const Board& board, Firmware& firmwar
     return true;
 }
 
+/// A built-in board needs no look at any file, and no wrong file stands in its way.
+bool FindBoardFor(const CommandLine& line, Board& board, Report& report, std::string& problem) {
+    if (const Board* builtIn = FindBoard(BuiltInBoards(), line.board)) {
+        board = *builtIn;
+        return true;
+    }
+    const BoardFolder folder = ReadBoards(line);
+    if (const Board* own = FindBoard(folder.boards, line.board)) {
+        board = *own;
+        return true;
+    }
+    problem = folder.problems.empty() ? "there is no board '" + line.board + "'"
+                                      : folder.problems.front();
+    if (!folder.problems.empty()) {
+        report.OnComplaints({folder.problems.begin() + 1, folder.problems.end()});
+    }
+    return false;
+}
+
 }  // namespace
 
-bool MakeRequest(const CommandLine& line, Request& request, std::string& problem) {
+BoardFolder ReadBoards(const CommandLine& line) {
+    return ReadBoardFolder(line.boardsFolder, line.boardsFolder == kUsualFolder);
+}
+
+bool MakeRequest(const CommandLine& line, Request& request, Report& report, std::string& problem) {
     constexpr std::array<const char*, 9> kNames{"install", "check", "verify",  "read",  "info",
                                                 "erase",   "reset", "release", "boards"};
     request.command = kNames.at(static_cast<std::size_t>(line.command));
-    const Board* board = FindBoard(BuiltInBoards(), line.board);
-    if (board == nullptr) {
-        problem = "there is no board '" + line.board + "': 'flashguard boards' lists them";
+    if (!FindBoardFor(line, request.board, report, problem)) {
         return false;
     }
-    request.board = *board;
     request.lockFolder = line.lockFolder;
     request.wait = line.wait;
     request.force = line.force;
@@ -58,7 +80,7 @@ bool MakeRequest(const CommandLine& line, Request& request, std::string& problem
     request.mayErase = line.mayErase;
     constexpr unsigned kFirstSpeed = 9600;
     if (line.speed != 0 && line.speed != kFirstSpeed) {
-        const auto& speeds = board->chip.speeds;
+        const auto& speeds = request.board.chip.speeds;
         const auto speed = std::find_if(speeds.begin(), speeds.end(),
                                         [&line](const Speed& s) { return s.baud == line.speed; });
         if (speed == speeds.end()) {
@@ -71,22 +93,24 @@ bool MakeRequest(const CommandLine& line, Request& request, std::string& problem
     return true;
 }
 
-bool ReadImages(const CommandLine& line, Request& request, Progress& progress,
-                std::string& problem) {
+bool ReadImages(const CommandLine& line, Request& request, Report& report, Verdict& verdict) {
     if (!line.image.empty()) {
         request.image.emplace();
-        if (!ReadFirmware(line.image, request.board, *request.image, progress, problem)) {
+        if (!ReadFirmware(line.image, request.board, *request.image, report, verdict)) {
             return false;
         }
         if (!line.sha256.empty() && line.sha256 != request.image->sha256) {
-            problem =
+            verdict.imagePath = line.image;
+            verdict.imageSha256 = request.image->sha256;
+            verdict.problem =
                 line.image + " has the SHA-256 " + request.image->sha256 + ", not " + line.sha256;
+            verdict.remedy = "get the image that the sum is of";
             return false;
         }
     }
     if (!line.passwordOf.empty()) {
         Firmware old;
-        if (!ReadFirmware(line.passwordOf, request.board, old, progress, problem)) {
+        if (!ReadFirmware(line.passwordOf, request.board, old, report, verdict)) {
             return false;
         }
         request.password = VectorsOf(old.memory);

@@ -7,13 +7,14 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <memory>
+#include <optional>
 
 #include "flashmcu/Log.h"
+#include "guard/Answers.h"
 #include "guard/CommandLine.h"
 #include "guard/Files.h"
-#include "guard/SimpleReport.h"
 #include "guard/link/StopRequest.h"
+#include "guard/report/Report.h"
 #include "guard/session/Operations.h"
 #include "image/IntelHex.h"
 
@@ -41,15 +42,14 @@ void ToProgress(const char* path, int line, const char* level, const std::string
     }
 }
 
-int Refuse(Status status, const std::string& problem, Request& request, Progress& progress) {
+/// What is known of a run before it begins.
+Verdict Refusal(Status status, const Request& request) {
     Verdict verdict;
     verdict.command = request.command;
     verdict.board = request.board.name;
     verdict.port = request.board.port;
     verdict.status = status;
-    verdict.problem = problem;
-    progress.OnVerdict(verdict);
-    return static_cast<int>(status);
+    return verdict;
 }
 
 Verdict Perform(const CommandLine& line, const Request& request, Progress& progress) {
@@ -69,26 +69,66 @@ Verdict Perform(const CommandLine& line, const Request& request, Progress& progr
     }
 }
 
+/// Reads what the line names. Nothing when the run can begin; else the verdict, announced.
+std::optional<Verdict> Prepare(const CommandLine& line, Request& request, Report& report) {
+    Verdict verdict;
+    std::string problem;
+    if (!MakeRequest(line, request, report, problem)) {
+        verdict = Refusal(Status::kUsage, request);
+        verdict.problem = problem;
+        verdict.remedy = "'flashguard boards' lists those that there are";
+        report.OnVerdict(verdict);
+        return verdict;
+    }
+    verdict = Refusal(Status::kImageRefused, request);
+    if (line.command != Command::kCheck && !ReadImages(line, request, report, verdict)) {
+        report.OnVerdict(verdict);
+        return verdict;
+    }
+    return std::nullopt;
+}
+
+Verdict ReadInto(const CommandLine& line, const Request& request, Report& report) {
+    image::MemoryImage memory;
+    Verdict verdict = Read(request, report, memory);
+    std::string problem;
+    if (verdict.status == Status::kDone && !WriteImage(line.output, memory, problem)) {
+        verdict.status = Status::kVerdictUnwritten;
+        (void)std::fprintf(stderr, "flashguard: what was read can't be written: %s\n",
+                           problem.c_str());
+    }
+    return verdict;
+}
+
+Verdict RunCommand(const CommandLine& line, Report& report) {
+    if (line.command == Command::kBoards) {
+        return ListBoards(line, report);
+    }
+    Request request;
+    if (const auto verdict = Prepare(line, request, report)) {
+        return *verdict;
+    }
+    if (line.command == Command::kCheck) {
+        return CheckImage(line, request.board, report);
+    }
+    return line.command == Command::kRead ? ReadInto(line, request, report)
+                                          : Perform(line, request, report);
+}
+
 int Run(const CommandLine& line) {
-    SimpleReport report(line);
+    ReportOptions options;
+    options.json = line.json;
+    options.quiet = line.quiet;
+    options.verbose = line.verbose;
+    options.prometheus = line.prometheus;
+    LookAround(options);
+    Report report(options);
     theProgress = &report;
     logSink = ToProgress;
-    Request request;
-    std::string problem;
-    if (!MakeRequest(line, request, problem)) {
-        return Refuse(Status::kUsage, problem, request, report);
+    const Verdict verdict = RunCommand(line, report);
+    if (verdict.status == Status::kDone && !report.VerdictWritten()) {
+        return static_cast<int>(Status::kVerdictUnwritten);
     }
-    if (!ReadImages(line, request, report, problem)) {
-        return Refuse(Status::kImageRefused, problem, request, report);
-    }
-    if (line.command == Command::kRead) {
-        image::MemoryImage memory;
-        const Verdict verdict = Read(request, report, memory);
-        return verdict.status == Status::kDone && !WriteImage(line.output, memory, problem)
-                   ? static_cast<int>(Status::kVerdictUnwritten)
-                   : static_cast<int>(verdict.status);
-    }
-    const Verdict verdict = Perform(line, request, report);
     return verdict.outcome == Outcome::kCurrent && verdict.status == Status::kDone
                ? line.statusWhenCurrent
                : static_cast<int>(verdict.status);

@@ -171,6 +171,16 @@ ImageFile ReadImageFile(const std::string& path, const Board& board) {
     return file;
 }
 
+std::string RefusalOf(const ImageFile& file) {
+    const image::Finding* first = file.found.FirstRefusal();
+    if (first == nullptr) {
+        return file.path + " is refused";
+    }
+    return file.path + " is refused" +
+           (first->line == 0 ? "" : ", in line " + std::to_string(first->line)) + ": " +
+           first->what;
+}
+
 std::string TextOf(const std::string& path, const image::Finding& finding) {
     const std::string place = finding.line == 0 ? "" : ":" + std::to_string(finding.line);
     return path + place + ": " + finding.what + "; " + finding.remedy;

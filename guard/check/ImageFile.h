@@ -30,6 +30,9 @@ struct ImageFile {
 /// from its start to its end once.
 [[nodiscard]] ImageFile ReadImageFile(const std::string& path, const Board& board);
 
+/// Why a refused image is, in a clause: "firmware.hex is refused, in line 4: the checksum is ...".
+[[nodiscard]] std::string RefusalOf(const ImageFile& file);
+
 /// "IMAGE:LINE: what is wrong; what to do", or without the line where none is to blame.
 [[nodiscard]] std::string TextOf(const std::string& path, const image::Finding& finding);
 

@@ -13,9 +13,9 @@ constexpr std::array<std::string_view, kPhaseCount> kPhases{
 constexpr std::array<std::string_view, 7> kChipStates{
     "untouched", "as-it-was", "erased", "no-firmware", "unknown", "image-proved", "image-running"};
 
-constexpr std::array<std::string_view, 10> kOutcomes{"nothing",   "installed", "current", "equal",
+constexpr std::array<std::string_view, 12> kOutcomes{"nothing",   "installed", "current", "equal",
                                                      "different", "read",      "told",    "erased",
-                                                     "reset",     "released"};
+                                                     "reset",     "released",  "checked", "listed"};
 
 }  // namespace
 

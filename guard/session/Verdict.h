@@ -54,6 +54,8 @@ enum class Outcome : std::uint8_t {
     kErased,
     kReset,
     kReleased,
+    kChecked,  ///< check: the image can be installed.
+    kListed,   ///< boards.
 };
 
 [[nodiscard]] std::string_view NameOf(ChipState state);  ///< "image-proved", for programs.

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// How far the current phase is, and how long the rest of it takes.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "guard/link/Clock.h"
+#include "guard/session/Phase.h"
+
+namespace guard {
+
+class Gauge {
+public:
+    void Begin(Phase phase, std::uint32_t total, Duration now);
+    void Advance(std::uint32_t done);
+
+    [[nodiscard]] Phase Current() const { return m_phase; }
+    [[nodiscard]] std::uint32_t Done() const { return m_done; }
+    [[nodiscard]] std::uint32_t Total() const { return m_total; }
+    /// 0 to 100; 0 for a phase without a measure.
+    [[nodiscard]] unsigned Percent() const;
+    /// At the pace so far; nothing before something is done.
+    [[nodiscard]] std::optional<Duration> Left(Duration now) const;
+
+    /// "Writing", or "Writing  42 %, 15120 of 36000 bytes, 38 s left" once there is a measure.
+    [[nodiscard]] std::string Text(Duration now) const;
+
+private:
+    Phase m_phase = Phase::kLock;
+    std::uint32_t m_done = 0;
+    std::uint32_t m_total = 0;
+    Duration m_began{0};
+};
+
+}  // namespace guard
