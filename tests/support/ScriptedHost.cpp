@@ -82,14 +82,36 @@ std::string SettingsText(const termios& settings) {
     return text;
 }
 
-// How many lines a source file of the tool has; 0 if there is no such file.
-int LinesOfSource(const std::string& sourcePath) {
-    std::ifstream file(std::string(FLASHMCU_SOURCE_DIR) + "/" + sourcePath + ".cpp");
-    int lines = 0;
-    for (std::string line; std::getline(file, line);) {
-        ++lines;
+// The lines of a source of the tool; none if there is no such file.
+const std::vector<std::string>& SourceLines(const std::string& path) {
+    static std::map<std::string, std::vector<std::string>> sources;
+    auto& lines = sources[path];
+    if (lines.empty()) {
+        std::ifstream file(std::string(FLASHMCU_SOURCE_DIR) + "/" + path + ".cpp");
+        for (std::string line; std::getline(file, line);) {
+            lines.push_back(line);
+        }
     }
     return lines;
+}
+
+// Whether a log statement begins in this line of a source of the tool and has the words of the
+// message: the first of them that it quotes, since a zero byte can end a message.
+bool IsLogStatement(const std::string& sourcePath, std::size_t number, const std::string& message) {
+    const auto& lines = SourceLines(sourcePath);
+    if (number < 1 || number > lines.size() ||
+        lines[number - 1].find("LogLine(kLogPath, __LINE__, ") == std::string::npos) {
+        return false;
+    }
+    std::string statement;
+    for (std::size_t i = number - 1; i < lines.size() && !statement.ends_with(";"); ++i) {
+        statement += lines[i];
+    }
+    const std::size_t open = statement.find('"');
+    // The words of a statement that quotes none are composed by a function.
+    return open == std::string::npos ||
+           message.find(statement.substr(open + 1, statement.find('"', open + 1) - open - 1)) !=
+               std::string::npos;
 }
 
 // The parts of "PATH:LINE LEVEL MESSAGE" with its line end.
@@ -250,6 +272,11 @@ ScriptedHost& ScriptedHost::WithoutGpioFiles() {
 
 ScriptedHost& ScriptedHost::RefusesWritesTo(const std::string& path) {
     m_refusing.insert(path);
+    return *this;
+}
+
+ScriptedHost& ScriptedHost::ReportsMissingDigits() {
+    m_tellsOfMissingDigits = true;
     return *this;
 }
 
@@ -558,8 +585,8 @@ void ScriptedHost::RecordOutput(const std::string& text) {
     }
     const std::string folder = "flashmcu/";
     EXPECT_EQ(log.source.substr(0, folder.size()), folder) << "in the log line " << text;
-    EXPECT_GT(log.line, 0) << "in the log line " << text;
-    EXPECT_LE(log.line, LinesOfSource(log.source)) << "in the log line " << text;
+    EXPECT_TRUE(IsLogStatement(log.source, static_cast<std::size_t>(log.line), log.message))
+        << "not the line of the statement that says so: " << text;
     m_logLines.push_back(log.line);
     Record("log " + log.level + " " + log.source.substr(folder.size()) + " " +
            Printable(log.message));

@@ -107,6 +107,8 @@ public:
     ScriptedHost& WithoutGpioFiles();
     // The kernel refuses whatever is written to this file.
     ScriptedHost& RefusesWritesTo(const std::string& path);
+    // The C library reports a number without digits as an error, which it may.
+    ScriptedHost& ReportsMissingDigits();
     // The snprintf with this index, counted from 0 and from now, returns a negative count.
     ScriptedHost& FailsSnprintf(int callIndex = 0);
     // From now on a descriptor of the process that is open on this file is noted as "image
@@ -127,6 +129,8 @@ public:
     [[nodiscard]] std::vector<int> LogLines() const;
     // Answers that no read has taken yet, on all devices.
     [[nodiscard]] int AnswersLeft() const;
+
+    [[nodiscard]] bool TellsOfMissingDigits() const { return m_tellsOfMissingDigits; }
 
     // The calls of the tool; each is libc's call of the same name.
     std::FILE* Fopen(const char* path, const char* mode);
@@ -167,6 +171,7 @@ private:
     int m_nextDescriptor;
     std::set<int> m_failingSnprintf;
     int m_snprintfCalls = 0;
+    bool m_tellsOfMissingDigits = false;
     std::string m_image;
     bool m_imageIsOpen = false;
     const unsigned char* m_frameBuffer = nullptr;

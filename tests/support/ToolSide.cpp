@@ -116,6 +116,22 @@ int ToolSide_putchar(int character) {
     return ToolSide_printf("%c", character);
 }
 
+unsigned long ToolSide_strtoul(const char* text, char** end, int base) {
+    char* behind = nullptr;
+    const unsigned long value = std::strtoul(text, &behind, base);
+    if (end != nullptr) {
+        *end = behind;
+    }
+    if (behind == text && Host().TellsOfMissingDigits()) {
+        errno = EINVAL;
+    }
+    return value;
+}
+
+unsigned long ToolSide_isoc23_strtoul(const char* text, char** end, int base) {
+    return ToolSide_strtoul(text, end, base);
+}
+
 void ToolSide_perror(const char* text) {
     const Uncounted uncounted;
     Host().Perror(text);

@@ -272,6 +272,25 @@ TEST_F(CommandLine, ALocationIsNotRefusedForAnOlderError) {
     ExpectLocation("0x2100", 3);
 }
 
+TEST_F(CommandLine, ALocationWithoutDigitsIsNotRefusedWhateverTheCLibraryReports) {
+    m_host.ReportsMissingDigits();
+    ExpectLocation("abc", 1);
+    ExpectLocation("", 1);
+}
+
+TEST_F(CommandLine, OptionValuesAreTheArgumentsThemselves) {
+    std::vector<std::string> texts{"flashmcu", "-f", "a.hex", "-d", "/dev/a", "-c", "/dev/b"};
+    std::vector<char*> argv;
+    for (std::string& text : texts) {
+        argv.push_back(text.data());
+    }
+    ProgramOptions options;
+    ASSERT_TRUE(ParseOptions(static_cast<int>(argv.size()), argv.data(), options));
+    EXPECT_EQ(options.hexFile, argv[2]);
+    EXPECT_EQ(options.profile.programmingPort, argv[4]);
+    EXPECT_EQ(options.profile.communicationPort, argv[6]);
+}
+
 TEST_F(CommandLine, OptionsStartWithTheirDocumentedValues) {
     const ProgramOptions options;
     EXPECT_EQ(options.hexFile, nullptr);

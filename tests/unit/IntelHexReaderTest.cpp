@@ -13,6 +13,7 @@
 #include "tests/support/HexText.h"
 #include "tests/support/ScriptedHost.h"
 #include "tests/support/TempFolder.h"
+#include "tests/unit/ClassLayout.h"
 
 namespace {
 
@@ -100,6 +101,18 @@ TEST_F(IntelHexReader, HasAVirtualDestructorAndItsFieldsInOrder) {
     EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end()));
 }
 
+TEST_F(IntelHexReader, HasTheFieldsThatItsUsersWereCompiledWith) {
+    EXPECT_TRUE(layout::HasNoBase<CIntelHexWrapper>());
+    EXPECT_EQ(layout::VirtualEntries<CIntelHexWrapper>(), 2U);
+    static_assert(std::is_same_v<decltype(CIntelHexWrapper::m_lineBuffer), char[1024]>);
+    static_assert(std::is_same_v<decltype(CIntelHexWrapper::m_lineLength), int>);
+    static_assert(std::is_same_v<decltype(CIntelHexWrapper::m_segmentBase), unsigned int>);
+    static_assert(std::is_same_v<decltype(CIntelHexWrapper::m_lastChar), int>);
+    static_assert(std::is_same_v<decltype(CIntelHexWrapper::m_file), std::ifstream>);
+    static_assert(std::is_same_v<decltype(CIntelHexWrapper::m_fileName), std::string>);
+    static_assert(std::is_same_v<decltype(CIntelHexWrapper::m_recordNumber), unsigned int>);
+}
+
 TEST_F(IntelHexReader, ReadsTheFileNamedInTheConstructor) {
     const std::string name = m_folder.WriteFile("named.hex", hex::Data(0x2100, {1, 2}));
     CIntelHexWrapper reader(name);
@@ -141,6 +154,13 @@ TEST_F(IntelHexReader, OpenWithoutANameFailsWithALine) {
 TEST_F(IntelHexReader, OpenOfAMissingFileFailsWithItsName) {
     const std::string name = m_folder.PathOf("missing.hex");
     EXPECT_FALSE(m_reader.Open(name));
+    EXPECT_EQ(Conversation(), Said("error", "CIntelHexWrapper::Open failed to open " + name));
+}
+
+TEST_F(IntelHexReader, AMessageOfThousandsOfCharactersIsWhole) {
+    const std::string name = "/" + std::string(5000, 'x');
+    CIntelHexWrapper reader(name);
+    EXPECT_FALSE(reader.Open());
     EXPECT_EQ(Conversation(), Said("error", "CIntelHexWrapper::Open failed to open " + name));
 }
 

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,6 +13,7 @@
 #include "TestBoard.h"
 #include "tests/support/Expected.h"
 #include "tests/support/TempFolder.h"
+#include "tests/unit/ClassLayout.h"
 
 using expected::Destruction;
 using expected::Direction;
@@ -89,6 +93,16 @@ TEST(TargetConstruction, KeepsItsFieldsInOrderAndItsDestructorVirtual) {
                                           &target.m_hexReader, target.m_frameBuffer,
                                           target.m_dataBuffer};
     EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end()));
+}
+
+TEST(TargetConstruction, MakesAnObjectWithTheFieldsThatItsUsersWereCompiledWith) {
+    EXPECT_TRUE(layout::HasNoBase<CFWUMsp>());
+    EXPECT_EQ(layout::VirtualEntries<CFWUMsp>(), 2U);
+    static_assert(std::is_same_v<decltype(CFWUMsp::m_profile), const MspBoardProfile*>);
+    static_assert(std::is_same_v<decltype(CFWUMsp::m_serialFd), int>);
+    static_assert(std::is_same_v<decltype(CFWUMsp::m_hexReader), CIntelHexWrapper>);
+    static_assert(std::is_same_v<decltype(CFWUMsp::m_frameBuffer), unsigned char[300]>);
+    static_assert(std::is_same_v<decltype(CFWUMsp::m_dataBuffer), unsigned char[300]>);
 }
 
 TEST(TargetConstruction, WithoutTheExportFileDoesNothingElse) {
@@ -401,5 +415,15 @@ TEST_F(TargetLines, AFileExistsWhenItCanBeOpenedForReading) {
     EXPECT_TRUE(m_target.FileExists(folder.WriteFile("there", "").c_str()));
     EXPECT_FALSE(m_target.FileExists(folder.PathOf("missing").c_str()));
     EXPECT_FALSE(m_target.FileExists(""));
+    // It is there, and nobody can open it.
+    const std::string path = folder.PathOf("socket");
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.size(), sizeof(address.sun_path));
+    path.copy(address.sun_path, path.size());
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+    EXPECT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    EXPECT_FALSE(m_target.FileExists(path.c_str()));
+    close(descriptor);
     EXPECT_EQ(Conversation(), "");
 }
