@@ -3,11 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 namespace {
 
 using namespace std::chrono_literals;
+using vboard::Duration;
 using vboard::Instant;
 using vboard::VirtualClock;
 using Waited = VirtualClock::Waited;
@@ -161,9 +163,12 @@ TEST_F(VirtualClockTest, SettleServesWhatIsDueAndStandsAtTheLastAction) {
 TEST_F(VirtualClockTest, ThePacerIsToldOfEachNewInstantBeforeTheClockIsThere) {
     struct Recorder : vboard::Pacer {
         explicit Recorder(const VirtualClock& paced) : clock(paced) {}
-        void GoingTo(std::chrono::nanoseconds sinceStart) override {
+        std::chrono::nanoseconds Now() const override { return {}; }
+        std::chrono::nanoseconds GoingTo(std::chrono::nanoseconds sinceStart,
+                                         vboard::Signals /*signals*/) override {
             EXPECT_LT(clock.Now().time_since_epoch(), sinceStart);
             told += std::to_string(sinceStart.count()) + " ";
+            return sinceStart;
         }
         const VirtualClock& clock;
         std::string told;
@@ -175,6 +180,51 @@ TEST_F(VirtualClockTest, ThePacerIsToldOfEachNewInstantBeforeTheClockIsThere) {
     m_clock.SetPacer(nullptr);
     m_clock.Pass(3us);
     EXPECT_EQ(pacer.told, "2000 3000 ");
+}
+
+TEST_F(VirtualClockTest, ASignalLeavesTheClockWhereThePacerWas) {
+    struct Interrupted : vboard::Pacer {
+        std::chrono::nanoseconds Now() const override { return {}; }
+        std::chrono::nanoseconds GoingTo(std::chrono::nanoseconds sinceStart,
+                                         vboard::Signals /*signals*/) override {
+            return std::min<std::chrono::nanoseconds>(sinceStart, 2us);
+        }
+    } pacer;
+    m_clock.SetPacer(&pacer);
+    m_clock.After(1us, Note('a'));
+    m_clock.After(3us, Note('b'));
+    EXPECT_EQ(m_clock.Pass(5us), 3us);
+    EXPECT_EQ(m_order, "a");
+    EXPECT_EQ(m_clock.Now(), Instant(2us));
+    EXPECT_EQ(m_clock.RunUntil([] { return false; }, Instant(4us)), Waited::kInterrupted);
+    EXPECT_EQ(m_clock.RunUntil([] { return false; }, std::nullopt), Waited::kInterrupted);
+}
+
+TEST_F(VirtualClockTest, OnlyMovesWhenItsSharersLetIt) {
+    struct Sharers : VirtualClock::Sharers {
+        bool MayMove(const VirtualClock::Wait& wait) override {
+            asked += std::to_string(wait.clock.Now().time_since_epoch().count()) + " ";
+            if (wait.clock.Now() == Instant(2us) && !acted) {
+                acted = true;
+                wait.clock.SkipTo(Instant(3us));
+                return false;
+            }
+            return true;
+        }
+        std::string asked;
+        bool acted = false;
+    } sharers;
+    m_clock.SetSharers(&sharers);
+    m_clock.After(2us, Note('a'));
+    EXPECT_EQ(m_clock.RunUntil([] { return false; }, Instant(5us)), Waited::kTimedOut);
+    EXPECT_EQ(sharers.asked, "0 2000 3000 ");
+}
+
+TEST_F(VirtualClockTest, TimeHasAnEndThatNothingPasses) {
+    m_clock.SkipTo(Instant::max() - 1us);
+    EXPECT_EQ(m_clock.In(2us), Instant::max());
+    EXPECT_EQ(m_clock.Pass(Duration::max()), 0us);
+    EXPECT_EQ(m_clock.Now(), Instant::max());
 }
 
 TEST_F(VirtualClockTest, TheLimitStopsTheClockAtItselfOnceAndLaterActionsAreNotServedBefore) {

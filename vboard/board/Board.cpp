@@ -97,6 +97,18 @@ BoardState Board::State() const {
     return state;
 }
 
+void Board::Forget(Instant now, bool input) {
+    m_faults.End();
+    m_clock.CancelAll();
+    m_clock.SkipTo(now);
+    m_serialWire->Forget();
+    if (input) {
+        m_port->ForgetInput();
+        m_comm->ForgetInput();
+    }
+    m_faults.Begin(m_clock, m_trace, *this);
+}
+
 void Board::SetPower(bool on) {
     m_chip->SetPower(on);
 }

@@ -54,6 +54,11 @@ public:
     /// ten seconds. Faults ordered for later do not happen any more.
     void Settle();
 
+    /// Another program has used the board since: it is `now`, and what was under way here has
+    /// happened there, on the wire as in the chip. Of what had arrived nothing is left where
+    /// `input` says so. To be followed by Restore.
+    void Forget(Instant now, bool input);
+
     /// The chip's supply goes or comes back. Going, it takes what the chip was sending with it; a
     /// character that has begun still arrives.
     void SetPower(bool on) override;

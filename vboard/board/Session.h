@@ -69,6 +69,7 @@ struct RunReport {
     std::uint64_t blocksProgrammed;
     std::int64_t waveformUs;  ///< The last time in the waveform's file; kept by its writer.
     std::int64_t verdictTimeNs;
+    std::uint64_t uses;       ///< How often a program has turned to the board.
     std::uint32_t loaded;     ///< Programs of this run that have loaded the library.
     std::uint32_t ownError;   ///< vboard itself has failed in one of them, and has said so.
     std::int32_t startError;  ///< errno, where the first program could not be started.

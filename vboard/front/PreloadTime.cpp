@@ -11,6 +11,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "vboard/process/OutsideWait.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/Waiting.h"
 
@@ -18,35 +19,76 @@ namespace {
 
 using vboard::AnyOurs;
 using vboard::AskClock;
+using vboard::Duration;
 using vboard::DurationOf;
 using vboard::FileSets;
+using vboard::IsLength;
+using vboard::IsTimeout;
+using vboard::OutsideWait;
 using vboard::PauseVirtually;
 using vboard::PollFiles;
 using vboard::PollTimeout;
 using vboard::Real;
+using vboard::Refused;
+using vboard::Slept;
 using vboard::TimeoutOf;
 
 using std::chrono_literals::operator""us;
 using std::chrono_literals::operator""s;
 
+timespec Timespec(Duration length) {
+    timespec time{};
+    vboard::StoreDuration(length, time);
+    return time;
+}
+
 int Poll(pollfd* files, nfds_t count, int timeout) {
     if (AnyOurs(files, count)) {
         return PollFiles("poll", files, count, PollTimeout(timeout));
     }
-    if (count == 0 && timeout >= 0 && PauseVirtually(*PollTimeout(timeout))) {
-        return 0;
+    if (timeout == 0) {
+        return Real().poll(files, count, timeout);
     }
-    return Real().poll(files, count, timeout);
+    if (const auto left =
+            count == 0 && timeout > 0 ? PauseVirtually(*PollTimeout(timeout)) : std::nullopt) {
+        return Slept(*left);
+    }
+    OutsideWait wait(PollTimeout(timeout));
+    const auto real = wait.RealTimeout();
+    const timespec length = Timespec(real.value_or(Duration::zero()));
+    const int ready = Real().ppoll(files, count, real ? &length : nullptr, nullptr);
+    wait.Ended(ready == 0);
+    return ready;
 }
 
 int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const sigset_t* mask) {
+    if (timeout != nullptr && !IsLength(*timeout)) {
+        return Refused(EINVAL);
+    }
     if (AnyOurs(files, count)) {
         return PollFiles("poll", files, count, TimeoutOf(timeout));
     }
-    if (count == 0 && timeout != nullptr && PauseVirtually(DurationOf(*timeout))) {
-        return 0;
+    if (const auto left = count == 0 && timeout != nullptr ? PauseVirtually(DurationOf(*timeout))
+                                                           : std::nullopt) {
+        return Slept(*left);
     }
-    return Real().ppoll(files, count, timeout, mask);
+    OutsideWait wait(TimeoutOf(timeout));
+    const auto real = wait.RealTimeout();
+    const timespec length = Timespec(real.value_or(Duration::zero()));
+    const int ready = Real().ppoll(files, count, real ? &length : nullptr, mask);
+    wait.Ended(ready == 0);
+    return ready;
+}
+
+/// The select of files that are not the board's. What is left of the timeout is not told.
+int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const sigset_t* mask) {
+    OutsideWait wait(timeout);
+    const auto real = wait.RealTimeout();
+    const timespec length = Timespec(real.value_or(Duration::zero()));
+    const int ready = Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting,
+                                     real ? &length : nullptr, mask);
+    wait.Ended(ready == 0);
+    return ready;
 }
 
 }  // namespace
@@ -54,26 +96,37 @@ int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const si
 VBOARD_EXPORT int select(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                          timeval* timeout) {
     const FileSets sets{count, reading, writing, excepting};
+    if (timeout != nullptr && !IsTimeout(*timeout)) {
+        return Refused(EINVAL);
+    }
     if (AnyOurs(sets)) {
         return vboard::SelectFiles(sets, timeout);
     }
-    if (Empty(sets) && timeout != nullptr &&
-        PauseVirtually(DurationOf(timeout->tv_sec, timeout->tv_usec, 1us))) {
-        return 0;
+    if (timeout == nullptr) {
+        return SelectOthers(sets, std::nullopt, nullptr);
     }
-    return Real().select(count, reading, writing, excepting, timeout);
+    const Duration length = DurationOf(timeout->tv_sec, timeout->tv_usec, 1us);
+    if (const auto left = Empty(sets) ? PauseVirtually(length) : std::nullopt) {
+        vboard::StoreTimeOfDay(*left, *timeout);
+        return Slept(*left);
+    }
+    return SelectOthers(sets, length, nullptr);
 }
 
 VBOARD_EXPORT int pselect(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                           const timespec* timeout, const sigset_t* mask) {
     const FileSets sets{count, reading, writing, excepting};
+    if (timeout != nullptr && !IsLength(*timeout)) {
+        return Refused(EINVAL);
+    }
     if (AnyOurs(sets)) {
         return vboard::SelectFiles(sets, TimeoutOf(timeout));
     }
-    if (Empty(sets) && timeout != nullptr && PauseVirtually(DurationOf(*timeout))) {
-        return 0;
+    if (const auto left = Empty(sets) && timeout != nullptr ? PauseVirtually(DurationOf(*timeout))
+                                                            : std::nullopt) {
+        return Slept(*left);
     }
-    return Real().pselect(count, reading, writing, excepting, timeout, mask);
+    return SelectOthers(sets, TimeoutOf(timeout), mask);
 }
 
 VBOARD_EXPORT int poll(pollfd* files, nfds_t count, int timeout) {
@@ -95,22 +148,28 @@ VBOARD_EXPORT int __ppoll_chk(pollfd* files, nfds_t count, const timespec* timeo
 }
 
 VBOARD_EXPORT int usleep(useconds_t microseconds) {
-    if (PauseVirtually(microseconds * 1us)) {
-        return 0;
+    if (const auto left = PauseVirtually(microseconds * 1us)) {
+        return Slept(*left);
     }
     return Real().usleep(microseconds);
 }
 
 VBOARD_EXPORT unsigned sleep(unsigned seconds) {
-    if (PauseVirtually(seconds * 1s)) {
-        return 0;
+    if (const auto left = PauseVirtually(seconds * 1s)) {
+        return static_cast<unsigned>(std::chrono::ceil<std::chrono::seconds>(*left).count());
     }
     return Real().sleep(seconds);
 }
 
 VBOARD_EXPORT int nanosleep(const timespec* length, timespec* remaining) {
-    if (PauseVirtually(DurationOf(*length))) {
-        return 0;
+    if (length == nullptr || !IsLength(*length)) {
+        return Real().nanosleep(length, remaining);
+    }
+    if (const auto left = PauseVirtually(DurationOf(*length))) {
+        if (*left > Duration::zero() && remaining != nullptr) {
+            vboard::StoreDuration(*left, *remaining);
+        }
+        return Slept(*left);
     }
     return Real().nanosleep(length, remaining);
 }
@@ -118,10 +177,21 @@ VBOARD_EXPORT int nanosleep(const timespec* length, timespec* remaining) {
 VBOARD_EXPORT int clock_nanosleep(clockid_t clock, int flags, const timespec* time,
                                   timespec* remaining) {
     const bool until = (flags & TIMER_ABSTIME) != 0;
-    if (until ? vboard::PauseUntil(clock, DurationOf(*time)) : PauseVirtually(DurationOf(*time))) {
+    if (time == nullptr || !IsLength(*time)) {
+        return Real().clock_nanosleep(clock, flags, time, remaining);
+    }
+    const auto left =
+        until ? vboard::PauseUntil(clock, DurationOf(*time)) : PauseVirtually(DurationOf(*time));
+    if (!left) {
+        return Real().clock_nanosleep(clock, flags, time, remaining);
+    }
+    if (*left == Duration::zero()) {
         return 0;
     }
-    return Real().clock_nanosleep(clock, flags, time, remaining);
+    if (!until && remaining != nullptr) {
+        vboard::StoreDuration(*left, *remaining);
+    }
+    return EINTR;
 }
 
 VBOARD_EXPORT int clock_gettime(clockid_t clock, timespec* time) __THROW {

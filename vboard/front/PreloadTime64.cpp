@@ -27,6 +27,7 @@ namespace {
 using vboard::Answer;
 using vboard::AnyOurs;
 using vboard::AskClock;
+using vboard::Duration;
 using vboard::DurationOf;
 using vboard::FileFor;
 using vboard::FileSets;
@@ -35,6 +36,7 @@ using vboard::LastLink;
 using vboard::PauseVirtually;
 using vboard::Place;
 using vboard::PollFiles;
+using vboard::Slept;
 using vboard::TheHost;
 using vboard::TimeoutOf;
 
@@ -54,9 +56,10 @@ VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set
     if (AnyOurs(sets)) {
         return vboard::SelectFiles(sets, timeout);
     }
-    if (Empty(sets) && timeout != nullptr &&
-        PauseVirtually(DurationOf(timeout->tv_sec, timeout->tv_usec, 1us))) {
-        return 0;
+    if (const auto left = Empty(sets) && timeout != nullptr
+                              ? PauseVirtually(DurationOf(timeout->tv_sec, timeout->tv_usec, 1us))
+                              : std::nullopt) {
+        return Slept(*left);
     }
     static const auto real = RealNamed<decltype(&__select64)>("__select64");
     return real(count, reading, writing, excepting, timeout);
@@ -68,8 +71,9 @@ VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_se
     if (AnyOurs(sets)) {
         return vboard::SelectFiles(sets, TimeoutOf(timeout));
     }
-    if (Empty(sets) && timeout != nullptr && PauseVirtually(DurationOf(*timeout))) {
-        return 0;
+    if (const auto left = Empty(sets) && timeout != nullptr ? PauseVirtually(DurationOf(*timeout))
+                                                            : std::nullopt) {
+        return Slept(*left);
     }
     static const auto real = RealNamed<decltype(&__pselect64)>("__pselect64");
     return real(count, reading, writing, excepting, timeout, mask);
@@ -80,16 +84,17 @@ VBOARD_EXPORT int __ppoll64(pollfd* files, nfds_t count, const timespec* timeout
     if (AnyOurs(files, count)) {
         return PollFiles("poll", files, count, TimeoutOf(timeout));
     }
-    if (count == 0 && timeout != nullptr && PauseVirtually(DurationOf(*timeout))) {
-        return 0;
+    if (const auto left = count == 0 && timeout != nullptr ? PauseVirtually(DurationOf(*timeout))
+                                                           : std::nullopt) {
+        return Slept(*left);
     }
     static const auto real = RealNamed<decltype(&__ppoll64)>("__ppoll64");
     return real(files, count, timeout, mask);
 }
 
 VBOARD_EXPORT int __nanosleep64(const timespec* length, timespec* remaining) {
-    if (PauseVirtually(DurationOf(*length))) {
-        return 0;
+    if (const auto left = PauseVirtually(DurationOf(*length))) {
+        return Slept(*left);
     }
     static const auto real = RealNamed<decltype(&__nanosleep64)>("__nanosleep64");
     return real(length, remaining);
@@ -98,8 +103,9 @@ VBOARD_EXPORT int __nanosleep64(const timespec* length, timespec* remaining) {
 VBOARD_EXPORT int __clock_nanosleep_time64(clockid_t clock, int flags, const timespec* time,
                                            timespec* remaining) {
     const bool until = (flags & TIMER_ABSTIME) != 0;
-    if (until ? vboard::PauseUntil(clock, DurationOf(*time)) : PauseVirtually(DurationOf(*time))) {
-        return 0;
+    if (const auto left = until ? vboard::PauseUntil(clock, DurationOf(*time))
+                                : PauseVirtually(DurationOf(*time))) {
+        return *left > Duration::zero() ? EINTR : 0;
     }
     static const auto real =
         RealNamed<decltype(&__clock_nanosleep_time64)>("__clock_nanosleep_time64");

@@ -76,7 +76,10 @@ IoResult CommDevice::Read(std::span<std::uint8_t> buffer, bool nonBlocking) {
         m_clock.RunUntil(somethingCame, m_clock.Now() + kFruitlessStep);
         return -EAGAIN;
     }
-    const auto waited = m_clock.RunUntil(somethingCame, std::nullopt);
+    const auto waited = m_clock.RunUntil(somethingCame, std::nullopt, Signals::kRestart);
+    if (waited == VirtualClock::Waited::kInterrupted) {
+        return -EINTR;
+    }
     if (waited != VirtualClock::Waited::kSatisfied) {
         return kWouldWaitForEver;
     }

@@ -24,6 +24,9 @@ public:
 
     Opened Open(int flags) override;
 
+    /// What has arrived is somebody else's.
+    void ForgetInput() { m_received.clear(); }
+
 private:
     friend class CommFile;
 

@@ -57,7 +57,9 @@ std::string OpenFlagsText(int flags) {
 IoResult CountReady(std::span<Watched> files) {
     IoResult count = 0;
     for (Watched& watched : files) {
-        const Readiness now = watched.file->device->Ready();
+        // Another thread may have closed it meanwhile.
+        const Readiness now = watched.file->device == nullptr ? Readiness{false, false}
+                                                              : watched.file->device->Ready();
         watched.ready = {watched.wanted.readable && now.readable,
                          watched.wanted.writable && now.writable};
         count += watched.ready.readable ? 1 : 0;
@@ -311,7 +313,7 @@ IoResult Host::ControlFlow(OpenFile& file, int action) {
 }
 
 IoResult Host::Select(std::string_view name, std::span<Watched> files,
-                      std::optional<Duration> timeout, bool othersAwaited) {
+                      std::optional<Duration> timeout, const std::function<bool()>& othersReady) {
     const std::string_view path = files.empty() ? std::string_view{} : files.front().file->path;
     const CallFault fault = m_faults.OnCall(CallKind::kSelect, path, 0);
     const auto struck = Struck(fault, name, path);
@@ -322,24 +324,27 @@ IoResult Host::Select(std::string_view name, std::span<Watched> files,
     // An ordered fault may keep the program from seeing that a file is ready.
     const bool blind = fault.kind == CallFault::Kind::kCount;
     const auto countReady = [files, blind] { return blind ? 0 : CountReady(files); };
-    const auto anyReady = [&countReady] { return countReady() > 0; };
+    const bool othersAwaited = othersReady != nullptr;
+    const auto anyReady = [&] { return countReady() > 0 || (othersAwaited && othersReady()); };
     IoResult count = countReady();
     if (count == 0 && timeout == Duration::zero()) {
         // The answer is that of this moment; what comes meanwhile is for the next question.
-        m_clock.RunUntil(anyReady, m_clock.Now() + kFruitlessStep);
+        m_clock.RunUntil([&countReady] { return countReady() > 0; },
+                         m_clock.Now() + kFruitlessStep);
         for (Watched& watched : files) {
             watched.ready = {};
         }
     } else if (count == 0) {
-        const auto deadline = timeout ? std::optional(m_clock.Now() + *timeout) : std::nullopt;
-        if (m_clock.RunUntil(anyReady, deadline) == VirtualClock::Waited::kNothingLeft) {
+        const auto deadline = timeout ? std::optional(m_clock.In(*timeout)) : std::nullopt;
+        const auto waited = m_clock.RunUntil(anyReady, deadline, Signals::kEnd, othersAwaited);
+        if (waited == VirtualClock::Waited::kNothingLeft) {
             if (othersAwaited) {
                 return kWouldWaitForEver;
             }
             m_control.WaitsForEver(name, path, "a file to become ready");
             return -EINTR;
         }
-        count = countReady();
+        count = waited == VirtualClock::Waited::kInterrupted ? -EINTR : countReady();
     }
     if (m_probe.Listening()) {
         Tell(name, path,
@@ -348,11 +353,11 @@ IoResult Host::Select(std::string_view name, std::span<Watched> files,
     return count;
 }
 
-void Host::Pause(Duration length) {
+Duration Host::Pause(Duration length) {
     // A pause fails for no reason of its own; what may strike here is an end of the program.
     static_cast<void>(Struck(m_faults.OnCall(CallKind::kPause, {}, 0), "pause", {}));
     m_probe.OnPause(length);
-    m_clock.Pass(length);
+    return m_clock.Pass(length);
 }
 
 Instant Host::AskTime() {

@@ -91,13 +91,15 @@ public:
     IoResult ControlFlow(OpenFile& file, int action);
 
     /// Waits until one of the files is ready or `timeout` has passed (none: no limit). The count of
-    /// ready files, or -errno. Where the program awaits other files as well (`othersAwaited`), a
-    /// wait that the board can't end is answered with kWouldWaitForEver and no verdict.
+    /// ready files, or -errno. Where the program awaits other files as well, `othersReady` ends the
+    /// wait, too, and one that the board can't end is answered with kWouldWaitForEver and no
+    /// verdict.
     IoResult Select(std::string_view name, std::span<Watched> files,
-                    std::optional<Duration> timeout, bool othersAwaited = false);
+                    std::optional<Duration> timeout,
+                    const std::function<bool()>& othersReady = nullptr);
 
-    /// A pause of the program.
-    void Pause(Duration length);
+    /// A pause of the program. Returns what is left of it when a signal ended it.
+    Duration Pause(Duration length);
 
     /// The time, for a program that asks for it. It takes a moment, so that a loop that only looks
     /// at the clock comes to an end.

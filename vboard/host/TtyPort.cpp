@@ -157,23 +157,28 @@ Readiness TtyPort::Ready() const {
             m_wire.PendingToChip() < kWritableBelow};
 }
 
-/// termios(3), non-canonical reads: the four cases of VMIN and VTIME. False when the wait would
-/// never end.
-bool TtyPort::WaitForInput(std::size_t wanted) {
+/// termios(3), non-canonical reads: the four cases of VMIN and VTIME. 0, or kWouldWaitForEver, or
+/// -EINTR when a signal came before any byte.
+IoResult TtyPort::WaitForInput(std::size_t wanted) {
     const std::size_t minimum = std::min<std::size_t>(m_attributes.c_cc[VMIN], wanted);
     const Duration timeout = std::chrono::milliseconds(100) * m_attributes.c_cc[VTIME];
     if (m_attributes.c_cc[VMIN] == 0) {
         if (timeout.count() > 0) {
-            m_clock.RunUntil([this] { return !m_input.empty(); }, m_clock.Now() + timeout);
+            const auto waited = m_clock.RunUntil([this] { return !m_input.empty(); },
+                                                 m_clock.Now() + timeout, Signals::kRestart);
+            return waited == VirtualClock::Waited::kInterrupted ? -EINTR : 0;
         }
-        return true;
+        return 0;
     }
     const std::size_t first = timeout.count() > 0 ? 1 : std::max<std::size_t>(1, minimum);
     const auto atLeast = [this](std::size_t count) {
         return [this, count] { return m_input.size() >= count; };
     };
-    if (m_clock.RunUntil(atLeast(first), std::nullopt) != VirtualClock::Waited::kSatisfied) {
-        return false;
+    const auto began = m_clock.RunUntil(atLeast(first), std::nullopt, Signals::kRestart);
+    if (began != VirtualClock::Waited::kSatisfied) {
+        return began == VirtualClock::Waited::kNothingLeft ? kWouldWaitForEver
+               : m_input.empty()                           ? -EINTR
+                                                           : 0;
     }
     while (timeout.count() > 0 && m_input.size() < minimum) {
         const auto waited = m_clock.RunUntil(atLeast(m_input.size() + 1), m_clock.Now() + timeout);
@@ -181,15 +186,15 @@ bool TtyPort::WaitForInput(std::size_t wanted) {
             break;
         }
     }
-    return true;
+    return 0;
 }
 
 IoResult TtyPort::Read(std::span<std::uint8_t> buffer, bool nonBlocking) {
     if (buffer.empty()) {
         return 0;
     }
-    if (!nonBlocking && !WaitForInput(buffer.size())) {
-        return kWouldWaitForEver;
+    if (const IoResult failed = nonBlocking ? 0 : WaitForInput(buffer.size()); failed != 0) {
+        return failed;
     }
     if (m_input.empty()) {
         return ReadNothing(nonBlocking);
@@ -230,15 +235,18 @@ IoResult TtyPort::Write(std::span<const std::uint8_t> data, bool nonBlocking) {
             m_clock.RunUntil(roomAgain, m_clock.Now() + kFruitlessStep);
             return -EAGAIN;
         }
-        static_cast<void>(m_clock.RunUntil(roomAgain, std::nullopt));
+        const auto waited = m_clock.RunUntil(roomAgain, std::nullopt, Signals::kRestart);
+        if (waited == VirtualClock::Waited::kInterrupted) {
+            return written > 0 ? static_cast<IoResult>(written) : -EINTR;
+        }
     }
     return static_cast<IoResult>(written);
 }
 
 IoResult TtyPort::Drain() {
-    static_cast<void>(
-        m_clock.RunUntil([this] { return m_wire.PendingToChip() == 0; }, std::nullopt));
-    return 0;
+    const auto waited = m_clock.RunUntil([this] { return m_wire.PendingToChip() == 0; },
+                                         std::nullopt, Signals::kRestart);
+    return waited == VirtualClock::Waited::kInterrupted ? -EINTR : 0;
 }
 
 IoResult TtyPort::Flush(int queue) {

@@ -38,6 +38,12 @@ public:
     [[nodiscard]] const termios& Attributes() const { return m_attributes; }
     void RestoreAttributes(const termios& attributes);
 
+    /// What has arrived is somebody else's.
+    void ForgetInput() {
+        m_fifo.clear();
+        m_input.clear();
+    }
+
 private:
     friend class TtyFile;
 
@@ -56,7 +62,7 @@ private:
     IoResult SendBreak();
     [[nodiscard]] static IoResult ControlFlow(int action);
     IoResult SetAttributes(int action, const termios& attributes);
-    [[nodiscard]] bool WaitForInput(std::size_t wanted);
+    [[nodiscard]] IoResult WaitForInput(std::size_t wanted);
     [[nodiscard]] IoResult ReadNothing(bool nonBlocking);
     [[nodiscard]] Readiness Ready() const;
     [[nodiscard]] std::size_t Room() const;

@@ -13,7 +13,8 @@ class RealTimePacer : public Pacer {
 public:
     /// `pace` virtual seconds pass in a real one; above 0. Virtual time `virtualStart` is now.
     RealTimePacer(double pace, std::chrono::nanoseconds virtualStart);
-    void GoingTo(std::chrono::nanoseconds sinceStart) override;
+    std::chrono::nanoseconds GoingTo(std::chrono::nanoseconds sinceStart, Signals signals) override;
+    [[nodiscard]] std::chrono::nanoseconds Now() const override;
 
 private:
     double m_pace;

@@ -4,6 +4,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "vboard/process/RealLibc.h"
+
 namespace vboard {
 
 Recordings::Recordings(RunLink& link, Board& board, bool first) : m_first(first) {
@@ -60,7 +62,7 @@ void Recordings::Finish() {
 void Recordings::WritePicture() {
     // A file holds one picture: that of the last program which used the board. What has no length,
     // such as a pipe, gets them one after the other.
-    static_cast<void>(ftruncate(m_waveDescriptor, 0));
+    static_cast<void>(Real().ftruncate(m_waveDescriptor, 0));
     m_writePicture(WaveJson(*m_waveLog, m_wavePart));
 }
 

@@ -34,6 +34,8 @@ public:
 
     /// The time of the board for a program that has none itself. Asking takes a microsecond.
     [[nodiscard]] Instant AskTime();
+    /// It is `when`, for a program that has no board, if that is later.
+    void PassTo(Instant when);
 
 private:
     RunLink() = default;

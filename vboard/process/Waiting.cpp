@@ -2,8 +2,10 @@
 #include "vboard/process/Waiting.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 
+#include "vboard/process/OutsideWait.h"
 #include "vboard/process/RealLibc.h"
 
 namespace vboard {
@@ -61,7 +63,7 @@ int KeepReady(const FileSets& sets, const std::vector<pollfd>& files) {
 
 /// The two worlds of a wait, in the order of the program's files.
 struct Split {
-    std::vector<FileTurn> held;
+    std::vector<std::shared_ptr<OpenFile>> held;  ///< Though another thread closes them.
     std::vector<Watched> watched;
     std::vector<pollfd*> ours;
     std::vector<pollfd> others;
@@ -70,9 +72,10 @@ struct Split {
 
 Split SplitFiles(pollfd* files, nfds_t count) {
     Split split;
+    const BoardTurn turn;
     for (pollfd* file = files; file != files + count; ++file) {
         file->revents = 0;
-        if (auto open = FileFor(file->fd)) {
+        if (auto open = TheDescriptors().At(file->fd)) {
             const bool reading = (file->events & (POLLIN | POLLRDNORM)) != 0;
             const bool writing = (file->events & (POLLOUT | POLLWRNORM)) != 0;
             split.watched.push_back({&*open, {reading, writing}, {}});
@@ -96,24 +99,6 @@ void StoreReady(const Split& split) {
     }
     for (std::size_t i = 0; i < split.theirs.size(); ++i) {
         split.theirs[i]->revents = split.others[i].revents;
-    }
-}
-
-std::optional<Duration> OffsetOf(clockid_t clock) {
-    switch (clock) {
-        case CLOCK_REALTIME:
-        case CLOCK_REALTIME_COARSE:
-        case CLOCK_REALTIME_ALARM:
-        case CLOCK_TAI:
-            return kDateOfStart;
-        case CLOCK_MONOTONIC:
-        case CLOCK_MONOTONIC_RAW:
-        case CLOCK_MONOTONIC_COARSE:
-        case CLOCK_BOOTTIME:
-        case CLOCK_BOOTTIME_ALARM:
-            return kUptimeAtStart;
-        default:
-            return std::nullopt;
     }
 }
 
@@ -144,19 +129,29 @@ bool Empty(const FileSets& sets) {
 
 int PollFiles(std::string_view name, pollfd* files, nfds_t count, std::optional<Duration> timeout) {
     Split split = SplitFiles(files, count);
-    int othersReady = 0;
+    std::function<bool()> othersReady;
     if (!split.others.empty()) {
-        othersReady = Real().poll(split.others.data(), split.others.size(), 0);
+        othersReady = [&others = split.others] {
+            return Real().poll(others.data(), others.size(), 0) != 0;
+        };
     }
-    if (othersReady != 0) {
+    if (othersReady && othersReady()) {
         timeout = Duration::zero();
     }
-    const IoResult result = TheHost().Select(name, split.watched, timeout, !split.others.empty());
+    IoResult result = 0;
+    {
+        const BoardTurn turn;
+        result = TheHost().Select(name, split.watched, timeout, othersReady);
+    }
     if (result == kWouldWaitForEver) {
+        OutsideWait wait(std::nullopt);
         static_cast<void>(Real().poll(split.others.data(), split.others.size(), -1));
+        wait.Ended(false);
     } else if (result < 0) {
         errno = static_cast<int>(-result);
         return -1;
+    } else if (othersReady) {
+        static_cast<void>(othersReady());
     }
     StoreReady(split);
     return static_cast<int>(
@@ -179,16 +174,34 @@ int SelectFiles(const FileSets& sets, std::optional<Duration> timeout) {
     return KeepReady(sets, files);
 }
 
-bool PauseVirtually(Duration length) {
+std::optional<Duration> PauseVirtually(Duration length) {
     World* world = World::Get();
     if (world == nullptr) {
-        return false;
+        return std::nullopt;
     }
     const BoardTurn turn;
     const int before = errno;
-    world->Pause(std::max(length, Duration::zero()));
+    const Duration left = world->Pause(std::max(length, Duration::zero()));
     errno = before;
-    return true;
+    return left;
+}
+
+std::optional<Duration> OffsetOf(clockid_t clock) {
+    switch (clock) {
+        case CLOCK_REALTIME:
+        case CLOCK_REALTIME_COARSE:
+        case CLOCK_REALTIME_ALARM:
+        case CLOCK_TAI:
+            return kDateOfStart;
+        case CLOCK_MONOTONIC:
+        case CLOCK_MONOTONIC_RAW:
+        case CLOCK_MONOTONIC_COARSE:
+        case CLOCK_BOOTTIME:
+        case CLOCK_BOOTTIME_ALARM:
+            return kUptimeAtStart;
+        default:
+            return std::nullopt;
+    }
 }
 
 std::optional<Duration> AskClock(clockid_t clock) {
@@ -199,14 +212,18 @@ std::optional<Duration> AskClock(clockid_t clock) {
     }
     const BoardTurn turn;
     World* world = World::IfMade();
-    const Instant now = world != nullptr ? world->TheHost().AskTime() : link->AskTime();
+    const Instant now = world != nullptr ? world->AskTime() : link->AskTime();
     return *offset + now.time_since_epoch();
 }
 
-bool PauseUntil(clockid_t clock, Duration time) {
+std::optional<Duration> PauseUntil(clockid_t clock, Duration time) {
     const auto offset = OffsetOf(clock);
     World* world = offset ? World::Get() : nullptr;
-    return world != nullptr && PauseVirtually(time - *offset - world->Now().time_since_epoch());
+    if (world == nullptr) {
+        return std::nullopt;
+    }
+    const BoardTurn turn;
+    return PauseVirtually(time - *offset - world->Now().time_since_epoch());
 }
 
 }  // namespace vboard

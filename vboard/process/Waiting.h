@@ -20,8 +20,9 @@ namespace vboard {
 /// A time of seconds and a fraction, as a duration.
 template <class Seconds, class Fraction>
 constexpr Duration DurationOf(Seconds seconds, Fraction fraction, Duration unit) {
-    return std::chrono::seconds(static_cast<std::int64_t>(seconds)) +
-           unit * static_cast<std::int64_t>(fraction);
+    constexpr std::int64_t kMost = 9'000'000'000;  // More is as good as for ever.
+    const std::int64_t whole = std::clamp<std::int64_t>(seconds, -kMost, kMost);
+    return std::chrono::seconds(whole) + unit * static_cast<std::int64_t>(fraction);
 }
 // The structures of time have two widths on 32-bit machines and the same names in both. Where they
 // are arguments, each source needs a function of its own: static.
@@ -29,6 +30,15 @@ constexpr Duration DurationOf(Seconds seconds, Fraction fraction, Duration unit)
 template <class Timespec>
 static constexpr Duration DurationOf(const Timespec& time) {
     return DurationOf(time.tv_sec, time.tv_nsec, Duration{1});
+}
+/// False for what the kernel refuses with EINVAL.
+template <class Timespec>
+[[nodiscard]] static constexpr bool IsLength(const Timespec& time) {
+    return time.tv_sec >= 0 && time.tv_nsec >= 0 && time.tv_nsec < 1'000'000'000;
+}
+template <class Timeval>
+[[nodiscard]] static constexpr bool IsTimeout(const Timeval& time) {
+    return time.tv_sec >= 0 && time.tv_usec >= 0;
 }
 /// The same the other way round. Negative ones become 0.
 template <class Timespec>
@@ -97,15 +107,24 @@ template <class Timespec>
     return timeout == nullptr ? std::nullopt : std::optional(DurationOf(*timeout));
 }
 
-/// A pause of the program, in virtual time. False when there is no board: then the pause is the
-/// machine's.
-[[nodiscard]] bool PauseVirtually(Duration length);
+/// A pause of the program, in virtual time: what is left of it when a signal ended it. Nothing when
+/// there is no board: then the pause is the machine's.
+[[nodiscard]] std::optional<Duration> PauseVirtually(Duration length);
+
+/// The answer to a sleep of which `left` is left.
+inline int Slept(Duration left) {
+    return left > Duration::zero() ? Refused(EINTR) : 0;
+}
+
+/// What a clock of the program shows at the beginning of the board's time; nothing for the clocks
+/// that are the machine's.
+[[nodiscard]] std::optional<Duration> OffsetOf(clockid_t clock);
 
 /// Time as the program sees it, by one of the clocks that show it: the board's time, counted from
 /// the first second of 2024 (UTC) for those that show a date, and from an hour after the start of
 /// the machine for the others. Nothing for other clocks, and when there is no board.
 [[nodiscard]] std::optional<Duration> AskClock(clockid_t clock);
-/// A pause until such a clock shows `time`. False as in PauseVirtually.
-[[nodiscard]] bool PauseUntil(clockid_t clock, Duration time);
+/// A pause until such a clock shows `time`, as PauseVirtually.
+[[nodiscard]] std::optional<Duration> PauseUntil(clockid_t clock, Duration time);
 
 }  // namespace vboard

@@ -38,6 +38,11 @@ std::string ReadAll(int descriptor) {
 
 World* World::s_world = nullptr;
 
+namespace {
+/// The date of a board begins in 2024, and its nanoseconds since 1970 have 63 bits.
+constexpr Instant kLastInstant{std::chrono::seconds{7'500'000'000}};
+}  // namespace
+
 World* World::IfMade() {
     return s_world;
 }
@@ -65,6 +70,7 @@ void World::Make() {
     ++m_report->worlds;
     m_process = getpid();
     m_report->owner = m_process;
+    m_lastUse = ++m_report->uses;
     const Instant start{Duration{m_report->boardTimeNs}};
     OrderFaults(session);
     m_board = std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), m_file.ChipEraseWords(),
@@ -78,6 +84,7 @@ void World::Make() {
         m_pacer = std::make_unique<RealTimePacer>(session.pace, start.time_since_epoch());
         m_board->Clock().SetPacer(m_pacer.get());
     }
+    m_board->Clock().SetSharers(&BoardTurn::Sharers());
     if (session.limitNs > 0) {
         m_board->Clock().SetLimit(Instant{Duration{session.limitNs}}, [this] {
             EndProgram(Verdict::kTimeLimit, "still running at the time limit");
@@ -113,27 +120,70 @@ void World::TakeTurn() {
     if (m_report->over != 0) {
         FailRun("the run has ended, and a program that it left behind has no board any more");
     }
-    if (m_report->owner == m_process) {
-        return;
+    if (m_report->owner != m_process && m_report->uses != m_lastUse) {
+        Follow();
     }
     m_report->owner = m_process;
+    m_lastUse = ++m_report->uses;
+    const Pacer* pacer = m_pacer.get();
+    if (pacer != nullptr && !BoardTurn::IsAlone()) {
+        // Another thread has had its time meanwhile.
+        const Instant now{pacer->Now()};
+        m_board->Clock().SkipTo(std::min(now, m_board->Clock().NextAction().value_or(now)));
+    }
+}
+
+/// Another program has used the board since this one did. After a fork each of the two has the same
+/// characters on its way: they belong to the one that goes on first.
+void World::Follow() {
     const Instant reached{Duration{m_report->boardTimeNs}};
-    if (reached == m_board->Clock().Now() && m_file.IsCurrent()) {
+    const bool isIdle = !m_board->Clock().NextAction().has_value();
+    if (isIdle && reached == m_board->Clock().Now() && m_file.IsCurrent()) {
         return;
     }
     std::string problem;
     if (!m_file.Reload(problem)) {
         FailRun(Formatted("the board {}", problem));
     }
-    m_board->Clock().SkipTo(reached);
+    m_board->Forget(reached, m_hasForked);
     m_made = false;
     m_board->Restore(m_file.State());
     m_made = true;
 }
 
-void World::Pause(Duration length) {
-    TheHost().Pause(length);
+Duration World::Pause(Duration length) {
+    // From the program's own time on: others may have let theirs pass at the same time.
+    const Instant end = m_board->Clock().In(length);
+    Host& host = TheHost();
+    const Duration rest = std::max(Duration::zero(), end - Now());
+    const Duration possible = std::min(rest, kLastInstant - Now());
+    const Duration left = host.Pause(possible);
     Keep();
+    if (possible < rest && left == Duration::zero()) {
+        WaitsForEver("a pause", {}, "a time after the year 2261");
+    }
+    return left;
+}
+
+Instant World::AskTime() {
+    if (m_report->owner == m_process || m_report->uses == m_lastUse) {
+        return TheHost().AskTime();
+    }
+    // The time of its own, while another program has the board.
+    const Instant now = Now();
+    m_board->Clock().SkipTo(now + kTimeOfAsking);
+    return now;
+}
+
+void World::PassOutside(Instant end) {
+    Host& host = TheHost();
+    static_cast<void>(host);
+    m_board->Clock().Pass(std::max(Duration::zero(), std::min(end, kLastInstant) - Now()));
+    Keep();
+}
+
+void World::HearOfOthers() {
+    m_board->Clock().SkipTo(Instant{Duration{m_report->boardTimeNs}});
 }
 
 void World::OrderFaults(const Session& session) {
@@ -214,6 +264,7 @@ void World::End() {
     m_ended = true;
     m_recordings->ProgramEnded();
     m_board->Clock().SetPacer(nullptr);
+    m_board->Clock().SetSharers(nullptr);
     m_board->Clock().SetLimit(Instant::max(), {});
     if (m_report->owner == m_process) {
         LetSettle();
@@ -244,12 +295,14 @@ void World::BeforeFork() {
 }
 
 void World::AfterForkInParent() {
+    s_world->m_hasForked = true;
     BoardTurn::GiveBack();
 }
 
 void World::AfterForkInChild() {
     BoardTurn::BeginAnew();
     s_world->m_process = getpid();
+    s_world->m_hasForked = true;
 }
 
 void World::NoteVerdict(Verdict verdict, std::string_view text) {

@@ -35,7 +35,14 @@ public:
         return m_board->TheHost();
     }
     [[nodiscard]] Instant Now() { return m_board->Clock().Now(); }
-    void Pause(Duration length);
+    /// Returns what is left of it when a signal ended it.
+    Duration Pause(Duration length);
+    /// The time for a program that asks for it, which takes a moment.
+    Instant AskTime();
+    /// The program has waited for something else until `end`: the board has seen the same time.
+    void PassOutside(Instant end);
+    /// The program has heard of what others of the run have done: their time is its own as well.
+    void HearOfOthers();
 
     /// The run has been ended from outside the program: the board takes no more of its calls.
     [[nodiscard]] bool Over() const { return m_over; }
@@ -57,6 +64,7 @@ private:
     void Record(const Session& session);
     void OrderFaults(const Session& session);
     void TakeTurn();
+    void Follow();
     void LetSettle();
     void CompleteRecords();
     static void BeforeFork();
@@ -73,6 +81,8 @@ private:
     static World* s_world;
 
     RunLink& m_link;
+    std::uint64_t m_lastUse = 0;  ///< RunReport::uses, when this program last had the board.
+    bool m_hasForked = false;
     int m_process = 0;  ///< What a vforked child does is not this world's.
     bool m_ended = false;
     bool m_made = false;

@@ -24,6 +24,11 @@ void VirtualClock::Cancel(Ticket ticket) {
     }
 }
 
+void VirtualClock::CancelAll() {
+    m_heap.clear();
+    m_cancelled.clear();
+}
+
 void VirtualClock::DropCancelled() {
     while (!m_heap.empty() && !m_cancelled.empty()) {
         const auto found = std::find(m_cancelled.begin(), m_cancelled.end(), m_heap.front().ticket);
@@ -36,55 +41,72 @@ void VirtualClock::DropCancelled() {
     }
 }
 
-void VirtualClock::MoveTo(Instant when) {
+std::optional<Instant> VirtualClock::NextAction() {
+    DropCancelled();
+    return m_heap.empty() ? std::nullopt : std::optional(m_heap.front().when);
+}
+
+/// False when a signal came first.
+bool VirtualClock::MoveTo(Instant when, Signals signals) {
     if (when > m_limit && m_onLimit) {
         m_now = m_limit;
         m_limit = Instant::max();
         m_onLimit();
     }
     if (m_pacer != nullptr && when > m_now) {
-        m_pacer->GoingTo(when.time_since_epoch());
+        const Instant reached{m_pacer->GoingTo(when.time_since_epoch(), signals)};
+        m_now = std::max(m_now, std::min(reached, when));
+        return reached >= when;
     }
     m_now = std::max(m_now, when);
+    return true;
 }
 
-bool VirtualClock::ServeNext(Instant notAfter) {
+VirtualClock::Step VirtualClock::ServeNext(Instant notAfter, Signals signals) {
     DropCancelled();
     if (m_heap.empty() || m_heap.front().when > notAfter) {
-        return false;
+        return Step::kNoneDue;
     }
-    MoveTo(m_heap.front().when);
+    if (!MoveTo(m_heap.front().when, signals)) {
+        return Step::kInterrupted;
+    }
     std::pop_heap(m_heap.begin(), m_heap.end(), Later);
     const Action action = std::move(m_heap.back().action);
     m_heap.pop_back();
     action();
-    return true;
+    return Step::kServed;
 }
 
-void VirtualClock::Pass(Duration length) {
-    const Instant end = m_now + length;
-    while (ServeNext(end)) {
-    }
-    MoveTo(end);
+Duration VirtualClock::Pass(Duration length) {
+    const Instant end = In(length);
+    static_cast<void>(RunUntil([] { return false; }, end));
+    return std::max(Duration::zero(), end - m_now);
 }
 
 VirtualClock::Waited VirtualClock::RunUntil(const std::function<bool()>& satisfied,
-                                            std::optional<Instant> deadline) {
+                                            std::optional<Instant> deadline, Signals signals,
+                                            bool outside) {
     while (!satisfied()) {
-        if (ServeNext(deadline.value_or(Instant::max()))) {
+        if (m_sharers != nullptr && !m_sharers->MayMove({*this, satisfied, deadline, outside})) {
             continue;
+        }
+        const Step step = ServeNext(deadline.value_or(Instant::max()), signals);
+        if (step == Step::kServed) {
+            continue;
+        }
+        if (step == Step::kInterrupted) {
+            return Waited::kInterrupted;
         }
         if (!deadline) {
             return Waited::kNothingLeft;
         }
-        MoveTo(*deadline);
-        return Waited::kTimedOut;
+        return MoveTo(*deadline, signals) ? Waited::kTimedOut : Waited::kInterrupted;
     }
     return Waited::kSatisfied;
 }
 
 void VirtualClock::Settle(Instant limit) {
-    while (ServeNext(limit)) {
+    while (ServeNext(limit, Signals::kEnd) == Step::kServed) {
     }
 }
 

@@ -6,6 +6,11 @@
 #include "vboard/time/BitTime.h"
 
 namespace vboard {
+namespace {
+
+constexpr std::size_t kForgottenAtOnce = 1024;
+
+}  // namespace
 
 SerialLane::SerialLane(VirtualClock& clock, Probe& probe, Faults& faults, Direction direction,
                        FormatOf receiverFormat, Deliver deliver)
@@ -20,6 +25,16 @@ void SerialLane::Send(std::uint8_t value, const SerialFormat& format) {
     if (!m_onWire) {
         StartNext();
     }
+}
+
+void SerialLane::Forget() {
+    m_queue.clear();
+    m_head = 0;
+    m_late = 0;
+    m_onWire = false;
+    m_breakWanted = false;
+    m_inBreak = false;
+    m_receiver.Drop();
 }
 
 void SerialLane::DropQueued() {
@@ -99,6 +114,11 @@ void SerialLane::Put(Queued& next, const CharacterFault& fault) {
 
 void SerialLane::Ended() {
     ++m_head;
+    if (m_head == kForgottenAtOnce) {
+        // A queue that never runs empty does not keep what has long been sent.
+        m_queue.erase(m_queue.begin(), m_queue.begin() + static_cast<std::ptrdiff_t>(m_head));
+        m_head = 0;
+    }
     m_onWire = false;
     const auto received = m_arrives ? m_receiver.Ends() : std::nullopt;
     ApplyBreak();

@@ -30,6 +30,8 @@ public:
 
     /// Characters queued or on the wire.
     [[nodiscard]] std::size_t Pending() const { return m_queue.size() - m_head; }
+    /// Drops everything, after the clock's actions have been taken back.
+    void Forget();
     /// Drops what is queued; the character on the wire goes on.
     void DropQueued();
 

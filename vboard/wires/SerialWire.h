@@ -26,6 +26,12 @@ public:
     }
     void Stop() override { m_toHost.DropQueued(); }
 
+    /// Nothing is on the wire any more, in either direction.
+    void Forget() {
+        m_toChip.Forget();
+        m_toHost.Forget();
+    }
+
     /// Characters of the host still queued or on the wire.
     [[nodiscard]] std::size_t PendingToChip() const { return m_toChip.Pending(); }
     void DropQueuedToChip() { m_toChip.DropQueued(); }

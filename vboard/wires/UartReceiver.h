@@ -50,6 +50,14 @@ public:
     /// The line goes low and stays so, or is let go of.
     void SetBreak(bool low);
 
+    /// The line has been quiet all the time, after the clock's actions have been taken back.
+    void Drop() {
+        m_line.clear();
+        m_start.reset();
+        m_agrees = false;
+        m_finish = 0;
+    }
+
     void Hand(const ReceivedCharacter& character) const { m_deliver(character); }
 
 private:

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/process/OutsideWait.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/RunLink.h"
+#include "vboard/process/Waiting.h"
+
+namespace vboard {
+namespace {
+
+using std::chrono_literals::operator""ms;
+
+constexpr Duration kShortWait = 50ms;
+
+std::int64_t MachineNs(clockid_t clock) {
+    timespec now{};
+    static_cast<void>(Real().clock_gettime(clock, &now));
+    return DurationOf(now).count();
+}
+
+/// Without the turn: another thread may be about to change it, and each of the two is right.
+Instant OwnTime(RunLink& link) {
+    World* world = World::IfMade();
+    return world != nullptr ? world->Now() : Instant{Duration{link.Memory().report.boardTimeNs}};
+}
+
+/// What a time of the one kind is in the other; `rate` of it pass in one.
+Duration Scaled(Duration length, double rate) {
+    return rate <= 0 ? length
+                     : Duration{static_cast<std::int64_t>(
+                           std::min(static_cast<double>(length.count()) * rate, 9e18))};
+}
+
+}  // namespace
+
+OutsideWait::OutsideWait(std::optional<Duration> timeout) {
+    Begin(timeout);
+}
+
+OutsideWait::OutsideWait(clockid_t clock, Duration time) {
+    const auto offset = OffsetOf(clock);
+    RunLink* link = RunLink::Get();
+    const Duration now = offset && link != nullptr ? *offset + OwnTime(*link).time_since_epoch()
+                                                   : Duration{MachineNs(clock)};
+    Begin(std::max(time - now, Duration::zero()));
+}
+
+void OutsideWait::Begin(std::optional<Duration> timeout) {
+    RunLink* link = RunLink::Get();
+    m_counts = link != nullptr;
+    m_timeout = timeout;
+    m_realTimeout = timeout;
+    if (!m_counts) {
+        return;
+    }
+    const double pace = link->TheSession().pace;
+    if (timeout) {
+        m_realTimeout = Scaled(*timeout, pace > 0 ? 1 / pace : 0);
+    }
+    m_begin = OwnTime(*link);
+    m_realBeginNs = MachineNs(CLOCK_MONOTONIC);
+    if (timeout && !BoardTurn::IsAlone()) {
+        m_elsewhere.emplace(*timeout > Instant::max() - m_begin ? Instant::max()
+                                                                : m_begin + *timeout);
+    }
+}
+
+timespec OutsideWait::RealDeadline(clockid_t clock) const {
+    timespec deadline{};
+    const std::int64_t now = MachineNs(clock);
+    StoreDuration(Duration{now + std::min(m_realTimeout->count(), INT64_MAX - now)}, deadline);
+    return deadline;
+}
+
+bool OutsideWait::IsTooEarly() const {
+    if (!m_counts || *m_timeout > kShortWait || BoardTurn::OthersRest()) {
+        return false;
+    }
+    const BoardTurn turn;
+    return true;
+}
+
+void OutsideWait::Ended(bool timeIsUp) {
+    m_elsewhere.reset();
+    // Where other threads live it was one of them that ended the wait, in no time.
+    if (!m_counts || (!timeIsUp && !BoardTurn::IsAlone())) {
+        return;
+    }
+    const int kept = errno;
+    const BoardTurn turn;
+    RunLink& link = *RunLink::Get();
+    Duration taken = m_timeout.value_or(Duration::max());
+    if (!timeIsUp) {
+        const Duration real{MachineNs(CLOCK_MONOTONIC) - m_realBeginNs};
+        taken = std::min(taken, Scaled(real, link.TheSession().pace));
+    }
+    const Instant end = taken > Instant::max() - m_begin ? Instant::max() : m_begin + taken;
+    if (World* world = World::IfMade()) {
+        if (!timeIsUp) {
+            world->HearOfOthers();
+        }
+        world->PassOutside(end);
+    } else {
+        link.PassTo(end);
+    }
+    errno = kept;
+}
+
+}  // namespace vboard
