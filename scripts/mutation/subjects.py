@@ -11,6 +11,7 @@ class Suite:
 
     program: str
     starts: tuple = ()
+    arguments: tuple = ()
 
 
 @dataclass(frozen=True)
@@ -38,6 +39,7 @@ SUBJECTS = {
         explained="scripts/mutants-explained/board.txt"),
     "guard": Subject(
         sources=("guard/*.cpp", "guard/*/*.cpp", "image/*.cpp"),
-        suites=(Suite("guard_tests", ("flashguard", *_BOARD_RUNS)),),
+        suites=(Suite("guard_session_tests"), Suite("guard_sweep", (), ("--every", "40")),
+                Suite("guard_tests", ("flashguard", *_BOARD_RUNS, *_TOOL_RUNS))),
         explained="scripts/mutants-explained/guard.txt"),
 }

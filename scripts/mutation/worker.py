@@ -25,6 +25,7 @@ class Worker:
         self._repository = Path(repository)
         self._source = Path(folder) / "source"
         self._build = Path(folder) / "build"
+        self._arguments = {suite.program: suite.arguments for suite in suites}
         self._limit_seconds = {}
 
     def prepare(self, log):
@@ -105,7 +106,8 @@ class Worker:
         program = self._build / "bin" / suite
         try:
             done = subprocess.run(
-                [program, "--gtest_fail_fast", "--gtest_brief=1"], capture_output=True, text=True,
+                [program, *self._arguments[suite], "--gtest_fail_fast", "--gtest_brief=1"],
+                capture_output=True, text=True,
                 errors="replace", timeout=limit_seconds, check=False, cwd=self._build,
                 # The same random inputs each time.
                 env={**os.environ, "RC_PARAMS": "seed=1"})

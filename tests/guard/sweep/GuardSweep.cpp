@@ -141,7 +141,7 @@ void AddSilences(std::size_t scene, const sweeps::Places& places, std::vector<Sw
 }
 
 void AddNoise(std::size_t scene, std::vector<SweepCase>& cases) {
-    constexpr std::uint64_t kSeeds = 400;
+    constexpr std::uint64_t kSeeds = 200;
     for (std::uint64_t seed = 1; seed <= kSeeds; ++seed) {
         for (const double rate : {0.0005, 0.002, 0.01}) {
             cases.push_back({scene, {{}, rate, seed}, false});
@@ -378,6 +378,7 @@ int main(int argc, char** argv) {
     app.add_option("--jobs", options.jobs)->capture_default_str();
     app.add_option("--every", options.every, "Only every N-th case")->capture_default_str();
     app.add_option("--part", part, "K/N: one of N shares");
+    app.allow_extras();  // Those that a GoogleTest program would take.
     CLI11_PARSE(app, argc, argv);
     if (std::sscanf(part.c_str(), "%u/%u", &options.part, &options.parts) != 2) {
         return 2;
