@@ -77,7 +77,7 @@ struct RunReport {
     std::int32_t owner;       ///< Process that used the board last; what it knows of it is current.
     /// errno of the first write of each Output that did not succeed; 0: all of it is written.
     std::array<std::int32_t, kOutputCount> outputErrors;
-    std::array<char, 228> verdictText;
+    std::array<char, 220> verdictText;
 
     /// A write of `output` ended with errno value `error`, or 0. The first error stays.
     void NoteWrite(Output output, int error) {
