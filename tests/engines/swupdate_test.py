@@ -4,8 +4,10 @@
 
 import hashlib
 import os
+import re
 import shutil
 import signal
+import subprocess
 
 from support.boards import Board, HaltedRun, read, write
 from support.ddi_server import DdiServer
@@ -55,14 +57,41 @@ class SwupdateCase(EngineTest):
 
 
 class SwupdateTest(SwupdateCase):
-    def test_an_older_chip_is_programmed_and_the_percentage_rises_to_the_end(self):
+    def test_an_older_chip_is_programmed(self):
         board = Board("b", image_path=OLD)
         self.configure(board.command())
         self.swu(self.new)
-        progress = self.start_program("swupdate-progress", "-w", log="progress.log")
         self.assertIn("flashguard: installed", self.swupdate())
-        self.end_program(progress)
         self.assert_proved(board, self.new)
+
+    def test_the_percentage_is_shown_while_the_chip_is_programmed(self):
+        board = Board("b", image_path=OLD)
+        self.configure(board.command())
+        self.swu(self.big)
+        # The update begins when somebody looks on: the socket listens, and one is connected to it.
+        write("wait", "#!/bin/sh\nuntil [ $(grep -c /tmp/swupdateprog /proc/net/unix) -ge 2 ]; do sleep 0.01; done\n")
+        os.chmod("wait", 0o755)
+        progress = subprocess.Popen(["swupdate-progress", "-w"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                    start_new_session=True)
+        self.addCleanup(progress.stdout.close)
+        self.addCleanup(self.end_program, progress)
+        update = self.start_program("swupdate", "-P", "./wait", "-k", "ours.pem", "-i", "firmware.swu")
+        shown = self.read_until(progress.stdout, b" 99% ")
+        update.wait()
+        percentages = [int(number) for number in re.findall(rb" (\d+)% \(firmware.hex\)", shown)]
+        # Up to there it counts the copy of the image.
+        ours = percentages[percentages.index(5) :]
+        self.assertEqual(ours, sorted(ours))
+        self.assertGreater(len(set(ours)), 20)
+        self.assert_proved(board, self.big)
+
+    @staticmethod
+    def read_until(stream, text):
+        """What comes up to this text, or to the end."""
+        seen = b""
+        while text not in seen and (piece := os.read(stream.fileno(), 65536)):
+            seen += piece
+        return seen
 
     def test_a_current_chip_is_left_alone_unless_that_is_forced(self):
         board = Board("b", image_path=OLD)
