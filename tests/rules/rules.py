@@ -223,10 +223,6 @@ def the_architecture_page_shows_the_same_arrows(tree):
                       f"copy these into its fenced block:\n{arrows}")
 
 
-# Rooms whose circles are known and waiting to be taken apart; take a room out with its last circle.
-ROOMS_WITH_CIRCLES = ("vboard/chip", "vboard/process", "vboard/record")
-
-
 def circles_of(graph):
     """The sets of nodes that lead to one another, each sorted."""
     def reach(start):
@@ -256,8 +252,6 @@ def no_circle_of_files_inside_a_room(tree):
                 yield None
                 needs.add(other)
     for circle in circles_of(graph):
-        if PurePosixPath(circle[0]).parent.as_posix() in ROOMS_WITH_CIRCLES:
-            continue
         yield Finding(circle[0], 1, "a circle of includes: " + ", ".join(circle),
                       "move what they share into a file of its own")
 

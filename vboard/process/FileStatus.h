@@ -6,9 +6,11 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
+#include <cerrno>
+#include <cstdint>
 #include <string_view>
 
-#include "vboard/process/Wrapping.h"
+#include "vboard/host/Host.h"
 
 namespace vboard {
 

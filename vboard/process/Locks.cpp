@@ -12,6 +12,7 @@
 #include "vboard/process/FileStatus.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/RunLink.h"
+#include "vboard/process/World.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {

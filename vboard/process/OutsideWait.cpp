@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "vboard/process/ProgramTime.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/RunLink.h"
-#include "vboard/process/Waiting.h"
 
 namespace vboard {
 namespace {

@@ -11,12 +11,6 @@
 namespace vboard {
 namespace {
 
-using std::chrono_literals::operator""h;
-using std::chrono_literals::operator""s;
-
-constexpr Duration kDateOfStart = 1'704'067'200s;  // 2024-01-01 00:00:00 UTC
-constexpr Duration kUptimeAtStart = 1h;
-
 bool IsIn(const fd_set* set, int descriptor) {
     return set != nullptr && FD_ISSET(descriptor, set);
 }
@@ -184,24 +178,6 @@ std::optional<Duration> PauseVirtually(Duration length) {
     const Duration left = world->Pause(std::max(length, Duration::zero()));
     errno = before;
     return left;
-}
-
-std::optional<Duration> OffsetOf(clockid_t clock) {
-    switch (clock) {
-        case CLOCK_REALTIME:
-        case CLOCK_REALTIME_COARSE:
-        case CLOCK_REALTIME_ALARM:
-        case CLOCK_TAI:
-            return kDateOfStart;
-        case CLOCK_MONOTONIC:
-        case CLOCK_MONOTONIC_RAW:
-        case CLOCK_MONOTONIC_COARSE:
-        case CLOCK_BOOTTIME:
-        case CLOCK_BOOTTIME_ALARM:
-            return kUptimeAtStart;
-        default:
-            return std::nullopt;
-    }
 }
 
 std::optional<Duration> AskClock(clockid_t clock) {

@@ -98,4 +98,9 @@ private:
     std::unique_ptr<RealTimePacer> m_pacer;
 };
 
+/// The host of a world that is known to exist, because one of its files is open. Needs the turn.
+[[nodiscard]] inline Host& TheHost() {
+    return World::IfMade()->TheHost();
+}
+
 }  // namespace vboard

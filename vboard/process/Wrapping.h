@@ -76,11 +76,6 @@ private:
     return TheDescriptors().Has(descriptor) ? FileTurn(descriptor) : FileTurn();
 }
 
-/// The host of a world that is known to exist, because one of its files is open. Needs the turn.
-[[nodiscard]] inline Host& TheHost() {
-    return World::IfMade()->TheHost();
-}
-
 /// Turns a room's answer into libc's: a count, or -1 and errno. errno is left alone on success.
 /// Asks in the board's turn.
 template <class Result, class Ask>

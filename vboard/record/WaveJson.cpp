@@ -24,14 +24,6 @@ constexpr std::size_t kMostBytes = 12;
 constexpr std::size_t kFirstBytes = 8;
 constexpr std::size_t kLastBytes = 2;
 
-constexpr std::array<WavePartInfo, static_cast<std::size_t>(WavePart::kCount)> kParts{{
-    {WavePart::kRun, "run", "the whole run"},
-    {WavePart::kEntry, "entry", "the way into the loader, up to its first answer"},
-    {WavePart::kReset, "reset", "the way back to the application"},
-    {WavePart::kBlock, "block", "one block with its sync"},
-    {WavePart::kRetry, "retry", "a frame that was not accepted, and the next try"},
-}};
-
 struct LaneInfo {
     std::string_view name;
     std::optional<Signal> names;  ///< Whose values have names; other lanes are levels or boxes.
@@ -255,18 +247,8 @@ std::string Title(const WavePartInfo& info, std::optional<Instant> start) {
 
 }  // namespace
 
-std::span<const WavePartInfo> AllWaveParts() {
-    return kParts;
-}
-
-WavePart FindWavePart(std::string_view word) {
-    const auto found = std::find_if(kParts.begin(), kParts.end(),
-                                    [word](const WavePartInfo& info) { return info.word == word; });
-    return found == kParts.end() ? WavePart::kCount : found->part;
-}
-
 std::string WaveJson(const WaveLog& log, WavePart part) {
-    const WavePartInfo& info = kParts.at(static_cast<std::size_t>(part));
+    const WavePartInfo& info = AllWaveParts()[static_cast<std::size_t>(part)];
     const std::vector<WaveStretch> stretches = StretchesOf(log, part);
     const std::string title = Title(info, StartOf(log, part));
     const std::string lanes = stretches.empty() ? "" : Picture(log, stretches, title).Text();

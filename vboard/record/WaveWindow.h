@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "vboard/record/WaveJson.h"
 #include "vboard/record/WaveLog.h"
+#include "vboard/record/WavePart.h"
 
 namespace vboard {
 
