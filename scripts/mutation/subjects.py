@@ -38,8 +38,8 @@ SUBJECTS = {
                 Suite("waveforms_tests", _BOARD_RUNS)),
         explained="scripts/mutants-explained/board.txt"),
     "guard": Subject(
-        sources=("guard/*.cpp", "guard/*/*.cpp", "image/*.cpp"),
-        suites=(Suite("guard_session_tests"), Suite("guard_sweep", (), ("--every", "40")),
-                Suite("guard_tests", ("flashguard", *_BOARD_RUNS, *_TOOL_RUNS))),
+        sources=("guard/*.cpp", "guard/*/*.cpp", "image/*.cpp", "boardfile/*.cpp"),
+        suites=(Suite("image_tests"), Suite("boardfile_tests"), Suite("report_tests"),
+                Suite("guard_session_tests"), Suite("guard_tests", ("flashguard", *_BOARD_RUNS))),
         explained="scripts/mutants-explained/guard.txt"),
 }
