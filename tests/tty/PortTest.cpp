@@ -207,6 +207,91 @@ TEST(TtyPort, LocksAreTheProgramsOwn) {
     EXPECT_EQ(ProbeRun().Says(kPort + "lock"), kOpened + "lock = 0 0\n");
 }
 
+TEST(TtyPort, TheDriverCountsWhatItCarriedAndWhatWasDamaged) {
+    EXPECT_EQ(ProbeRun().InLoader().Says(
+                  kPort + "raw:9600:E:1:0 write:80 drain raw:9600:O:1:0 read:1 counts"),
+              kOpened +
+                  "raw:9600:E:1:0 = 0\n"
+                  "write:80 = 1\n"
+                  "drain = 0 (1 ms)\n"
+                  "raw:9600:O:1:0 = 0\n"
+                  "read:1 = 1 00 (1 ms)\n"
+                  "counts = sent 1 received 1 framing 0 parity 1\n");
+}
+
+TEST(TtyPort, TheDriverIsA16550AAndStaysOne) {
+    EXPECT_EQ(ProbeRun().Says(kPort + "driver"), kOpened + "driver = 4 0 EPERM\n");
+}
+
+TEST(TtyPort, ASpeedBeyondAllMeasureIsNotTaken) {
+    EXPECT_EQ(ProbeRun().Says(kPort + "setspeed:2100000000 getspeed fill:1 drain"),
+              kOpened +
+                  "setspeed:2100000000 = 0\n"
+                  "getspeed = 9600\n"
+                  "fill:1 = 1\n"
+                  "drain = 0 (1 ms)\n");
+}
+
+TEST(TtyPort, NothingInThePlaceOfDataIsAnError) {
+    EXPECT_EQ(ProbeRun().Says(kPort + "nothing"),
+              kOpened + "nothing = EFAULT EFAULT EFAULT EFAULT EFAULT EFAULT EFAULT EFAULT\n");
+}
+
+TEST(TtyPort, PiecesThatCannotBeAreRefused) {
+    EXPECT_EQ(ProbeRun().Says(kPort + "impossible"),
+              kOpened + "impossible = EINVAL EINVAL EINVAL\n");
+}
+
+TEST(TtyPort, ItCannotBeMadeAnewNorBeAFolder) {
+    EXPECT_EQ(ProbeRun().Says("openwith:/dev/ttyS1:new openwith:/dev/ttyS1:folder "
+                              "openwith:/dev/ttyS1:path openwith:/sys/class/gpio:temporary "
+                              "open:/sys/class/gpio:rw"),
+              "openwith:/dev/ttyS1:new = EEXIST\n"
+              "openwith:/dev/ttyS1:folder = ENOTDIR\n"
+              "openwith:/dev/ttyS1:path = EOPNOTSUPP\n"
+              "openwith:/sys/class/gpio:temporary = EOPNOTSUPP\n"
+              "open:/sys/class/gpio:rw = EISDIR\n");
+}
+
+TEST(TtyPort, WhatATerminalCannotDoIsRefused) {
+    EXPECT_EQ(ProbeRun().Says(kPort + "fsync truncate failingdup2 isatty"),
+              kOpened +
+                  "fsync = EINVAL\n"
+                  "truncate = EINVAL\n"
+                  "failingdup2 = EBADF\n"
+                  "isatty = yes\n");
+}
+
+TEST(TtyPort, ItIsTheSameByEveryNameThatLeadsToIt) {
+    EXPECT_EQ(ProbeRun().Says("access:/dev//ttyS1 access:/dev/./ttyS1 access:/dev/../dev/ttyS1 "
+                              "access:/proc/self/root/dev/ttyS1 access:/dev//ttyS7"),
+              "access:/dev//ttyS1 = 0\n"
+              "access:/dev/./ttyS1 = 0\n"
+              "access:/dev/../dev/ttyS1 = 0\n"
+              "access:/proc/self/root/dev/ttyS1 = 0\n"
+              "access:/dev//ttyS7 = ENOENT\n");
+}
+
+TEST(GpioFile, IsNewsUntilItIsReadAndNoEdgeComes) {
+    EXPECT_EQ(ProbeRun().Says("open:/sys/class/gpio/export:w text:86 "
+                              "open:/sys/class/gpio/gpio86/edge:rw text:falling lseek:0 read:9 "
+                              "text:sideways open:/sys/class/gpio/gpio86/direction:w text:out "
+                              "open:/sys/class/gpio/gpio86/value:r urgent:50 read:2 urgent:50"),
+              "open:/sys/class/gpio/export:w = open\n"
+              "text:86 = 2\n"
+              "open:/sys/class/gpio/gpio86/edge:rw = open\n"
+              "text:falling = 7\n"
+              "lseek:0 = 0\n"
+              "read:9 = 8 66 61 6c 6c 69 6e 67 0a\n"
+              "text:sideways = EINVAL\n"
+              "open:/sys/class/gpio/gpio86/direction:w = open\n"
+              "text:out = EIO\n"
+              "open:/sys/class/gpio/gpio86/value:r = open\n"
+              "urgent:50 = 1 urgent\n"
+              "read:2 = 2 31 0a\n"
+              "urgent:50 = 0 (50 ms)\n");
+}
+
 TEST(GpioFile, IsReadAgainFromItsBeginning) {
     EXPECT_EQ(ProbeRun().Says("open:/sys/class/gpio/export:w text:86 "
                               "open:/sys/class/gpio/gpio86/value:r read:4 read:4 read:4 lseek:0 "
@@ -216,7 +301,7 @@ TEST(GpioFile, IsReadAgainFromItsBeginning) {
               "open:/sys/class/gpio/gpio86/value:r = open\n"
               "read:4 = 2 31 0a\n"
               "read:4 = 0\n"
-              "read:4 = 2 31 0a\n"
+              "read:4 = 0\n"
               "lseek:0 = 0\n"
               "read:1 = 1 31\n"
               "pread:0 = 1\n"

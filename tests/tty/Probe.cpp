@@ -9,6 +9,7 @@
 
 #include <asm/ioctls.h>
 #include <fcntl.h>
+#include <linux/serial.h>
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
@@ -462,6 +463,78 @@ std::string TerminalName(const Words& /*words*/) {
     return name == nullptr ? Result(-1) : name;
 }
 
+/// counts: what the driver has counted.
+std::string EventCounts(const Words& /*words*/) {
+    serial_icounter_struct counts{};
+    if (ioctl(g_descriptor, TIOCGICOUNT, &counts) < 0) {
+        return Result(-1);
+    }
+    return "sent " + std::to_string(counts.tx) + " received " + std::to_string(counts.rx) +
+           " framing " + std::to_string(counts.frame) + " parity " + std::to_string(counts.parity);
+}
+
+/// driver: what sets it back where it is.
+std::string Driver(const Words& /*words*/) {
+    serial_struct driver{};
+    if (ioctl(g_descriptor, TIOCGSERIAL, &driver) < 0) {
+        return Result(-1);
+    }
+    const int same = ioctl(g_descriptor, TIOCSSERIAL, &driver);
+    driver.baud_base = 1;
+    return std::to_string(driver.type) + " " + Result(same) + " " +
+           Result(ioctl(g_descriptor, TIOCSSERIAL, &driver));
+}
+
+/// parmrk: errors are marked, and so is what looks like a mark.
+std::string MarkErrors(const Words& /*words*/) {
+    termios settings{};
+    static_cast<void>(tcgetattr(g_descriptor, &settings));
+    settings.c_iflag |= PARMRK;
+    return Result(tcsetattr(g_descriptor, TCSANOW, &settings));
+}
+
+/// nothing: each call with a null pointer in the place of data.
+std::string GiveNothing(const Words& /*words*/) {
+    void* volatile nothing = nullptr;
+    const iovec piece{nothing, 1};
+    std::string text = Result(write(g_descriptor, nothing, 1));
+    text += " " + Result(read(g_descriptor, nothing, 1));
+    text += " " + Result(tcgetattr(g_descriptor, static_cast<termios*>(nothing)));
+    text += " " + Result(tcsetattr(g_descriptor, TCSANOW, static_cast<termios*>(nothing)));
+    text += " " + Result(ioctl(g_descriptor, FIONREAD, nothing));
+    text += " " + Result(ioctl(g_descriptor, FIONBIO, nothing));
+    text += " " + Result(writev(g_descriptor, &piece, 1));
+    text += " " + Result(fstat(g_descriptor, static_cast<struct stat*>(nothing)));
+    return text;
+}
+
+/// pieces: counts and lengths that can't be.
+std::string GiveImpossiblePieces(const Words& /*words*/) {
+    std::uint8_t byte = 0;
+    const std::array<iovec, 2> pieces{{{&byte, SIZE_MAX / 2}, {&byte, SIZE_MAX / 2}}};
+    volatile int tooFew = -1;
+    volatile int tooMany = 1025;
+    return Result(writev(g_descriptor, pieces.data(), tooFew)) + " " +
+           Result(writev(g_descriptor, pieces.data(), tooMany)) + " " +
+           Result(readv(g_descriptor, pieces.data(), 2));
+}
+
+/// openwith:PATH:FLAG, one flag more than O_RDWR.
+std::string OpenWith(const Words& words) {
+    const std::map<std::string, int> kFlags{{"new", O_CREAT | O_EXCL},
+                                            {"folder", O_DIRECTORY},
+                                            {"path", O_PATH},
+                                            {"temporary", O_TMPFILE}};
+    return Result(open(words.at(1).c_str(), O_RDWR | kFlags.at(words.at(2)), 0600));
+}
+
+/// Waits for something urgent on the file.
+std::string PollUrgent(const Words& words) {
+    pollfd file{g_descriptor, POLLPRI | POLLERR, 0};
+    const int count = poll(&file, 1, Number(words, 1));
+    return Result(count) + ((file.revents & POLLPRI) != 0 ? " urgent" : "");
+}
+
 using Call = std::string (*)(const Words&);
 
 const std::map<std::string, Call>& Calls() {
@@ -510,6 +583,16 @@ const std::map<std::string, Call>& Calls() {
         {"closeall", CloseAll},
         {"stream", Stream},
         {"streamsettings", StreamSettings},
+        {"counts", EventCounts},
+        {"driver", Driver},
+        {"parmrk", MarkErrors},
+        {"nothing", GiveNothing},
+        {"impossible", GiveImpossiblePieces},
+        {"openwith", OpenWith},
+        {"urgent", PollUrgent},
+        {"fsync", [](const Words&) { return Result(fsync(g_descriptor)); }},
+        {"truncate", [](const Words&) { return Result(ftruncate(g_descriptor, 0)); }},
+        {"failingdup2", [](const Words&) { return Result(dup2(-1, g_descriptor)); }},
         {"lseek",
          [](const Words& words) {
              return Result(lseek(g_descriptor, Number(words, 1), SEEK_SET));

@@ -65,6 +65,7 @@ constexpr unsigned kExportedBit = 1;
 constexpr unsigned kOutputBit = 2;
 constexpr unsigned kHighBit = 4;
 constexpr unsigned kActiveLowBit = 8;
+constexpr unsigned kEdgeShift = 4;  // Two bits.
 
 /// FNV-1a, 32 bits: enough to tell a whole record from a torn or a foreign one.
 std::uint32_t CheckSum(std::span<const std::uint8_t> bytes, std::uint32_t seed) {
@@ -111,7 +112,8 @@ StoredState Pack(const BoardState& state) {
         const GpioState& from = state.gpios.at(gpio);
         stored.gpios.at(gpio) = static_cast<std::uint8_t>(
             (from.exported ? kExportedBit : 0U) | (from.output ? kOutputBit : 0U) |
-            (from.high ? kHighBit : 0U) | (from.activeLow ? kActiveLowBit : 0U));
+            (from.high ? kHighBit : 0U) | (from.activeLow ? kActiveLowBit : 0U) |
+            (static_cast<unsigned>(from.edge) << kEdgeShift));
     }
     stored.tristate = state.tristate ? 1 : 0;
     stored.port = state.portSettings;
@@ -133,7 +135,8 @@ BoardState Unpack(const StoredState& stored) {
     for (std::size_t gpio = 0; gpio < kGpioCount; ++gpio) {
         const unsigned bits = stored.gpios.at(gpio);
         state.gpios.at(gpio) = {(bits & kExportedBit) != 0, (bits & kOutputBit) != 0,
-                                (bits & kHighBit) != 0, (bits & kActiveLowBit) != 0};
+                                (bits & kHighBit) != 0, (bits & kActiveLowBit) != 0,
+                                static_cast<std::uint8_t>((bits >> kEdgeShift) & 3U)};
     }
     state.tristate = stored.tristate != 0;
     state.portSettings = stored.port;

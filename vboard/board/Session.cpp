@@ -1,11 +1,36 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/board/Session.h"
 
+#include <algorithm>
+#include <array>
 #include <sstream>
 
 #include "vboard/text/Format.h"
 
 namespace vboard {
+namespace {
+
+std::array<int, kMostSessionDescriptors> DescriptorsOf(const Session& session) {
+    return {session.boardDescriptor,   session.reportDescriptor, session.transcriptDescriptor,
+            session.faultsDescriptor,  session.callsDescriptor,  session.vcdDescriptor,
+            session.summaryDescriptor, session.waveDescriptor};
+}
+
+}  // namespace
+
+// Every run has a board and a report.
+int Session::FirstDescriptor() const {
+    int first = boardDescriptor;
+    for (const int descriptor : DescriptorsOf(*this)) {
+        first = descriptor >= 0 ? std::min(first, descriptor) : first;
+    }
+    return first;
+}
+
+int Session::LastDescriptor() const {
+    const auto all = DescriptorsOf(*this);
+    return *std::max_element(all.begin(), all.end());
+}
 
 std::string Session::Text() const {
     return Formatted("{} {} {} {} {} {} {} {} {} {} {} {} {}", boardDescriptor, reportDescriptor,

@@ -19,8 +19,11 @@ namespace vboard {
 /// Name of the environment variable.
 inline constexpr const char* kSessionVariable = "VBOARD_SESSION";
 
-/// Descriptors are numbered from here on, out of the way of the program's own.
-inline constexpr int kFirstSessionDescriptor = 200;
+/// The run's descriptors have the numbers just below this one, or below the limit of open files
+/// where that is lower: programs choose theirs from below. Higher ones would make every fork dear.
+inline constexpr int kSessionDescriptorsEnd = 1024;
+/// As many as a run can need.
+inline constexpr int kMostSessionDescriptors = 8;
 
 /// Exit statuses of a run that the program did not end itself, as `timeout` and `env` have them.
 inline constexpr int kExitWaitsForEver = 124;
@@ -40,6 +43,10 @@ struct Session {
     unsigned wavePart = 0;       ///< What it shows: a WavePart.
     double pace = 0;             ///< 1 = real time, 10 = ten times as fast, 0 = as fast as it can.
     std::int64_t limitNs = 0;    ///< Virtual time after which the run is ended; 0 = none.
+
+    /// The lowest and the highest of its descriptors.
+    [[nodiscard]] int FirstDescriptor() const;
+    [[nodiscard]] int LastDescriptor() const;
 
     [[nodiscard]] std::string Text() const;
     /// False when the text is not one that Text() wrote.

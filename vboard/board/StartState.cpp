@@ -71,7 +71,7 @@ BoardState StateAtStart(const BoardSetup& setup,
         const unsigned gpio = setup.Gpios().at(static_cast<std::size_t>(HostLine::kReset));
         // As a boot program leaves it: driven, and not exported.
         state.gpios.at(gpio) = {
-            .exported = false, .output = true, .high = true, .activeLow = false};
+            .exported = false, .output = true, .high = true, .activeLow = false, .edge = 0};
         state.chip.mode = ChipMode::kReset;
         state.chip.hold = PinLevel::kHigh;
     }

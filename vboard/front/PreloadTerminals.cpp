@@ -72,14 +72,14 @@ VBOARD_EXPORT int ttyname_r(int descriptor, char* buffer, std::size_t size) __TH
 
 VBOARD_EXPORT int tcgetattr(int descriptor, termios* attributes) __THROW {
     if (const auto file = FileFor(descriptor)) {
-        return Answer<int>([&] { return TheHost().GetAttributes(*file, *attributes); });
+        return Answer<int>([&] { return vboard::GetSettings(*file, Given(attributes)); });
     }
     return Real().tcgetattr(descriptor, attributes);
 }
 
 VBOARD_EXPORT int tcsetattr(int descriptor, int action, const termios* attributes) __THROW {
     if (const auto file = FileFor(descriptor)) {
-        return Answer<int>([&] { return TheHost().SetAttributes(*file, action, *attributes); });
+        return Answer<int>([&] { return vboard::SetSettings(*file, action, Given(attributes)); });
     }
     return Real().tcsetattr(descriptor, action, attributes);
 }
@@ -110,4 +110,27 @@ VBOARD_EXPORT int tcsendbreak(int descriptor, int duration) __THROW {
         return Answer<int>([&] { return TheHost().SendBreak(*file); });
     }
     return Real().tcsendbreak(descriptor, duration);
+}
+
+// The port is nobody's controlling terminal.
+
+VBOARD_EXPORT pid_t tcgetpgrp(int descriptor) __THROW {
+    if (FileFor(descriptor) != nullptr) {
+        return vboard::Refused(ENOTTY);
+    }
+    return Real().tcgetpgrp(descriptor);
+}
+
+VBOARD_EXPORT int tcsetpgrp(int descriptor, pid_t group) __THROW {
+    if (FileFor(descriptor) != nullptr) {
+        return vboard::Refused(ENOTTY);
+    }
+    return Real().tcsetpgrp(descriptor, group);
+}
+
+VBOARD_EXPORT pid_t tcgetsid(int descriptor) __THROW {
+    if (FileFor(descriptor) != nullptr) {
+        return vboard::Refused(ENOTTY);
+    }
+    return Real().tcgetsid(descriptor);
 }

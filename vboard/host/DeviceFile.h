@@ -34,6 +34,7 @@ enum class PathKind : std::uint8_t { kNone, kTerminal, kDevice, kFile, kFolder }
 struct Readiness {
     bool readable = false;
     bool writable = false;
+    bool urgent = false;  ///< POLLPRI, and POLLERR with it: a GPIO file that has not been read yet.
 };
 
 /// One opening of a device, as a descriptor or a stream refers to it. Closing is destruction.

@@ -54,16 +54,48 @@ std::string OpenFlagsText(int flags) {
     return text;
 }
 
-IoResult CountReady(std::span<Watched> files) {
+/// What open(2) refuses whatever the file is: the errno, or 0.
+int RefusedOpening(PathKind kind, int flags) {
+    if (kind == PathKind::kNone) {
+        return 0;
+    }
+    if ((flags & (O_CREAT | O_EXCL)) == (O_CREAT | O_EXCL)) {
+        return EEXIST;
+    }
+    if (kind != PathKind::kFolder) {
+        // Naming a file without opening it is not for devices here.
+        return (flags & O_DIRECTORY) != 0 ? ENOTDIR : (flags & O_PATH) != 0 ? EOPNOTSUPP : 0;
+    }
+    if ((flags & O_TMPFILE) == O_TMPFILE) {
+        return EOPNOTSUPP;
+    }
+    return (flags & O_CREAT) != 0 || (flags & O_ACCMODE) != O_RDONLY ? EISDIR : 0;
+}
+
+IoResult SetNonBlocking(OpenFile& file, const void* argument) {
+    if (argument == nullptr) {
+        return -EFAULT;
+    }
+    int on = 0;
+    std::memcpy(&on, argument, sizeof on);
+    file.nonBlocking = on != 0;
+    file.flags = on != 0 ? file.flags | O_NONBLOCK : file.flags & ~O_NONBLOCK;
+    return 0;
+}
+
+/// The files that are ready. select counts what each is ready for, poll the files.
+IoResult CountReady(std::span<Watched> files, bool eachEvent) {
     IoResult count = 0;
     for (Watched& watched : files) {
         // Another thread may have closed it meanwhile.
-        const Readiness now = watched.file->device == nullptr ? Readiness{false, false}
+        const Readiness now = watched.file->device == nullptr ? Readiness{}
                                                               : watched.file->device->Ready();
         watched.ready = {watched.wanted.readable && now.readable,
-                         watched.wanted.writable && now.writable};
-        count += watched.ready.readable ? 1 : 0;
-        count += watched.ready.writable ? 1 : 0;
+                         watched.wanted.writable && now.writable,
+                         watched.wanted.urgent && now.urgent};
+        const int events = (watched.ready.readable ? 1 : 0) + (watched.ready.writable ? 1 : 0) +
+                           (watched.ready.urgent ? 1 : 0);
+        count += eachEvent ? events : std::min(events, 1);
     }
     return count;
 }
@@ -128,7 +160,14 @@ IoResult Host::StuckIn(std::string_view call, const OpenFile& file, std::string_
     return -EINTR;
 }
 
+std::vector<std::string> Host::NamesIn(std::string_view path) const {
+    return m_gpios == nullptr ? std::vector<std::string>{} : m_gpios->NamesIn(path);
+}
+
 Device::Opened Host::OpenDevice(std::string_view path, int flags) {
+    if (const int error = RefusedOpening(Find(path), flags); error != 0) {
+        return {nullptr, error};
+    }
     if (IsGpioPath(path) && m_gpios != nullptr) {
         return m_gpios->Open(path, flags);
     }
@@ -178,6 +217,9 @@ IoResult Host::Read(OpenFile& file, std::span<std::uint8_t> buffer) {
     if ((file.flags & O_ACCMODE) == O_WRONLY) {
         return -EBADF;
     }
+    if (buffer.data() == nullptr && !buffer.empty()) {
+        return -EFAULT;
+    }
     const CallFault fault = m_faults.OnCall(CallKind::kRead, file.path, buffer.size());
     const auto struck = Struck(fault, "read", file.path);
     IoResult result = 0;
@@ -205,6 +247,9 @@ IoResult Host::Read(OpenFile& file, std::span<std::uint8_t> buffer) {
 IoResult Host::Write(CallKind how, OpenFile& file, std::span<const std::uint8_t> data) {
     if ((file.flags & O_ACCMODE) == O_RDONLY) {
         return -EBADF;
+    }
+    if (data.data() == nullptr && !data.empty()) {
+        return -EFAULT;
     }
     const std::string_view name = how == CallKind::kFlush ? "flush" : "write";
     const CallFault fault = m_faults.OnCall(how, file.path, data.size());
@@ -247,11 +292,8 @@ IoResult Host::Ioctl(OpenFile& file, unsigned long request, void* argument) {
     if (ReadsSettings(request) || ActionOf(request)) {
         return SettingsRequest(file, request, argument);
     }
-    if (request == FIONBIO && argument != nullptr) {
-        int on = 0;
-        std::memcpy(&on, argument, sizeof on);
-        file.nonBlocking = on != 0;
-        return 0;
+    if (request == FIONBIO) {
+        return SetNonBlocking(file, argument);
     }
     return Perform(
         CallKind::kIoctl, "ioctl", file, [&] { return file.device->Ioctl(request, argument); },
@@ -323,7 +365,10 @@ IoResult Host::Select(std::string_view name, std::span<Watched> files,
     }
     // An ordered fault may keep the program from seeing that a file is ready.
     const bool blind = fault.kind == CallFault::Kind::kCount;
-    const auto countReady = [files, blind] { return blind ? 0 : CountReady(files); };
+    const bool eachEvent = name == "select";
+    const auto countReady = [files, blind, eachEvent] {
+        return blind ? 0 : CountReady(files, eachEvent);
+    };
     const bool othersAwaited = othersReady != nullptr;
     const auto anyReady = [&] { return countReady() > 0 || (othersAwaited && othersReady()); };
     IoResult count = countReady();

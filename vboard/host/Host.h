@@ -71,6 +71,9 @@ public:
     /// What an owned path names; kNone when this board does not have it.
     [[nodiscard]] PathKind Find(std::string_view path) const;
 
+    /// The names in a folder of the board, in their order. Empty for what is none.
+    [[nodiscard]] std::vector<std::string> NamesIn(std::string_view path) const;
+
     /// `how` is kOpen or kFopen. On failure the result is empty and `error` the errno.
     std::unique_ptr<OpenFile> Open(CallKind how, std::string_view path, int flags,
                                    std::string_view detail, int& error);

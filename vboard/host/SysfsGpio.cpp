@@ -13,7 +13,26 @@
 namespace vboard {
 namespace {
 
-enum class GpioFileKind : std::uint8_t { kExport, kUnexport, kDirection, kValue, kActiveLow };
+enum class GpioFileKind : std::uint8_t {
+    kExport,
+    kUnexport,
+    kDirection,
+    kValue,
+    kActiveLow,
+    kEdge,
+    kFolder
+};
+
+/// The files of a line, in the order in which a folder lists them.
+constexpr std::array<std::pair<std::string_view, GpioFileKind>, 4> kLineFiles{{
+    {"active_low", GpioFileKind::kActiveLow},
+    {"direction", GpioFileKind::kDirection},
+    {"edge", GpioFileKind::kEdge},
+    {"value", GpioFileKind::kValue},
+}};
+
+/// The words of the file "edge".
+constexpr std::array<std::string_view, 4> kEdges{"none", "rising", "falling", "both"};
 
 struct GpioPath {
     GpioFileKind kind;
@@ -83,26 +102,20 @@ std::optional<GpioPath> ParsePath(std::string_view path) {
     if (!gpio || *gpio >= kGpioCount) {
         return std::nullopt;
     }
-    if (file == "/direction") {
-        return GpioPath{GpioFileKind::kDirection, *gpio};
-    }
-    if (file == "/value") {
-        return GpioPath{GpioFileKind::kValue, *gpio};
-    }
-    if (file == "/active_low") {
-        return GpioPath{GpioFileKind::kActiveLow, *gpio};
-    }
-    return std::nullopt;
+    const auto* found =
+        std::find_if(kLineFiles.begin(), kLineFiles.end(),
+                     [file](const auto& each) { return each.first == file.substr(1); });
+    return found == kLineFiles.end() ? std::nullopt : std::optional(GpioPath{found->second, *gpio});
 }
 
 bool IsPerLine(const GpioPath& path) {
-    return path.kind != GpioFileKind::kExport && path.kind != GpioFileKind::kUnexport;
+    return path.kind != GpioFileKind::kExport && path.kind != GpioFileKind::kUnexport &&
+           path.kind != GpioFileKind::kFolder;
 }
 
 }  // namespace
 
-/// One opening of one of the files. A read starts again at the beginning of the text after it has
-/// reported its end, as after a seek to 0.
+/// One opening of one of the files. What has been read to its end is read again after a seek to 0.
 class GpioFile : public DeviceFile {
 public:
     GpioFile(SysfsGpio& gpios, GpioPath path, int flags)
@@ -112,6 +125,10 @@ public:
         if (m_access == O_WRONLY) {
             return -EBADF;
         }
+        if (m_path.kind == GpioFileKind::kFolder) {
+            return -EISDIR;
+        }
+        m_seen = true;
         // The line was unexported under the open file.
         if (!m_gpios.StateOf(m_path.gpio).exported) {
             return -ENODEV;
@@ -120,7 +137,7 @@ public:
         const std::size_t offset = std::min(m_offset, text.size());
         const std::size_t count = std::min(buffer.size(), text.size() - offset);
         std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(offset), count, buffer.begin());
-        m_offset = count == 0 ? 0 : offset + count;
+        m_offset += count;
         return static_cast<IoResult>(count);
     }
 
@@ -134,7 +151,16 @@ public:
         }
         const std::string text(data.begin(), data.end());
         const IoResult result = Store(WithoutNewline(text));
-        return result < 0 ? result : static_cast<IoResult>(data.size());
+        if (result < 0) {
+            return result;
+        }
+        m_offset += data.size();
+        return static_cast<IoResult>(data.size());
+    }
+
+    /// kernfs: a file of sysfs is always ready, and it is news until it has been read.
+    [[nodiscard]] Readiness Ready() const override {
+        return {true, true, IsPerLine(m_path) && !m_seen};
     }
 
     IoResult Seek(std::int64_t offset, int whence) override {
@@ -155,6 +181,8 @@ private:
                 return m_gpios.Value(m_path.gpio);
             case GpioFileKind::kActiveLow:
                 return m_gpios.ActiveLow(m_path.gpio);
+            case GpioFileKind::kEdge:
+                return m_gpios.Edge(m_path.gpio);
             default:
                 return m_gpios.Direction(m_path.gpio);
         }
@@ -172,6 +200,10 @@ private:
                 return m_gpios.SetValue(m_path.gpio, text);
             case GpioFileKind::kActiveLow:
                 return m_gpios.SetActiveLow(m_path.gpio, text);
+            case GpioFileKind::kEdge:
+                return m_gpios.SetEdge(m_path.gpio, text);
+            case GpioFileKind::kFolder:
+                break;
         }
         return -EIO;
     }
@@ -180,6 +212,7 @@ private:
     GpioPath m_path;
     int m_access;
     std::size_t m_offset = 0;
+    bool m_seen = false;
 };
 
 SysfsGpio::SysfsGpio(Harness& harness, const std::array<unsigned, kHostLineCount>& gpios)
@@ -201,7 +234,30 @@ PathKind SysfsGpio::Find(std::string_view path) const {
                                                                                 : PathKind::kNone;
 }
 
+std::vector<std::string> SysfsGpio::NamesIn(std::string_view path) const {
+    std::vector<std::string> names;
+    if (Find(path) != PathKind::kFolder) {
+        return names;
+    }
+    if (path != kFolder) {
+        for (const auto& file : kLineFiles) {
+            names.emplace_back(file.first);
+        }
+        return names;
+    }
+    names = {"export", "unexport"};
+    for (unsigned gpio = 0; gpio < kGpioCount; ++gpio) {
+        if (m_gpios.at(gpio).exported) {
+            names.push_back("gpio" + std::to_string(gpio));
+        }
+    }
+    return names;
+}
+
 Device::Opened SysfsGpio::Open(std::string_view path, int flags) {
+    if (Find(path) == PathKind::kFolder) {
+        return {std::make_unique<GpioFile>(*this, GpioPath{GpioFileKind::kFolder, 0}, flags), 0};
+    }
     const auto parsed = ParsePath(path);
     if (!parsed) {
         // Creating a file in sysfs is refused, looking for one that is not there finds nothing.
@@ -236,6 +292,7 @@ IoResult SysfsGpio::Export(std::string_view text, bool exported) {
     // Neither changes what the pin does: the controller keeps its registers.
     state.exported = exported;
     state.activeLow = false;
+    state.edge = 0;
     return 0;
 }
 
@@ -244,8 +301,11 @@ IoResult SysfsGpio::SetDirection(unsigned gpio, std::string_view text) {
     if (!state.exported) {
         return -ENODEV;
     }
+    const bool tellsEdges = state.edge != 0;
     if (text == "in") {
         state.output = false;
+    } else if (tellsEdges && (text == "out" || text == "low" || text == "high")) {
+        return -EIO;  // The line is tied to an interrupt.
     } else if (text == "out" || text == "low") {
         state.output = true;
         state.high = false;
@@ -287,6 +347,25 @@ IoResult SysfsGpio::SetActiveLow(unsigned gpio, std::string_view text) {
     }
     state.activeLow = *value != 0;
     return 0;
+}
+
+IoResult SysfsGpio::SetEdge(unsigned gpio, std::string_view text) {
+    if (!m_gpios.at(gpio).exported) {
+        return -ENODEV;
+    }
+    const auto* found = std::find(kEdges.begin(), kEdges.end(), text);
+    if (found == kEdges.end()) {
+        return -EINVAL;
+    }
+    if (found != kEdges.begin() && m_gpios.at(gpio).output) {
+        return -EIO;  // An output can't raise interrupts.
+    }
+    m_gpios.at(gpio).edge = static_cast<std::uint8_t>(found - kEdges.begin());
+    return 0;
+}
+
+std::string SysfsGpio::Edge(unsigned gpio) const {
+    return std::string(kEdges.at(m_gpios.at(gpio).edge)) + "\n";
 }
 
 std::string SysfsGpio::Direction(unsigned gpio) const {

@@ -2,14 +2,17 @@
 #pragma once
 
 // The kernel's sysfs GPIO files (Documentation/ABI/obsolete/sysfs-gpio): export and unexport, and
-// for each exported line a folder with direction, value and active_low. What the kernel refuses is
-// refused here with the same errno. There is no edge file: the lines raise no interrupts.
+// for each exported line a folder with direction, value, active_low and edge. What the kernel
+// refuses is refused here with the same errno. Only the host itself moves the board's lines, and a
+// line with an edge can't be an output: so an edge can be asked for and waited for, and none ever
+// comes.
 
 #include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "vboard/host/DeviceFile.h"
 #include "vboard/wires/BoardModel.h"
@@ -26,6 +29,7 @@ struct GpioState {
     bool output = false;
     bool high = false;       ///< The output latch.
     bool activeLow = false;  ///< "value" is the other way round.
+    std::uint8_t edge = 0;   ///< Which edges are told: none, rising, falling, both.
     bool operator==(const GpioState&) const = default;
 };
 
@@ -41,6 +45,8 @@ public:
     Device::Opened Open(std::string_view path, int flags);
     /// What the path names; kNone when it is not there.
     [[nodiscard]] PathKind Find(std::string_view path) const;
+    /// The names in one of the folders; empty for what is none.
+    [[nodiscard]] std::vector<std::string> NamesIn(std::string_view path) const;
 
     void Restore(unsigned gpio, const GpioState& state) { m_gpios.at(gpio) = state; }
     [[nodiscard]] const GpioState& StateOf(unsigned gpio) const { return m_gpios.at(gpio); }
@@ -54,9 +60,11 @@ private:
     IoResult SetDirection(unsigned gpio, std::string_view text);
     IoResult SetValue(unsigned gpio, std::string_view text);
     IoResult SetActiveLow(unsigned gpio, std::string_view text);
+    IoResult SetEdge(unsigned gpio, std::string_view text);
     [[nodiscard]] std::string Direction(unsigned gpio) const;
     [[nodiscard]] std::string Value(unsigned gpio) const;
     [[nodiscard]] std::string ActiveLow(unsigned gpio) const;
+    [[nodiscard]] std::string Edge(unsigned gpio) const;
     void Apply(unsigned gpio);
 
     Harness& m_harness;

@@ -2,6 +2,7 @@
 
 // The requests that a program passes to the port's ioctl, in one table.
 
+#include <linux/serial.h>
 #include <sys/ioctl.h>
 
 #include <algorithm>
@@ -52,6 +53,19 @@ std::string ModemLinesText(int lines) {
     return text.empty() ? "none" : text;
 }
 
+/// What TIOCGSERIAL tells of the UART: a 16550A, whose clock gives the port's highest speed.
+serial_struct Driver() {
+    constexpr int kPort16550A = 4;  // linux/serial.h, PORT_16550A
+    serial_struct driver{};
+    driver.type = kPort16550A;
+    driver.line = 0;
+    driver.baud_base = 4'000'000;
+    driver.xmit_fifo_size = 16;
+    driver.closing_wait = 3000;  // In hundredths of a second, as a driver begins with.
+    driver.close_delay = 50;
+    return driver;
+}
+
 }  // namespace
 
 struct TtyPort::Control {
@@ -62,7 +76,7 @@ struct TtyPort::Control {
 };
 
 const TtyPort::Control* TtyPort::FindControl(unsigned long request) {
-    static constexpr std::array<Control, 18> kControls{{
+    static constexpr std::array<Control, 21> kControls{{
         {FIONREAD, "FIONREAD", Argument::kPointer, &TtyPort::CountInput},
         {TIOCOUTQ, "TIOCOUTQ", Argument::kPointer, &TtyPort::CountOutput},
         {TIOCMGET, "TIOCMGET", Argument::kPointer, &TtyPort::ReadModemLines},
@@ -77,8 +91,11 @@ const TtyPort::Control* TtyPort::FindControl(unsigned long request) {
         {TIOCSETD, "TIOCSETD", Argument::kPointer, &TtyPort::SetDiscipline},
         {TCSBRK, "TCSBRK", Argument::kNumber, &TtyPort::BreakOrDrain},
         {TCSBRKP, "TCSBRKP", Argument::kNumber, &TtyPort::Break},
-        {TIOCSBRK, "TIOCSBRK", Argument::kNone, &TtyPort::HoldBreak},
-        {TIOCCBRK, "TIOCCBRK", Argument::kNone, &TtyPort::HoldBreak},
+        {TIOCSBRK, "TIOCSBRK", Argument::kNone, &TtyPort::BeginBreak},
+        {TIOCCBRK, "TIOCCBRK", Argument::kNone, &TtyPort::EndBreak},
+        {TIOCGICOUNT, "TIOCGICOUNT", Argument::kPointer, &TtyPort::CountEvents},
+        {TIOCGSERIAL, "TIOCGSERIAL", Argument::kPointer, &TtyPort::TellDriver},
+        {TIOCSSERIAL, "TIOCSSERIAL", Argument::kPointer, &TtyPort::SetDriver},
         {TCFLSH, "TCFLSH", Argument::kNumber, &TtyPort::FlushByRequest},
         {TCXONC, "TCXONC", Argument::kNumber, &TtyPort::ControlFlowByRequest},
     }};
@@ -200,8 +217,44 @@ IoResult TtyPort::Break(void* /*argument*/) {
     return SendBreak();
 }
 
-IoResult TtyPort::HoldBreak(void* /*argument*/) {
+// How long it is to last nobody knows yet. The other end misses the stop bit after one character,
+// and that is all it can see of a break, so what goes over the wire is two characters long.
+IoResult TtyPort::BeginBreak(void* /*argument*/) {
+    static_cast<void>(Drain());
+    SendLow(m_wire.HostFormat().CharacterTime() * 2);
     return 0;
+}
+
+IoResult TtyPort::EndBreak(void* /*argument*/) {
+    return 0;
+}
+
+IoResult TtyPort::CountEvents(void* argument) {
+    serial_icounter_struct counts{};
+    counts.tx = m_counts.sent;
+    counts.rx = m_counts.received;
+    counts.frame = m_counts.framingErrors;
+    counts.parity = m_counts.parityErrors;
+    std::memcpy(argument, &counts, sizeof counts);
+    return 0;
+}
+
+IoResult TtyPort::TellDriver(void* argument) {
+    const serial_struct driver = Driver();
+    std::memcpy(argument, &driver, sizeof driver);
+    return 0;
+}
+
+// Programs set what they have got, with a flag changed. Nothing here depends on the flags; another
+// chip, line or clock can't be had.
+IoResult TtyPort::SetDriver(void* argument) {
+    serial_struct asked{};
+    std::memcpy(&asked, argument, sizeof asked);
+    const serial_struct own = Driver();
+    const bool same = asked.type == own.type && asked.line == own.line && asked.irq == own.irq &&
+                      asked.port == own.port && asked.baud_base == own.baud_base &&
+                      asked.custom_divisor == own.custom_divisor;
+    return same ? 0 : -EPERM;
 }
 
 IoResult TtyPort::FlushByRequest(void* argument) {

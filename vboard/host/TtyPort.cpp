@@ -20,6 +20,9 @@ constexpr int kFifoTimeoutCharacters = 4;
 /// characters.
 constexpr std::size_t kWritableBelow = 256;
 
+/// What the port's hardware can do; it refuses no speed, and keeps its own above this one.
+constexpr std::uint32_t kHighestBitsPerSecond = 4'000'000;
+
 /// tcsendbreak holds the line low this long.
 constexpr Duration kBreakTime = std::chrono::milliseconds{250};
 
@@ -135,10 +138,17 @@ void TtyPort::Accept(const ReceivedCharacter& character) {
     if (damaged && m_probe.Listening()) {
         m_probe.OnNote("port", character.framingError ? "framing error" : "parity error");
     }
+    m_counts.received += 1;
+    m_counts.framingErrors += character.framingError ? 1 : 0;
+    m_counts.parityErrors += character.parityError ? 1 : 0;
     // termios(3): errors count only with INPCK; then IGNPAR drops the byte, PARMRK marks it, and
     // otherwise it reads as 0.
     if (!damaged || (flags & INPCK) == 0) {
         m_input.push_back(character.value);
+        // A byte that could be taken for the mark of an error stands there twice.
+        if ((flags & PARMRK) != 0 && (flags & (IGNPAR | ISTRIP)) == 0 && character.value == 0xFF) {
+            m_input.push_back(character.value);
+        }
         return;
     }
     if ((flags & IGNPAR) != 0) {
@@ -226,6 +236,7 @@ IoResult TtyPort::Write(std::span<const std::uint8_t> data, bool nonBlocking) {
         for (const std::uint8_t value : part) {
             m_wire.SendToChip(value);
         }
+        m_counts.sent += static_cast<int>(part.size());
         written += part.size();
         if (written == data.size() || (nonBlocking && written > 0)) {
             break;
@@ -264,11 +275,24 @@ IoResult TtyPort::Flush(int queue) {
     return 0;
 }
 
-// A break reaches the loader as a character that never ends; it is ignored there.
+// The line is low for longer than any character takes: the other end reads 0 and finds no stop bit.
+// It is sent as what it looks like, a 0 whose start bit and eight data bits take the whole time.
 IoResult TtyPort::SendBreak() {
     static_cast<void>(Drain());
+    SendLow(kBreakTime);
     m_clock.Pass(kBreakTime);
     return 0;
+}
+
+void TtyPort::SendLow(Duration length) {
+    constexpr unsigned kLowBits = 9;
+    const SerialFormat format = m_wire.HostFormat();
+    SerialFormat low;
+    low.parity = Parity::kNone;
+    low.bitsPerSecond = static_cast<std::uint32_t>(kLowBits * std::chrono::seconds(1) / length);
+    m_wire.SetHostFormat(low);
+    m_wire.SendToChip(0);
+    m_wire.SetHostFormat(format);
 }
 
 // There is no flow control: what is asked for is taken, and nothing stops.
@@ -287,8 +311,15 @@ IoResult TtyPort::SetAttributes(int action, const termios& attributes) {
     if (action == TCSAFLUSH) {
         static_cast<void>(Flush(TCIFLUSH));
     }
+    const termios before = m_attributes;
     const std::uint32_t bitsPerSecond = FormatOf(m_attributes).bitsPerSecond;
     m_attributes = attributes;
+    if (FormatOf(m_attributes).bitsPerSecond > kHighestBitsPerSecond) {
+        // As a driver has it: the rest is taken, the speed stays what it was.
+        m_attributes.c_cflag = (attributes.c_cflag & ~CBAUD) | (before.c_cflag & CBAUD);
+        m_attributes.c_ispeed = before.c_ispeed;
+        m_attributes.c_ospeed = before.c_ospeed;
+    }
     // libc has no word for a speed without a constant: such a speed stays as it was.
     if (m_attributes.c_ospeed == kOtherSpeed) {
         m_attributes.c_ospeed = bitsPerSecond;

@@ -60,6 +60,7 @@ private:
     IoResult Drain();
     IoResult Flush(int queue);
     IoResult SendBreak();
+    void SendLow(Duration length);
     [[nodiscard]] static IoResult ControlFlow(int action);
     IoResult SetAttributes(int action, const termios& attributes);
     [[nodiscard]] IoResult WaitForInput(std::size_t wanted);
@@ -84,7 +85,11 @@ private:
     IoResult SetDiscipline(void* argument);
     IoResult BreakOrDrain(void* argument);
     IoResult Break(void* argument);
-    IoResult HoldBreak(void* argument);
+    IoResult BeginBreak(void* argument);
+    IoResult EndBreak(void* argument);
+    IoResult CountEvents(void* argument);
+    IoResult TellDriver(void* argument);
+    IoResult SetDriver(void* argument);
     IoResult FlushByRequest(void* argument);
     IoResult ControlFlowByRequest(void* argument);
 
@@ -92,7 +97,16 @@ private:
     Probe& m_probe;
     SerialWire& m_wire;
     unsigned m_receiveTrigger;
+    /// What TIOCGICOUNT tells.
+    struct Counts {
+        int sent = 0;
+        int received = 0;
+        int framingErrors = 0;
+        int parityErrors = 0;
+    };
+
     unsigned m_openings = 0;
+    Counts m_counts;
     bool m_exclusive = false;
     termios m_attributes{};
     int m_modemLines;

@@ -11,6 +11,7 @@
 #include "vboard/process/Descriptors.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/RunLink.h"
+#include "vboard/process/Standing.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
@@ -99,8 +100,14 @@ private:
 /// Where a relative path begins: the kernel's name for the folder.
 std::string FolderOf(int folder) {
     bool missing = false;
-    return TargetOf(folder == AT_FDCWD ? "/proc/self/cwd" : Formatted("/proc/self/fd/{}", folder),
-                    missing);
+    const std::string link = TargetOf(
+        folder == AT_FDCWD ? "/proc/self/cwd" : Formatted("/proc/self/fd/{}", folder), missing);
+    const std::string_view opened = PlaceholderPath(link);
+    const std::string stoodIn = PathOfGoneFolder(link);
+    if (!opened.empty()) {
+        return std::string(opened);
+    }
+    return stoodIn.empty() ? link : stoodIn;
 }
 
 }  // namespace

@@ -3,18 +3,28 @@
 
 // The one way to the C library's own functions behind the wrappers.
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/fanotify.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
+#include <sys/ipc.h>
+#include <sys/mount.h>
 #include <sys/select.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
+#include <sys/swap.h>
 #include <sys/time.h>
 #include <sys/uio.h>
+#include <sys/xattr.h>
 #include <termios.h>
 #include <time.h>
 #include <unistd.h>
+#include <utime.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -32,9 +42,22 @@ namespace vboard {
     DO(access) DO(eaccess) DO(euidaccess) DO(faccessat) DO(stat) DO(stat64) DO(lstat) \
     DO(lstat64) DO(fstat) DO(fstat64) DO(fstatat) DO(fstatat64) DO(statx) DO(fopen) DO(fopen64) \
     DO(freopen) DO(freopen64) DO(fdopen) DO(ioctl) DO(isatty) \
-    DO(ttyname) DO(ttyname_r) DO(tcgetattr) DO(tcsetattr) DO(tcdrain) DO(tcflush) DO(tcflow) \
+    DO(tcgetpgrp) DO(tcsetpgrp) DO(tcgetsid) DO(ttyname) DO(ttyname_r) DO(tcgetattr) DO(tcsetattr) DO(tcdrain) DO(tcflush) DO(tcflow) \
     DO(tcsendbreak) DO(select) DO(pselect) DO(poll) DO(ppoll) DO(usleep) DO(sleep) DO(nanosleep) \
     DO(clock_nanosleep) DO(clock_gettime) DO(gettimeofday) DO(time) DO(timespec_get) DO(execv) \
+    DO(opendir) DO(fdopendir) DO(closedir) DO(readdir) DO(readdir64) DO(rewinddir) DO(seekdir) \
+    DO(telldir) DO(dirfd) DO(chdir) DO(fchdir) DO(getcwd) DO(get_current_dir_name) DO(readlinkat) \
+    DO(realpath) DO(canonicalize_file_name) DO(unlink) DO(unlinkat) DO(remove) DO(rmdir) \
+    DO(rename) DO(renameat) DO(renameat2) DO(link) DO(linkat) DO(symlink) DO(symlinkat) DO(mkdir) \
+    DO(mkdirat) DO(mknod) DO(mknodat) DO(mkfifo) DO(mkfifoat) DO(truncate) DO(truncate64) \
+    DO(chroot) DO(acct) DO(swapon) DO(swapoff) DO(mount) DO(umount) DO(umount2) DO(chmod) \
+    DO(lchmod) DO(fchmod) DO(fchmodat) DO(chown) DO(lchown) DO(fchown) DO(fchownat) DO(utime) \
+    DO(utimes) DO(lutimes) DO(futimes) DO(futimesat) DO(utimensat) DO(futimens) DO(statfs) \
+    DO(statfs64) DO(fstatfs) DO(fstatfs64) DO(statvfs) DO(statvfs64) DO(fstatvfs) DO(fstatvfs64) \
+    DO(pathconf) DO(fpathconf) DO(getxattr) DO(lgetxattr) DO(fgetxattr) DO(listxattr) \
+    DO(llistxattr) DO(flistxattr) DO(setxattr) DO(lsetxattr) DO(fsetxattr) DO(removexattr) \
+    DO(lremovexattr) DO(fremovexattr) DO(inotify_add_watch) DO(fanotify_mark) \
+    DO(name_to_handle_at) DO(ftok) \
     DO(execve) DO(execvp) DO(execvpe) DO(fexecve) DO(_exit) DO(_Exit)
 // clang-format on
 

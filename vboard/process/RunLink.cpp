@@ -90,10 +90,6 @@ bool RunLink::Make(const char* words) {
     }
     m_memory = static_cast<RunMemory*>(mapped);
     ++m_memory->report.loaded;
-    m_lastReserved = kFirstSessionDescriptor;
-    while (Real().fcntl(static_cast<int>(m_lastReserved) + 1, F_GETFD) >= 0) {
-        ++m_lastReserved;
-    }
     return true;
 }
 

@@ -25,8 +25,12 @@ public:
 
     /// The descriptors that the run needs, first and last. Programs that close whatever they find
     /// open may not close these.
-    [[nodiscard]] unsigned FirstReserved() const { return kFirstSessionDescriptor; }
-    [[nodiscard]] unsigned LastReserved() const { return m_lastReserved; }
+    [[nodiscard]] unsigned FirstReserved() const {
+        return static_cast<unsigned>(m_session.FirstDescriptor());
+    }
+    [[nodiscard]] unsigned LastReserved() const {
+        return static_cast<unsigned>(m_session.LastDescriptor());
+    }
 
     /// Writes to the inherited `descriptor` past every wrapper. What can't be written is lost, and
     /// the runner told that `output` is not whole. The link must outlive what is returned.
@@ -43,7 +47,6 @@ private:
 
     Session m_session;
     RunMemory* m_memory = nullptr;
-    unsigned m_lastReserved = 0;
 };
 
 /// vboard can't go on: one line to standard error, and the exit status for that.

@@ -41,7 +41,20 @@ IoResult AnyIoctl(int descriptor, OpenFile& file, unsigned long request, void* a
     if (request == FIOCLEX || request == FIONCLEX) {
         return Real().ioctl(descriptor, request, argument);
     }
-    return TheHost().Ioctl(file, request, argument);
+    const int before = file.flags;
+    const IoResult result = TheHost().Ioctl(file, request, argument);
+    if (file.flags != before) {
+        NoteFlags(descriptor, file.flags);
+    }
+    return result;
+}
+
+IoResult GetSettings(OpenFile& file, termios* settings) {
+    return settings == nullptr ? -EFAULT : TheHost().GetAttributes(file, *settings);
+}
+
+IoResult SetSettings(OpenFile& file, int action, const termios* settings) {
+    return settings == nullptr ? -EFAULT : TheHost().SetAttributes(file, action, *settings);
 }
 
 }  // namespace vboard

@@ -72,7 +72,8 @@ Split SplitFiles(pollfd* files, nfds_t count) {
         if (auto open = TheDescriptors().At(file->fd)) {
             const bool reading = (file->events & (POLLIN | POLLRDNORM)) != 0;
             const bool writing = (file->events & (POLLOUT | POLLWRNORM)) != 0;
-            split.watched.push_back({&*open, {reading, writing}, {}});
+            const bool urgent = (file->events & POLLPRI) != 0;
+            split.watched.push_back({&*open, {reading, writing, urgent}, {}});
             split.ours.push_back(file);
             split.held.push_back(std::move(open));
         } else {
@@ -89,6 +90,7 @@ void StoreReady(const Split& split) {
         const int events = split.ours[i]->events;
         int found = ready.readable ? events & (POLLIN | POLLRDNORM) : 0;
         found |= ready.writable ? events & (POLLOUT | POLLWRNORM) : 0;
+        found |= ready.urgent ? POLLPRI | POLLERR : 0;
         split.ours[i]->revents = static_cast<short>(found);
     }
     for (std::size_t i = 0; i < split.theirs.size(); ++i) {

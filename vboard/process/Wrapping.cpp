@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdlib>
 #include <memory>
 #include <vector>
@@ -17,15 +18,33 @@
 namespace vboard {
 namespace {
 
-/// All pieces as one, since the board sees a write as one.
-std::vector<std::uint8_t> Gathered(const iovec* pieces, int count) {
-    std::vector<std::uint8_t> bytes;
-    for (int i = 0; i < count; ++i) {
-        const auto* start = static_cast<const std::uint8_t*>(pieces[i].iov_base);
-        bytes.insert(bytes.end(), start, start + pieces[i].iov_len);
+/// The bytes of all pieces together, or what Linux says of pieces that can't be: -errno. `most` is
+/// where the count ends.
+IoResult SizeOf(const iovec* pieces, int count, std::size_t most) {
+    if (count < 0 || count > IOV_MAX) {
+        return -EINVAL;
     }
-    return bytes;
+    if (pieces == nullptr && count > 0) {
+        return -EFAULT;
+    }
+    std::size_t size = 0;
+    for (int i = 0; i < count; ++i) {
+        const std::size_t length = pieces[i].iov_len;
+        if (length > static_cast<std::size_t>(SSIZE_MAX) - size) {
+            return -EINVAL;
+        }
+        if (pieces[i].iov_base == nullptr && length > 0) {
+            return -EFAULT;
+        }
+        size += length;
+    }
+    return static_cast<IoResult>(std::min(size, most));
 }
+
+/// More than that a read of the board's files never has.
+constexpr std::size_t kMostReadBytes = std::size_t{1} << 20;
+/// The most that Linux moves in one call.
+constexpr std::size_t kMostMovedBytes = 0x7FFFF000;
 
 int SetStatusFlags(int descriptor, OpenFile& file, int flags) {
     constexpr int kChangeable = O_APPEND | O_NONBLOCK;
@@ -140,8 +159,9 @@ int CloseRange(unsigned first, unsigned last, int flags) {
 }
 
 bool IsReserved(int descriptor) {
-    const RunLink* link = descriptor < kFirstSessionDescriptor ? nullptr : RunLink::Get();
-    return link != nullptr && static_cast<unsigned>(descriptor) <= link->LastReserved();
+    const RunLink* link = RunLink::Get();
+    const auto number = static_cast<unsigned>(descriptor);
+    return link != nullptr && number >= link->FirstReserved() && number <= link->LastReserved();
 }
 
 int Copied(int original, int copy) {
@@ -160,7 +180,11 @@ int Replaced(int original, int target, int copy) {
 }
 
 IoResult ReadPieces(OpenFile& file, const iovec* pieces, int count) {
-    std::vector<std::uint8_t> bytes = Gathered(pieces, count);
+    const IoResult size = SizeOf(pieces, count, kMostReadBytes);
+    if (size < 0) {
+        return size;
+    }
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
     const IoResult result = TheHost().Read(file, bytes);
     std::size_t left = result > 0 ? static_cast<std::size_t>(result) : 0;
     const std::uint8_t* next = bytes.data();
@@ -174,7 +198,17 @@ IoResult ReadPieces(OpenFile& file, const iovec* pieces, int count) {
 }
 
 IoResult WritePieces(OpenFile& file, const iovec* pieces, int count) {
-    return TheHost().Write(CallKind::kWrite, file, Gathered(pieces, count));
+    const IoResult size = SizeOf(pieces, count, kMostMovedBytes);
+    if (size < 0) {
+        return size;
+    }
+    // All as one, since the board sees a write as one.
+    std::vector<std::uint8_t> bytes;
+    for (int i = 0; i < count; ++i) {
+        const auto* start = static_cast<const std::uint8_t*>(pieces[i].iov_base);
+        bytes.insert(bytes.end(), start, start + pieces[i].iov_len);
+    }
+    return TheHost().Write(CallKind::kWrite, file, bytes);
 }
 
 IoResult ReadAt(OpenFile& file, void* buffer, std::size_t size, std::int64_t offset) {

@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -125,18 +126,29 @@ bool OpenFiles(const RunOptions& options, const std::string& library,
            files.outputs.Open(options, problem) && files.summary.Open(options, problem);
 }
 
+/// Where the numbers of the program's copies begin.
+int FirstInherited() {
+    rlimit limit{};
+    static_cast<void>(getrlimit(RLIMIT_NOFILE, &limit));
+    return static_cast<int>(std::min<rlim_t>(limit.rlim_cur, kSessionDescriptorsEnd)) -
+           kMostSessionDescriptors;
+}
+
 /// A copy that the program inherits, numbered out of its way; -1 stays -1. Ends the child when
 /// there is none: what was asked for would get lost without a word.
 int Inherited(const Descriptor& descriptor, RunReport& report) {
     if (!descriptor.IsOpen()) {
         return -1;
     }
-    const int copy = fcntl(descriptor.Number(), F_DUPFD, kFirstSessionDescriptor);
+    // Below these are the standard streams and what a program needs at least.
+    constexpr int kLeastLeft = 8;
+    const int first = FirstInherited();
+    const int copy = first < kLeastLeft ? -1 : fcntl(descriptor.Number(), F_DUPFD, first);
     if (copy < 0) {
         Say(
             Formatted("the program's limit of open files leaves none for the board: raise it "
                       "(ulimit -n {})",
-                      kFirstSessionDescriptor * 2));
+                      kSessionDescriptorsEnd));
         report.ownError = 1;
         _exit(kExitOwnError);
     }

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Listing the board's folders.
+
+#include <dirent.h>
+
+#include <string>
+
+#include "vboard/process/Wrapping.h"
+
+namespace vboard {
+
+/// opendir(3): nullptr and errno on failure.
+[[nodiscard]] DIR* OpenFolder(const Place& place);
+/// fdopendir(3) on a descriptor of the board.
+[[nodiscard]] DIR* FolderOn(int descriptor);
+
+/// True for a folder that one of the two has opened.
+[[nodiscard]] bool IsOurs(DIR* folder);
+// What can be done with such a folder, as the functions of dirent.h do it.
+int CloseFolder(DIR* folder);
+[[nodiscard]] int DescriptorOf(DIR* folder);
+[[nodiscard]] long PlaceIn(DIR* folder);
+void GoTo(DIR* folder, long place);
+/// False at the end. `entry` is filled.
+template <class Entry>
+bool NextEntry(DIR* folder, Entry& entry);
+/// The next entry in a place that holds until the call after: nullptr at the end.
+template <class Entry>
+[[nodiscard]] Entry* NextEntry(DIR* folder);
+
+/// Stores a text as getcwd(3) does: in memory of its own where `buffer` is nullptr; nullptr and
+/// errno where it does not fit.
+[[nodiscard]] char* StoreText(const std::string& text, char* buffer, std::size_t size);
+
+}  // namespace vboard
