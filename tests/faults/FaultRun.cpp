@@ -64,10 +64,4 @@ std::size_t Strikes(const runs::Outcome& run) {
     return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), IsStrike));
 }
 
-std::string LastWords(const runs::Outcome& run, std::size_t count) {
-    const std::vector<std::string> lines = runs::LinesOf(run.log);
-    return Joined(lines.end() - static_cast<std::ptrdiff_t>(std::min(count, lines.size())),
-                  lines.end());
-}
-
 }  // namespace faults

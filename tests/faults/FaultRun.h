@@ -19,7 +19,4 @@ std::string FromStrike(const runs::Outcome& run, std::size_t count, std::size_t 
 /// How many strikes there are.
 std::size_t Strikes(const runs::Outcome& run);
 
-/// The last lines of the program's output, without the numbers of source lines.
-std::string LastWords(const runs::Outcome& run, std::size_t count);
-
 }  // namespace faults

@@ -16,7 +16,6 @@ public:
         : m_size(sizeBytes), m_all(sizeBytes + 2 * kGuardBytes, kFill) {}
 
     std::uint8_t* Data() { return m_all.data() + kGuardBytes; }
-    [[nodiscard]] int Size() const { return static_cast<int>(m_size); }
     [[nodiscard]] Bytes First(int count) const {
         return {m_all.begin() + kGuardBytes, m_all.begin() + kGuardBytes + count};
     }

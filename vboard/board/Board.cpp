@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstring>
+#include <type_traits>
 
 #include "vboard/host/CommDevice.h"
 #include "vboard/host/TtyPort.h"
@@ -44,6 +46,13 @@ bool RunningVersion(const BoardState& state, std::span<const std::uint8_t, kMemo
     const unsigned high = memory[(options.versionAddress + 1U) % kMemorySizeBytes];
     version = static_cast<std::uint16_t>(low | high << 8U);
     return true;
+}
+
+// Compared at every stored signal: the lines as one piece of memory, which holds nothing else.
+bool BoardState::operator==(const BoardState& other) const {
+    static_assert(std::has_unique_object_representations_v<GpioStates>);
+    return tristate == other.tristate && chip == other.chip && portSettings == other.portSettings &&
+           std::memcmp(gpios.data(), other.gpios.data(), sizeof gpios) == 0;
 }
 
 Board::Board(const BoardSetup& setup, Memory memory, EraseWords eraseWords, Faults& faults,
@@ -88,9 +97,7 @@ void Board::Restore(const BoardState& state) {
 
 BoardState Board::State() const {
     BoardState state;
-    for (unsigned gpio = 0; gpio < kGpioCount; ++gpio) {
-        state.gpios.at(gpio) = m_gpios->StateOf(gpio);
-    }
+    state.gpios = m_gpios->States();
     state.tristate = m_harness->Tristate();
     state.portSettings = ToKernel(m_port->Attributes());
     state.chip = m_chip->State();

@@ -25,11 +25,11 @@ class TtyPort;
 
 /// All that a board keeps between two programs, besides the chip's memory.
 struct BoardState {
-    std::array<GpioState, kGpioCount> gpios{};
+    GpioStates gpios{};
     bool tristate = false;
     KernelSettings portSettings = ToKernel(FirstOpenSettings());
     ChipState chip;
-    bool operator==(const BoardState&) const = default;
+    bool operator==(const BoardState& other) const;
 };
 
 class Board : private FaultControl {
@@ -65,7 +65,6 @@ public:
 
     [[nodiscard]] VirtualClock& Clock() { return m_clock; }
     [[nodiscard]] Host& TheHost() { return m_host; }
-    [[nodiscard]] Chip& TheChip() { return *m_chip; }
 
 private:
     void Kill() override;

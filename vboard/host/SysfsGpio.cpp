@@ -130,7 +130,7 @@ public:
         }
         m_seen = true;
         // The line was unexported under the open file.
-        if (!m_gpios.StateOf(m_path.gpio).exported) {
+        if (!m_gpios.States().at(m_path.gpio).exported) {
             return -ENODEV;
         }
         const std::string text = Text();

@@ -33,6 +33,9 @@ struct GpioState {
     bool operator==(const GpioState&) const = default;
 };
 
+/// All of them, by number.
+using GpioStates = std::array<GpioState, kGpioCount>;
+
 class SysfsGpio {
 public:
     static constexpr std::string_view kFolder = "/sys/class/gpio";
@@ -49,7 +52,8 @@ public:
     [[nodiscard]] std::vector<std::string> NamesIn(std::string_view path) const;
 
     void Restore(unsigned gpio, const GpioState& state) { m_gpios.at(gpio) = state; }
-    [[nodiscard]] const GpioState& StateOf(unsigned gpio) const { return m_gpios.at(gpio); }
+    /// By number.
+    [[nodiscard]] const GpioStates& States() const { return m_gpios; }
     /// What the wired line is driven to when its GPIO is in `state`.
     [[nodiscard]] static Drive DriveOf(const GpioState& state);
 
@@ -69,7 +73,7 @@ private:
 
     Harness& m_harness;
     std::array<unsigned, kHostLineCount> m_wired;
-    std::array<GpioState, kGpioCount> m_gpios{};
+    GpioStates m_gpios{};
 };
 
 }  // namespace vboard

@@ -12,17 +12,17 @@ constexpr std::array<std::string_view, 5> kLoaderStates{"off", "sync", "frame", 
                                                         "answering"};
 
 constexpr std::array<SignalInfo, kSignalCount> kSignals{{
-    {Signal::kResetGpio, "reset_gpio", "line", 1, 0, {}},
-    {Signal::kRxdNmiGpio, "rxd_nmi_gpio", "line", 1, 1, {}},
-    {Signal::kMspTckGpio, "msp_tck_gpio", "line", 1, 1, {}},
-    {Signal::kTristate, "tristate", "switch", 1, 0, {}},
-    {Signal::kChipHold, "chip_hold", "pin", 1, 0, {}},
-    {Signal::kChipRstNmi, "chip_rst_nmi", "pin", 1, 1, {}},
-    {Signal::kChipTck, "chip_tck", "pin", 1, 1, {}},
-    {Signal::kChipMode, "chip_mode", "chip", 3, 4, kChipModes},
-    {Signal::kLoaderState, "loader_state", "chip", 3, 0, kLoaderStates},
-    {Signal::kLoaderLocked, "loader_locked", "chip", 1, 1, {}},
-    {Signal::kChipBusy, "chip_busy", "chip", 1, 0, {}},
+    {Signal::kResetGpio, "reset_gpio", "line", 0, {}},
+    {Signal::kRxdNmiGpio, "rxd_nmi_gpio", "line", 1, {}},
+    {Signal::kMspTckGpio, "msp_tck_gpio", "line", 1, {}},
+    {Signal::kTristate, "tristate", "switch", 0, {}},
+    {Signal::kChipHold, "chip_hold", "pin", 0, {}},
+    {Signal::kChipRstNmi, "chip_rst_nmi", "pin", 1, {}},
+    {Signal::kChipTck, "chip_tck", "pin", 1, {}},
+    {Signal::kChipMode, "chip_mode", "chip", 4, kChipModes},
+    {Signal::kLoaderState, "loader_state", "chip", 0, kLoaderStates},
+    {Signal::kLoaderLocked, "loader_locked", "chip", 1, {}},
+    {Signal::kChipBusy, "chip_busy", "chip", 0, {}},
 }};
 
 }  // namespace

@@ -32,7 +32,6 @@ struct SignalInfo {
     Signal signal;
     std::string_view name;   ///< As in waveforms and transcripts: lower case, underscores.
     std::string_view group;  ///< The transcript's column: line, switch, pin, chip.
-    unsigned widthBits;
     std::uint32_t idleValue;                       ///< Before anything has been announced.
     std::span<const std::string_view> valueNames;  ///< Empty where the number says it all.
 };

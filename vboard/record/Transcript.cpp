@@ -2,8 +2,9 @@
 #include "vboard/record/Transcript.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 #include "vboard/text/Format.h"
@@ -12,13 +13,29 @@
 namespace vboard {
 namespace {
 
-/// Held back before lines are handed on, so that a run does not make a system call a line.
+constexpr std::size_t kSecondsWidth = 5;
+constexpr std::size_t kFractionWidth = 6;
+constexpr std::size_t kColumnWidth = 8;
 
-std::string LineText(Instant at, std::string_view column, std::string_view text) {
+void AppendNumber(std::string& text, std::int64_t number, std::size_t width, char fill) {
+    std::array<char, 24> digits{};
+    const char* end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    const auto count = static_cast<std::size_t>(end - digits.data());
+    text.append(width > count ? width - count : 0, fill);
+    text.append(digits.data(), count);
+}
+
+/// "    1.651000 call    " and what stands behind it. Composed by hand: there is a line for each
+/// character's change of direction, each signal and each call.
+void AppendLine(std::string& to, Instant at, std::string_view column, std::string_view text) {
     const auto microseconds =
         std::chrono::duration_cast<std::chrono::microseconds>(at.time_since_epoch()).count();
-    return Formatted("{:>5}.{:06} {:<8}{}\n", microseconds / 1'000'000, microseconds % 1'000'000,
-                     column, text);
+    AppendNumber(to, microseconds / 1'000'000, kSecondsWidth, ' ');
+    to += '.';
+    AppendNumber(to, microseconds % 1'000'000, kFractionWidth, '0');
+    to.append(1, ' ').append(column);
+    to.append(column.size() < kColumnWidth ? kColumnWidth - column.size() : 0, ' ');
+    to.append(text).append(1, '\n');
 }
 
 std::string_view Arrow(Direction direction) {
@@ -33,8 +50,8 @@ bool IsText(std::span<const std::uint8_t> data) {
 /// GPIO files carry text, every other device carries bytes.
 std::string DataText(const HostCall& call) {
     if (call.target.starts_with("/sys/") && IsText(call.data)) {
-        return Formatted("\"{}\"", std::string_view(reinterpret_cast<const char*>(call.data.data()),
-                                                    call.data.size()));
+        return '"' +
+               std::string(reinterpret_cast<const char*>(call.data.data()), call.data.size()) + '"';
     }
     return HexText(call.data);
 }
@@ -69,12 +86,12 @@ void Transcript::EndWireLine() {
         return;
     }
     m_onWire = false;
-    m_text += LineText(m_wireStart, "wire", m_wireText);
+    AppendLine(m_text, m_wireStart, "wire", m_wireText);
 }
 
 void Transcript::Line(std::string_view column, std::string_view text) {
     EndWireLine();
-    m_text += LineText(m_clock.Now(), column, text);
+    AppendLine(m_text, m_clock.Now(), column, text);
     if (!m_callOpen && (m_eager || m_text.size() > kHeldBytes)) {
         HandOn();
     }
@@ -83,8 +100,14 @@ void Transcript::Line(std::string_view column, std::string_view text) {
 void Transcript::OnSignal(Signal signal, std::uint32_t value) {
     const SignalInfo& info = InfoOf(signal);
     const std::string_view name = ValueName(signal, value);
-    Line(info.group,
-         name.empty() ? Formatted("{} {}", info.name, value) : Formatted("{} {}", info.name, name));
+    std::string text(info.name);
+    text += ' ';
+    if (name.empty()) {
+        AppendNumber(text, value, 0, ' ');
+    } else {
+        text += name;
+    }
+    Line(info.group, text);
 }
 
 void Transcript::OnCallBegins() {
@@ -95,27 +118,30 @@ void Transcript::OnCallBegins() {
 }
 
 void Transcript::OnCall(const HostCall& call) {
-    std::string text = Formatted("{} {}", call.name, call.target);
+    std::string text(call.name);
+    text.append(1, ' ').append(call.target);
     if (!call.detail.empty()) {
-        text += Formatted(" {}", call.detail);
+        text.append(1, ' ').append(call.detail);
     }
     if (!call.data.empty()) {
-        text += Formatted(" {}", DataText(call));
+        text.append(1, ' ').append(DataText(call));
     }
-    text += Formatted(" = {}", ResultText(call.result));
+    text.append(" = ").append(ResultText(call.result));
     const bool insert = std::exchange(m_callOpen, false) && m_callStart == m_clock.Now();
     if (!insert) {
         Line("call", text);
         return;
     }
-    m_text.insert(m_callMark, LineText(m_callStart, "call", text));
+    std::string line;
+    AppendLine(line, m_callStart, "call", text);
+    m_text.insert(m_callMark, line);
     if (m_eager) {
         HandOn();
     }
 }
 
 void Transcript::OnPause(Duration length) {
-    Line("pause", Formatted("{} us", length.count() / 1000));
+    Line("pause", std::to_string(length.count() / 1000) + " us");
 }
 
 void Transcript::OnCharacter(const WireCharacter& character) {
@@ -126,7 +152,7 @@ void Transcript::OnCharacter(const WireCharacter& character) {
         m_wireStart = character.start;
         m_wireText = Arrow(character.direction);
     }
-    AppendFormatted(m_wireText, " {:02x}", character.value);
+    m_wireText.append(1, ' ').append(HexText({&character.value, 1}));
 }
 
 void Transcript::OnBreak(Direction direction, bool low) {

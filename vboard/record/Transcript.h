@@ -13,8 +13,8 @@ namespace vboard {
 
 class Transcript : public Probe {
 public:
-    /// Gets whole lines, some at a time.
-    /// `eager`: each line goes to the sink at once (a run in real time that somebody watches).
+    /// `sink` gets whole lines, some at a time; `eager`: each one at once (a run in real time that
+    /// somebody watches). `clock` must outlive the transcript.
     Transcript(const VirtualClock& clock, TextSink sink, bool eager);
 
     /// Hands on what is still held. To be called when the run ends, however it ends.

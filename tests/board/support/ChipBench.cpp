@@ -209,11 +209,6 @@ std::string ChipBench::At(std::uint16_t address, std::size_t count) const {
     return Hex(std::span(memory).subspan(address, count));
 }
 
-std::int64_t ChipBench::NowUs() const {
-    const auto sinceStart = clock.Now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::microseconds>(sinceStart).count();
-}
-
 void ChipBench::Send(std::uint8_t value, const vboard::SerialFormat& format) {
     EXPECT_EQ(format, chip.Format());
     m_said.append(m_said.empty() ? "" : " ").append(Hex({&value, 1}));

@@ -146,7 +146,6 @@ public:
     [[nodiscard]] std::string Weak();
     [[nodiscard]] std::string At(std::uint16_t address, std::size_t count) const;
     [[nodiscard]] vboard::ChipMode Mode() const { return chip.State().mode; }
-    [[nodiscard]] std::int64_t NowUs() const;
 
 private:
     void Send(std::uint8_t value, const vboard::SerialFormat& format) override;
