@@ -94,6 +94,68 @@ TEST(CommDevice, TheTristateSwitchCutsTheLinkBothWays) {
     EXPECT_EQ(opened.file->Read(answer, false), 4);
 }
 
+/// What has come for the host when everything is over, "03 b5 01 00".
+std::string Received(HostBench& bench, vboard::DeviceFile& device) {
+    bench.clock.Pass(100ms);
+    Bytes answer(16);
+    const auto count = device.Read(answer, true);
+    answer.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    return vboard::HexText(answer);
+}
+
+TEST(MessageWire, LosesWhatTheHostSendsWhileItIsCutThoughItIsJoinedBeforeTheAnswer) {
+    HostBench bench;
+    const auto opened = bench.comm.Open(O_RDWR);
+    bench.messageWire.Cut(true);
+    bench.messageWire.SendToChip(Bytes{0xB4, 0x00});
+    bench.messageWire.Cut(false);
+    EXPECT_EQ(Received(bench, *opened.file), "");
+    EXPECT_EQ(bench.scribe.Take(), "message >b4 00");
+}
+
+TEST(MessageWire, LosesTheAnswerThatComesWhileItIsCut) {
+    HostBench bench;
+    const auto opened = bench.comm.Open(O_RDWR);
+    bench.messageWire.SendToChip(Bytes{0xB4, 0x00});
+    bench.messageWire.Cut(true);
+    bench.clock.Pass(100ms);
+    bench.messageWire.Cut(false);
+    EXPECT_EQ(Received(bench, *opened.file), "");
+    EXPECT_EQ(bench.scribe.Take(), "message >b4 00; message <b5 01 00");
+}
+
+TEST(Harness, RestoresTheCutOfTheSecondLinkAndItsEnd) {
+    HostBench bench;
+    const auto opened = bench.comm.Open(O_RDWR);
+    std::array<Drive, vboard::kHostLineCount> released{};
+    released.fill(Drive::kReleased);
+    bench.harness.Restore(released, true);
+    EXPECT_TRUE(bench.harness.Tristate());
+    bench.messageWire.SendToChip(Bytes{0xB4, 0x00});
+    EXPECT_EQ(Received(bench, *opened.file), "");
+    bench.harness.Restore(released, false);
+    bench.messageWire.SendToChip(Bytes{0xB4, 0x00});
+    EXPECT_EQ(Received(bench, *opened.file), "03 b5 01 00");
+}
+
+TEST(CommDevice, AMessageThatComesWhileNobodyHasItOpenIsLost) {
+    HostBench bench;
+    bench.messageWire.SendToChip(Bytes{0xB4, 0x00});
+    bench.clock.Pass(100ms);
+    EXPECT_EQ(bench.scribe.Take(), "message >b4 00; message <b5 01 00");
+    EXPECT_EQ(Received(bench, *bench.comm.Open(O_RDWR).file), "");
+}
+
+TEST(CommDevice, AnyTristateArgumentButZeroCutsTheLink) {
+    for (const int state : {1, 2, -1, 0x100, 0}) {
+        HostBench bench;
+        const auto opened = bench.comm.Open(O_RDWR);
+        int argument = state;
+        EXPECT_EQ(opened.file->Ioctl(vboard::kTristateRequest, &argument), 0);
+        EXPECT_EQ(bench.harness.Tristate(), state != 0) << state;
+    }
+}
+
 TEST(CommDevice, KnowsOneRequestAndNeedsItsArgument) {
     HostBench bench;
     const auto opened = bench.comm.Open(O_RDWR);

@@ -109,8 +109,11 @@ bool IsLater(std::uint32_t generation, std::uint32_t other) {
 StoredState Pack(const BoardState& state) {
     StoredState stored{};
     for (std::size_t gpio = 0; gpio < kGpioCount; ++gpio) {
-        const GpioState& from = state.gpios.at(gpio);
-        stored.gpios.at(gpio) = static_cast<std::uint8_t>(
+        const GpioState& from = state.gpios[gpio];
+        if (from == GpioState{}) {
+            continue;
+        }
+        stored.gpios[gpio] = static_cast<std::uint8_t>(
             (from.exported ? kExportedBit : 0U) | (from.output ? kOutputBit : 0U) |
             (from.high ? kHighBit : 0U) | (from.activeLow ? kActiveLowBit : 0U) |
             (static_cast<unsigned>(from.edge) << kEdgeShift));

@@ -194,6 +194,9 @@ void Flash::EraseFirst(std::size_t cellCount) {
 
 // An erased cell has nothing to lose, so the faults are asked about the others only.
 void Flash::EraseCells(AddressRange cells) {
+    if (IsErased(cells.first, cells.SizeBytes())) {
+        return;
+    }
     m_layout.ForEach(cells, [this](AddressRange segment) {
         if (IsErased(segment.first, segment.SizeBytes())) {
             return;

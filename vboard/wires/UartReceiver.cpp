@@ -44,6 +44,21 @@ ReceivedCharacter ReadBits(const SerialFormat& format, LevelOf levelOf) {
     return received;
 }
 
+/// A character whose bits are the receiver's own.
+ReceivedCharacter Read(const CharacterBits& sent, const SerialFormat& format) {
+    unsigned rest = static_cast<unsigned>(sent.bits) >> 1U;
+    const unsigned data = rest & DataMask(format);
+    rest >>= format.dataBits;
+    ReceivedCharacter received;
+    received.value = static_cast<std::uint8_t>(data);
+    if (format.parity != Parity::kNone) {
+        received.parityError = (rest & 1U) != ParityBit(data, format.parity);
+        rest >>= 1U;
+    }
+    received.framingError = (rest & 1U) == 0;
+    return received;
+}
+
 }  // namespace
 
 CharacterBits Encode(std::uint8_t value, const SerialFormat& format) {
@@ -93,9 +108,7 @@ std::optional<ReceivedCharacter> UartReceiver::Ends() {
         FinishLater();
         return std::nullopt;
     }
-    const CharacterBits sent = m_line.front().bits;
-    ReceivedCharacter received =
-        ReadBits(m_sender, [&sent](unsigned bit) { return (sent.bits >> bit & 1U) != 0; });
+    ReceivedCharacter received = Read(m_line.front().bits, m_sender);
     received.start = *m_start;
     m_start.reset();
     m_line.clear();
