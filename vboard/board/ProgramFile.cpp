@@ -155,7 +155,8 @@ std::string FindProgram(const std::string& word) {
     for (std::size_t begin = 0; begin <= folders.size() && !word.empty();) {
         const std::size_t end = std::min(folders.find(':', begin), folders.size());
         const std::string folder = folders.substr(begin, end - begin);
-        const std::string path = folder.empty() ? word : folder + "/" + word;
+        std::string path = folder;
+        path.append(folder.empty() ? "" : "/").append(word);
         if (IsFile(path) && MayBe(path, X_OK)) {
             return path;
         }

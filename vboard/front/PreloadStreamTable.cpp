@@ -110,9 +110,9 @@ bool Stand(const char* name) {
     }
     g_real = table->calls;
     const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const auto begin = reinterpret_cast<std::uintptr_t>(table) & ~(page - 1);
-    const std::size_t length = reinterpret_cast<std::uintptr_t>(table + 1) - begin;
-    auto* start = reinterpret_cast<void*>(begin);
+    const std::size_t intoPage = reinterpret_cast<std::uintptr_t>(table) & (page - 1);
+    char* start = reinterpret_cast<char*>(table) - intoPage;
+    const std::size_t length = intoPage + sizeof *table;
     if (mprotect(start, length, PROT_READ | PROT_WRITE) != 0) {
         return false;
     }
