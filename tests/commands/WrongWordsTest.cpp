@@ -109,4 +109,11 @@ TEST(WrongWords, OfNoTimeWithoutSupplyAreRefused) {
     EXPECT_NE(ended.error.find("'0s' is no time to be without"), std::string::npos) << ended.error;
 }
 
+TEST(HelpOfRun, NamesTheProgramAndNoChoiceTwice) {
+    const std::string help = BoardFolder().Does("run --help");
+    EXPECT_NE(help.find("Usage: vboard run [OPTIONS] -- PROGRAM [ARGS...]\n"), std::string::npos)
+        << help;
+    EXPECT_EQ(help.find(":{"), std::string::npos) << help;
+}
+
 }  // namespace commands

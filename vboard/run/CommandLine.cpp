@@ -167,7 +167,7 @@ void AddWaveforms(CLI::App& run, RunOptions& options) {
            },
            "What the picture shows; all of the run if not given")
         ->needs(wave)
-        ->check(CLI::IsMember(words))
+        ->check(CLI::IsMember(words).description(""))
         ->type_name("run|entry|reset|block|retry");
 }
 
@@ -176,7 +176,7 @@ void AddSummary(CLI::App& run, RunOptions& options) {
            "--summary",
            [&options](const std::string& form) { options.summaryAsJson = form == "json"; },
            "The summary at the end: one line, or an object for programs")
-        ->check(CLI::IsMember({"line", "json"}))
+        ->check(CLI::IsMember({"line", "json"}).description(""))
         ->type_name("line|json");
     run.add_option("--summary-file", options.summaryPath,
                    "Write the summary for programs to a file")
@@ -187,6 +187,14 @@ void AddSummary(CLI::App& run, RunOptions& options) {
         ->check(FileName())
         ->type_name("FILE");
 }
+
+/// What stands behind "--" is not among the options that the library knows.
+class UsageOfRun : public CLI::Formatter {
+public:
+    std::string make_usage(const CLI::App* /*app*/, std::string name) const override {
+        return "Usage: " + std::move(name) + " [OPTIONS] -- PROGRAM [ARGS...]\n\n";
+    }
+};
 
 int RunOrRefuse(const RunOptions& options) {
     return options.program.empty() ? Refuse("no program: vboard run [OPTIONS] -- PROGRAM [ARGS...]")
@@ -200,9 +208,8 @@ int RunOrRefuse(const RunOptions& options) {
 void AddRunCommand(CLI::App& app, Action& chosen, const std::vector<std::string>& program) {
     const auto shared = std::make_shared<RunOptions>();
     RunOptions& options = *shared;
-    CLI::App& run = *app.add_subcommand("run",
-                                        "Run a program on a virtual board: "
-                                        "vboard run [OPTIONS] -- PROGRAM [ARGS...]");
+    CLI::App& run = *app.add_subcommand("run", "Run a program on a virtual board");
+    run.formatter(std::make_shared<UsageOfRun>());
     run.add_option("--board", options.boardPath,
                    "Keep the board in this file; made if it does not exist")
         ->check(FileName())
