@@ -13,6 +13,16 @@ from support.pages import run_page
 from support.sandbox import WORK
 
 _INVENTORY = "board ansible_connection=local ansible_python_interpreter=/usr/bin/python3\n"
+_PUMP = """name = "PUMP2"
+port = "/dev/ttyS2"
+communication = "/dev/knxspi"
+chip = "msp430-56k"
+
+[lines]
+reset = 17
+rxd_nmi = 27
+tck = 22
+"""
 
 
 class AnsibleTest(EngineTest):
@@ -103,21 +113,25 @@ class AnsibleTest(EngineTest):
         self.assertIn("cannot start /no/such/flashguard: No such file", json.loads(read("results/board"))["msg"])
 
     def test_the_role_lays_everything_down_and_its_second_run_changes_nothing(self):
-        board = Board("b", image_path=OLD)
-        # One that is here already stands for ours. Without root the machine's list of packages is not seen.
+        write("pump.toml", _PUMP)
+        board = Board("b", "--model", "pump.toml", image_path=OLD)
+        write("/etc/systemd/system/flashguard@.service", read(f"{ROOT}/packaging/systemd/flashguard@.service.in"))
+        # One that is here already stands for ours. Without root the machine's list of packages is not seen,
+        # and the unit's folder for images is out of reach.
         packages = ["openssl"] if os.path.exists("/var/lib/dpkg/status") else []
-        write("play.yml", json.dumps([{
-            "hosts": "board", "gather_facts": False, "roles": ["flashguard"],
-            "environment": {"SYSTEMD_OFFLINE": "1"},
-            "vars": {"flashguard_image": self.new, "flashguard_command": board.command(),
-                     "flashguard_packages": packages, "flashguard_image_path": f"{WORK}/laid/firmware.hex"}}]))
-        write("/etc/systemd/system/flashguard@.service",
-              "[Service]\nType=oneshot\nExecStart=/bin/true\n[Install]\nWantedBy=multi-user.target\n")
-        first = self.run_program("ansible-playbook", "-i", "inventory", "play.yml")
-        self.assertIn("failed=0", first)
-        self.assert_proved(board, self.new)
-        self.assertEqual(read("laid/firmware.hex"), read(self.new))
-        self.assertTrue(os.path.lexists("/etc/systemd/system/multi-user.target.wants/flashguard@BRDA.service"))
+        folder = "/usr/lib/firmware" if packages else f"{WORK}/firmware"
+        variables = {"flashguard_image": self.new, "flashguard_command": board.command(),
+                     "flashguard_board": "PUMP2", "flashguard_board_file": f"{WORK}/pump.toml",
+                     "flashguard_packages": packages}
+        if not packages:
+            variables["flashguard_image_path"] = f"{folder}/flashguard/PUMP2.hex"
+        write("play.yml", json.dumps([{"hosts": "board", "gather_facts": False, "roles": ["flashguard"],
+                                       "environment": {"SYSTEMD_OFFLINE": "1"}, "vars": variables}]))
+        self.assertIn("failed=0", self.run_program("ansible-playbook", "-i", "inventory", "play.yml"))
+        self.assertTrue(board.holds(self.new))
+        self.assertEqual(board.flashguard("--board", "PUMP2", "verify", self.new).returncode, 0)
+        self.assertEqual(read(f"{folder}/flashguard/PUMP2.hex"), read(self.new))
+        self.assertTrue(os.path.lexists("/etc/systemd/system/multi-user.target.wants/flashguard@PUMP2.service"))
         self.assertIn("changed=0", self.run_program("ansible-playbook", "-i", "inventory", "play.yml"))
 
     def test_the_page_works_as_written(self):

@@ -123,10 +123,6 @@ class Board:
         return subprocess.run(shlex.split(self.command(*run_options)) + list(words), text=True,
                               capture_output=True, check=False)
 
-    def is_proved_to_hold(self, image_path):
-        """Whether `flashguard` itself says so, and the board's file agrees."""
-        return self.flashguard("verify", image_path).returncode == 0 and self.holds(image_path)
-
     def _vboard(self, command, *options):
         words = [Builds.program("vboard"), command, *options, self.path]
         return subprocess.run(words, check=True, text=True, capture_output=True).stdout

@@ -92,7 +92,7 @@ def _first_process(main, is_root):
     worker = os.fork()
     if worker == 0:
         os.chdir(WORK)
-        # Ruby, Python and others of the machine's user stay out of it.
+        # What this user has made of their own shell does not count.
         os.environ.update(HOME=WORK, TMPDIR="/tmp", PATH="/usr/sbin:/usr/bin:/sbin:/bin", LC_ALL="C.UTF-8")
         status = main()
         sys.stdout.flush()
