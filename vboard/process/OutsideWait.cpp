@@ -24,7 +24,7 @@ std::int64_t MachineNs(clockid_t clock) {
 /// Without the turn: another thread may be about to change it, and each of the two is right.
 Instant OwnTime(RunLink& link) {
     World* world = World::IfMade();
-    return world != nullptr ? world->Now() : Instant{Duration{link.Memory().report.boardTimeNs}};
+    return world != nullptr ? world->Now() : link.OwnTime();
 }
 
 /// What a time of the one kind is in the other; `rate` of it pass in one.

@@ -6,9 +6,9 @@
 // was given when that is up, else by what it really took. In a run in real time by that, times the
 // pace.
 //
-//     OutsideWait wait(timeout);
-//     const int result = Real().poll(files, count, ... wait.RealTimeout() ...);
-//     wait.Ended(result == 0);
+//     OutsideWait away(timeout);
+//     const int result = Real().poll(files, count, ... away.RealTimeout() ...);
+//     away.Ended(result == 0);
 
 #include <time.h>
 

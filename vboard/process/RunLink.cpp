@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/process/RunLink.h"
 
+#include <pthread.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -29,8 +30,12 @@ public:
     }
     ~WithoutPipeSignal() {
         const timespec now{};
+        // libc's own function, past the wrapper of that name.
+        static const auto take =
+            reinterpret_cast<int (*)(const sigset_t*, siginfo_t*, const timespec*)>(
+                FindReal("sigtimedwait"));
         if (!m_wasPending) {
-            static_cast<void>(sigtimedwait(&m_pipe, nullptr, &now));
+            static_cast<void>(take(&m_pipe, nullptr, &now));
         }
         static_cast<void>(pthread_sigmask(SIG_SETMASK, &m_before, nullptr));
     }
@@ -89,6 +94,8 @@ bool RunLink::Make(const char* words) {
         FailRun("the run's report can't be mapped");
     }
     m_memory = static_cast<RunMemory*>(mapped);
+    static_cast<void>(pthread_atfork(
+        [] { Get()->m_ownNs = Get()->OwnTime().time_since_epoch().count(); }, nullptr, nullptr));
     ++m_memory->report.loaded;
     return true;
 }
@@ -104,9 +111,13 @@ TextSink RunLink::WriterOf(Output output, int descriptor) {
     };
 }
 
+Instant RunLink::OwnTime() const {
+    return Instant{Duration{m_ownNs.value_or(m_memory->report.boardTimeNs)}};
+}
+
 Instant RunLink::AskTime() {
-    const Instant now{Duration{m_memory->report.boardTimeNs}};
-    m_memory->report.boardTimeNs += kTimeOfAsking.count();
+    const Instant now = OwnTime();
+    PassTo(now + kTimeOfAsking);
     return now;
 }
 

@@ -4,6 +4,8 @@
 // What ties a program to the run it is part of: the runner's words and the memory shared with it.
 // There is one in every program of the run, also in those that never touch the board.
 
+#include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "vboard/board/Session.h"
@@ -41,12 +43,19 @@ public:
     /// It is `when`, for a program that has no board, if that is later.
     void PassTo(Instant when);
 
+    /// From its first fork on a process has a time of its own, which its children begin with: what
+    /// they let pass at the same time passes once. Before, and here without one, it is the board's.
+    [[nodiscard]] Instant OwnTime() const;
+    /// The program has heard of what others have done: their time is its own as well.
+    void HearOfOthers() { m_ownNs.reset(); }
+
 private:
     RunLink() = default;
     [[nodiscard]] bool Make(const char* words);
 
     Session m_session;
     RunMemory* m_memory = nullptr;
+    std::optional<std::int64_t> m_ownNs;
 };
 
 /// vboard can't go on: one line to standard error, and the exit status for that.

@@ -40,13 +40,18 @@ struct Entry {
     char name[1];  ///< Longer than that.
 };
 
+/// libc's own function, past the wrapper of that name.
+long ListFolder(int folder, void* entries, std::size_t size) {
+    static const auto real = reinterpret_cast<long (*)(long, ...)>(FindReal("syscall"));
+    return real(SYS_getdents64, folder, entries, size);
+}
+
 std::vector<pid_t> AllThreads() {
     std::vector<pid_t> threads;
     const int folder = Real().open(kThreads, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     alignas(Entry) std::array<char, 4096> entries{};
     long got = 0;
-    while (folder >= 0 &&
-           (got = syscall(SYS_getdents64, folder, entries.data(), entries.size())) > 0) {
+    while (folder >= 0 && (got = ListFolder(folder, entries.data(), entries.size())) > 0) {
         for (long at = 0; at < got;) {
             const auto* entry = reinterpret_cast<const Entry*>(entries.data() + at);
             if (entry->name[0] != '.') {

@@ -140,9 +140,9 @@ int PollFiles(std::string_view name, pollfd* files, nfds_t count, std::optional<
         result = TheHost().Select(name, split.watched, timeout, othersReady);
     }
     if (result == kWouldWaitForEver) {
-        OutsideWait wait(std::nullopt);
+        OutsideWait away(std::nullopt);
         static_cast<void>(Real().poll(split.others.data(), split.others.size(), -1));
-        wait.Ended(false);
+        away.Ended(false);
     } else if (result < 0) {
         errno = static_cast<int>(-result);
         return -1;

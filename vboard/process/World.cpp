@@ -71,6 +71,7 @@ void World::Make() {
     m_process = getpid();
     m_report->owner = m_process;
     m_lastUse = ++m_report->uses;
+    m_born = m_link.OwnTime();
     const Instant start{Duration{m_report->boardTimeNs}};
     OrderFaults(session);
     m_board = std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), m_file.ChipEraseWords(),
@@ -153,7 +154,8 @@ void World::Follow() {
 
 Duration World::Pause(Duration length) {
     // From the program's own time on: others may have let theirs pass at the same time.
-    const Instant end = m_board->Clock().In(length);
+    const Instant begin = m_born.value_or(Now());
+    const Instant end = length > Instant::max() - begin ? Instant::max() : begin + length;
     Host& host = TheHost();
     const Duration rest = std::max(Duration::zero(), end - Now());
     const Duration possible = std::min(rest, kLastInstant - Now());

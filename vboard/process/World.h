@@ -31,6 +31,7 @@ public:
     /// The host, for a call of the program: the board is brought up to date first if another
     /// program of the run has used it meanwhile.
     [[nodiscard]] Host& TheHost() {
+        m_born.reset();
         TakeTurn();
         return m_board->TheHost();
     }
@@ -83,7 +84,8 @@ private:
     RunLink& m_link;
     std::uint64_t m_lastUse = 0;  ///< RunReport::uses, when this program last had the board.
     bool m_hasForked = false;
-    int m_process = 0;  ///< What a vforked child does is not this world's.
+    std::optional<Instant> m_born;  ///< The process's own time, until it first uses the board.
+    int m_process = 0;              ///< What a vforked child does is not this world's.
     bool m_ended = false;
     bool m_made = false;
     bool m_over = false;
