@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -86,8 +85,8 @@ bool HasRightsOfItsOwn(const std::string& path) {
     const bool otherUser = (status.stx_mode & S_ISUID) != 0 && status.stx_uid != geteuid();
     const bool otherGroup = (status.stx_mode & (S_ISGID | S_IXGRP)) == (S_ISGID | S_IXGRP) &&
                             status.stx_gid != getegid();
-    const bool capable =
-        geteuid() != 0 && getxattr(path.c_str(), "security.capability", nullptr, 0) > 0;
+    const bool capable = geteuid() != 0 &&
+                         kKernel(SYS_getxattr, path.c_str(), "security.capability", nullptr, 0) > 0;
     return otherUser || otherGroup || capable;
 }
 
