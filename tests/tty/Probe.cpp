@@ -537,8 +537,10 @@ std::string PollUrgent(const Words& words) {
 
 using Call = std::string (*)(const Words&);
 
-const std::map<std::string, Call>& Calls() {
-    static const std::map<std::string, Call> kCalls{
+using CallTable = std::map<std::string, Call>;
+
+CallTable CallsOfATerminal() {
+    return {
         {"open", Open},
         {"openat", OpenAt},
         {"creat", Create},
@@ -571,6 +573,11 @@ const std::map<std::string, Call>& Calls() {
         {"isatty",
          [](const Words&) { return isatty(g_descriptor) != 0 ? std::string("yes") : Result(-1); }},
         {"ttyname", TerminalName},
+    };
+}
+
+CallTable OtherCalls() {
+    return {
         {"access",
          [](const Words& words) { return Result(access(words.at(1).c_str(), R_OK | W_OK)); }},
         {"stat", StatPath},
@@ -612,6 +619,14 @@ const std::map<std::string, Call>& Calls() {
         {"quick_exit", EndQuickly},
         {"abort", EndQuickly},
     };
+}
+
+const CallTable& Calls() {
+    static const CallTable kCalls = [] {
+        CallTable calls = CallsOfATerminal();
+        calls.merge(OtherCalls());
+        return calls;
+    }();
     return kCalls;
 }
 

@@ -88,8 +88,8 @@ IoResult CountReady(std::span<Watched> files, bool eachEvent) {
     IoResult count = 0;
     for (Watched& watched : files) {
         // Another thread may have closed it meanwhile.
-        const Readiness now = watched.file->device == nullptr ? Readiness{}
-                                                              : watched.file->device->Ready();
+        const Readiness now =
+            watched.file->device == nullptr ? Readiness{} : watched.file->device->Ready();
         watched.ready = {watched.wanted.readable && now.readable,
                          watched.wanted.writable && now.writable,
                          watched.wanted.urgent && now.urgent};

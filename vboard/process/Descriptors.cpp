@@ -125,11 +125,11 @@ std::string_view PlaceholderPath(std::string_view link) {
 
 std::vector<Placeholder> InheritedPlaceholders() {
     std::vector<Placeholder> found;
-    DIR* folder = opendir(kOpenDescriptors);
+    DIR* folder = Real().opendir(kOpenDescriptors);
     if (folder == nullptr) {
         return found;
     }
-    while (const dirent* entry = readdir(folder)) {
+    while (const dirent* entry = Real().readdir(folder)) {
         int descriptor = -1;
         const std::string_view name = entry->d_name;
         static_cast<void>(std::from_chars(name.data(), name.data() + name.size(), descriptor));
@@ -139,7 +139,7 @@ std::vector<Placeholder> InheritedPlaceholders() {
             found.push_back({descriptor, NotedFlags(descriptor, flags), std::string(path)});
         }
     }
-    closedir(folder);
+    static_cast<void>(Real().closedir(folder));
     return found;
 }
 

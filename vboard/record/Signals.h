@@ -30,9 +30,9 @@ inline constexpr std::size_t kSignalCount = static_cast<std::size_t>(Signal::kCo
 
 struct SignalInfo {
     Signal signal;
-    std::string_view name;   ///< As in waveforms and transcripts: lower case, underscores.
-    std::string_view group;  ///< The transcript's column: line, switch, pin, chip.
-    std::uint32_t idleValue;                       ///< Before anything has been announced.
+    std::string_view name;    ///< As in waveforms and transcripts: lower case, underscores.
+    std::string_view group;   ///< The transcript's column: line, switch, pin, chip.
+    std::uint32_t idleValue;  ///< Before anything has been announced.
     std::span<const std::string_view> valueNames;  ///< Empty where the number says it all.
 };
 
