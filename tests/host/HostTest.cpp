@@ -84,7 +84,8 @@ TEST_F(HostTest, AReadThatNothingCanAnswerIsAVerdict) {
 TEST_F(HostTest, AWaitWithOthersIsLeftToThem) {
     const auto file = Open("/dev/ttyS1");
     std::vector<vboard::Watched> watched{{file.get(), {true, false}, {}}};
-    EXPECT_EQ(host.Select("poll", watched, std::nullopt, true), vboard::kWouldWaitForEver);
+    EXPECT_EQ(host.Select("poll", watched, std::nullopt, [] { return false; }),
+              vboard::kWouldWaitForEver);
     EXPECT_EQ(control.text, "");
     EXPECT_EQ(host.Select("poll", watched, std::nullopt), -EINTR);
     EXPECT_EQ(control.text, "poll of /dev/ttyS1 waits for a file to become ready ");
