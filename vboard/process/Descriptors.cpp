@@ -114,7 +114,7 @@ int MakePlaceholder(std::string_view path, int flags) {
 void NoteFlags(int descriptor, int flags) {
     const int before = errno;
     const int file = Real().open(LinkName(descriptor).c_str(), O_WRONLY | O_CLOEXEC);
-    static_cast<void>(Real().pwrite(file, &flags, sizeof flags, 0));
+    [[maybe_unused]] const ssize_t kept = Real().pwrite(file, &flags, sizeof flags, 0);
     static_cast<void>(Real().close(file));
     errno = before;
 }

@@ -62,7 +62,7 @@ void Recordings::Finish() {
 void Recordings::WritePicture() {
     // A file holds one picture: that of the last program which used the board. What has no length,
     // such as a pipe, gets them one after the other.
-    static_cast<void>(Real().ftruncate(m_waveDescriptor, 0));
+    [[maybe_unused]] const int refused = Real().ftruncate(m_waveDescriptor, 0);
     m_writePicture(WaveJson(*m_waveLog, m_wavePart));
 }
 
