@@ -8,9 +8,6 @@
 namespace guard {
 namespace {
 
-using std::chrono_literals::operator""ms;
-
-constexpr Milliseconds kBetweenTries = 100ms;
 constexpr mode_t kMode = 0644;
 
 // Without O_CREAT first: in a folder that everybody may write to, the kernel refuses that flag for
@@ -36,18 +33,12 @@ PortLock::~PortLock() {
     }
 }
 
-PortLock::Answer PortLock::Take(Duration wait) {
-    m_file = OpenOrMake(m_path.c_str());
+PortLock::Answer PortLock::Take() {
+    m_file = m_file < 0 ? OpenOrMake(m_path.c_str()) : m_file;
     if (m_file < 0) {
         return Answer::kNoFile;
     }
-    for (; flock(m_file, LOCK_EX | LOCK_NB) != 0; wait -= kBetweenTries) {
-        if (wait <= Duration::zero()) {
-            return Answer::kBusy;
-        }
-        Pause(kBetweenTries);
-    }
-    return Answer::kHeld;
+    return flock(m_file, LOCK_EX | LOCK_NB) == 0 ? Answer::kHeld : Answer::kBusy;
 }
 
 }  // namespace guard

@@ -7,8 +7,6 @@
 #include <cstdint>
 #include <string>
 
-#include "guard/link/Clock.h"
-
 namespace guard {
 
 class PortLock {
@@ -21,9 +19,9 @@ public:
     PortLock(const PortLock&) = delete;
     PortLock& operator=(const PortLock&) = delete;
 
-    /// Takes the lock; tries for `wait`, once where that is zero. kNoFile when the file can neither
-    /// be opened nor made.
-    [[nodiscard]] Answer Take(Duration wait);
+    /// Tries to take the lock, without a wait. kNoFile when the file can neither be opened nor
+    /// made.
+    [[nodiscard]] Answer Take();
     [[nodiscard]] const std::string& Path() const { return m_path; }
 
 private:

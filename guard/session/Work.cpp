@@ -15,6 +15,8 @@ namespace {
 constexpr std::uint16_t kFirstWithCommands = 0x0150;
 constexpr std::uint16_t kFirstWithKey = 0x0200;
 
+constexpr const char* kInterruptedBy = "interrupted by signal ";
+
 bool HasNewCommands(const LoaderIdentity& loader) {
     return loader.loaderVersion >= kFirstWithCommands && loader.loaderVersion < kFirstWithKey;
 }
@@ -47,11 +49,24 @@ Work::Work(const Request& request, Progress& progress)
 }
 
 bool Work::Lock() {
+    constexpr Milliseconds kBetweenTries{100};
     Begin(Phase::kLock);
-    switch (m_lock.Take(m_request.wait)) {
+    PortLock::Answer answer = m_lock.Take();
+    for (Duration left = m_request.wait;
+         answer == PortLock::Answer::kBusy && left > Duration::zero() && !Stops();
+         left -= kBetweenTries) {
+        Pause(kBetweenTries);
+        answer = m_lock.Take();
+    }
+    switch (answer) {
         case PortLock::Answer::kHeld:
             return true;
         case PortLock::Answer::kBusy:
+            if (Stops()) {
+                Fail(Status::kInterrupted, kInterruptedBy + std::to_string(m_verdict.signal),
+                     "run the same command again");
+                return false;
+            }
             Fail(Status::kBusy, "another run has the port " + m_request.board.port,
                  "wait for its end, or give --wait a time");
             return false;

@@ -170,6 +170,23 @@ TEST(GuardInstall, OfAChipThatSaysNothingProgramsNothingAndEnds) {
     expected.EntersAgain(false).ClosesPort().Starts().Ends();
     ExpectSame(run.Conversation(), expected.Text());
     EXPECT_EQ(VerdictOf(run)["chip"], "as-it-was");
+    EXPECT_EQ(VerdictOf(run)["problem"], "no chip answers at /dev/ttyS1");
+}
+
+TEST(GuardInstall, OnALineThatRefusesOnceTriesAgain) {
+    Board board;
+    board.WithFault("flush:gpio90/direction#1=eio").WithFault("flush:gpio91/direction#1=eio");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(GuardInstall, StartsTheFirmwareByTheResetLineWhereTheOtherDoesNotReachTheChip) {
+    Board board;
+    board.WithFault("fall:rxd_nmi_gpio#2..=lost");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(VerdictOf(run)["chip"], "image-running");
 }
 
 TEST(GuardInstall, OfAWrongImageTouchesNoDevice) {
@@ -197,14 +214,25 @@ TEST(GuardInstall, WithoutThePortLeavesTheChipAsItWas) {
     const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
     EXPECT_EQ(run.status, 12);
     EXPECT_EQ(VerdictOf(run)["chip"], "as-it-was");
+    EXPECT_EQ(VerdictOf(run)["problem"], "the port /dev/ttyS1 cannot be opened and set");
     EXPECT_EQ(board.Memory(), before);
 }
 
 TEST(GuardInstall, OnAMissingLineLeavesTheChipAsItWasAndNothingExported) {
     Board board;
     board.WithFault("fopen:gpio91/direction#*=enoent");
-    const Outcome run = board.RunsGuard({"install", BlinkyPath()});
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
     EXPECT_EQ(run.status, 12);
+    EXPECT_EQ(VerdictOf(run)["problem"],
+              "a GPIO line among 90, 86 and 91 does not become an output");
+}
+
+TEST(GuardInstall, WithoutTheSwitchLeavesTheChipAsItWas) {
+    Board board;
+    board.WithFault("open:comm#*=enoent");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 12);
+    EXPECT_EQ(VerdictOf(run)["problem"], "the communication device /dev/knxspi cannot be opened");
 }
 
 TEST(GuardInstall, OfABlockThatIsNeverTakenGivesUpWithNothingThatStarts) {
@@ -213,6 +241,8 @@ TEST(GuardInstall, OfABlockThatIsNeverTakenGivesUpWithNothingThatStarts) {
     const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
     EXPECT_EQ(run.status, 20);
     EXPECT_EQ(VerdictOf(run)["chip"], "no-firmware");
+    EXPECT_EQ(VerdictOf(run)["problem"], "the block at 0x2100 is not acknowledged");
+    EXPECT_EQ(VerdictOf(run)["figures"]["reentries"], 2);
     const auto memory = board.Memory();
     EXPECT_EQ(memory.at(0xFFFE), 0xFF);
     EXPECT_EQ(memory.at(0xFFFF), 0xFF);
@@ -233,6 +263,7 @@ TEST(GuardInstall, OfFirmwareThatDoesNotAnswerIsProvedButSaysSo) {
     const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
     EXPECT_EQ(run.status, 21);
     EXPECT_EQ(VerdictOf(run)["chip"], "image-proved");
+    EXPECT_EQ(VerdictOf(run)["problem"], "the firmware does not answer");
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
 }
 

@@ -117,20 +117,20 @@ TEST(PortLock, IsHeldByOneAtATimeAndFreeAfterItsEnd) {
     const TempFolder folder;
     {
         guard::PortLock first(folder.PathOf("."), "/dev/ttyS1");
-        EXPECT_EQ(first.Take(guard::Duration::zero()), guard::PortLock::Answer::kHeld);
+        EXPECT_EQ(first.Take(), guard::PortLock::Answer::kHeld);
         guard::PortLock second(folder.PathOf("."), "/dev/ttyS1");
-        EXPECT_EQ(second.Take(guard::Duration::zero()), guard::PortLock::Answer::kBusy);
+        EXPECT_EQ(second.Take(), guard::PortLock::Answer::kBusy);
         guard::PortLock other(folder.PathOf("."), "/dev/ttyS2");
-        EXPECT_EQ(other.Take(guard::Duration::zero()), guard::PortLock::Answer::kHeld);
+        EXPECT_EQ(other.Take(), guard::PortLock::Answer::kHeld);
     }
     guard::PortLock third(folder.PathOf("."), "/dev/ttyS1");
-    EXPECT_EQ(third.Take(guard::Duration::zero()), guard::PortLock::Answer::kHeld);
+    EXPECT_EQ(third.Take(), guard::PortLock::Answer::kHeld);
     EXPECT_EQ(third.Path(), folder.PathOf("./flashguard-dev-ttyS1.lock"));
 }
 
 TEST(PortLock, InAFolderThatIsNotThereHasNoFile) {
     guard::PortLock lock("/nowhere/at/all", "/dev/ttyS1");
-    EXPECT_EQ(lock.Take(guard::Duration::zero()), guard::PortLock::Answer::kNoFile);
+    EXPECT_EQ(lock.Take(), guard::PortLock::Answer::kNoFile);
 }
 
 }  // namespace
