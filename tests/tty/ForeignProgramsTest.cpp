@@ -192,12 +192,12 @@ TEST(Language, AChildThatPythonStartsDoesNotTakeItsParentsPort) {
     constexpr const char* kScript = R"(
 import os, subprocess
 port = os.open('/dev/ttyS1', os.O_RDWR)
-subprocess.run(['true'])
+print(subprocess.run(['cat'], input=b'passed on', capture_output=True).stdout)
 print(os.write(port, b'U'))
 )";
     ProbeRun run;
     const runs::Ended ended = run.Run({"/usr/bin/python3", "-c", kScript});
-    EXPECT_EQ(ended.output, "1\n") << ended.error;
+    EXPECT_EQ(ended.output, "b'passed on'\n1\n") << ended.error;
     EXPECT_EQ(run.Calls(), (std::vector<std::string>{
                                "open /dev/ttyS1 O_RDWR|O_CLOEXEC = 0",
                                "write /dev/ttyS1 55 = 1",

@@ -131,19 +131,27 @@ IoResult Forget(int descriptor) {
 }
 
 int CloseDescriptor(int descriptor) {
+    if (RunsInParentsMemory()) {
+        // It closes when the child becomes a program. Until then its number must not go to another
+        // file, since the parent's table, which the child looks into, calls it the board's.
+        return Real().fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    }
     return Answer<int>([descriptor]() -> IoResult {
-        const IoResult result = RunsInParentsMemory() ? 0 : Forget(descriptor);
+        const IoResult result = Forget(descriptor);
         static_cast<void>(Real().close(descriptor));
         return result;
     });
 }
 
 int CloseRange(unsigned first, unsigned last, int flags) {
+    if (RunsInParentsMemory()) {
+        flags = static_cast<int>(static_cast<unsigned>(flags) | CLOSE_RANGE_CLOEXEC);
+    }
     const auto end = static_cast<unsigned>(TheDescriptors().End());
     const bool closes = (static_cast<unsigned>(flags) & CLOSE_RANGE_CLOEXEC) == 0;
     for (unsigned descriptor = first; closes && descriptor < end && descriptor <= last;
          ++descriptor) {
-        if (FileFor(static_cast<int>(descriptor)) != nullptr) {
+        if (TheDescriptors().Has(static_cast<int>(descriptor))) {
             static_cast<void>(CloseDescriptor(static_cast<int>(descriptor)));
         }
     }
