@@ -59,7 +59,32 @@ TEST(GuardVerify, OfAnotherFirmwareDiffersAndItRunsOn) {
     Board board;
     const Outcome run = board.RunsGuard({"verify", BlinkyPath()});
     EXPECT_EQ(run.status, 22);
+    EXPECT_NE(run.error.find("the chip's vectors are not the image's"), std::string::npos)
+        << run.error;
     EXPECT_EQ(board.RunsGuard({"reset"}).status, 0);
+}
+
+TEST(GuardVerify, OfAnImageWithTheSameVectorsSaysWhereTheFirstDifferenceIs) {
+    Board board;
+    Install(board);
+    const Outcome run = board.RunsGuard({"verify", runs::BigPath()});
+    EXPECT_EQ(run.status, 22);
+    EXPECT_NE(run.error.find("the chip differs from the image at 0x2114"), std::string::npos)
+        << run.error;
+}
+
+TEST(GuardInfo, OfALoaderWithoutAVersionCommandNeedsThePasswordAndThePermission) {
+    Board board;
+    board.WithOption("chip=msp430-56k-v110");
+    Install(board);
+    EXPECT_EQ(board.RunsGuard({"info", "--password-of", BlinkyPath()}).status, 23);
+    const Outcome run =
+        board.RunsGuard({"info", "--may-erase", "--json", "--password-of", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_NE(run.output.find("\"loader\":{\"version\":\"0110\",\"chip_id\":\"F149\"}"),
+              std::string::npos)
+        << run.output;
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
 }
 
 TEST(GuardVerify, OnPartsThatMayEraseThemselvesDoesNotLookUnlessAllowed) {

@@ -292,6 +292,25 @@ TEST(GuardInstall, AtAHigherSpeedReadsAndWritesWithIt) {
     EXPECT_NE(run.Conversation().find("tcsetattr /dev/ttyS1 38400 8E1"), std::string::npos);
 }
 
+TEST(GuardInstall, AtTheMiddleSpeedSendsTheClockBytesOfThatOne) {
+    Board board;
+    const Outcome run = board.RunsGuard({"install", "--speed", "19200", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_NE(run.Conversation().find("write /dev/ttyS1 80 20 04 04 00 8b 01 00 "),
+              std::string::npos);
+    EXPECT_NE(run.Conversation().find("tcsetattr /dev/ttyS1 19200 8E1"), std::string::npos);
+}
+
+TEST(GuardInstall, TakesAVersionThatComesInPartsAndBetweenOtherMessages) {
+    Board board;
+    board.WithOption("chatter-period-us=3000");
+    ASSERT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0);
+    board.WithFault("read:comm#2=short 1");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(VerdictOf(run)["outcome"], "current");
+}
+
 TEST(GuardInstall, OfAPartThatNeedsAnotherClockGoesBackToTheFirstSpeed) {
     Board board;
     board.WithOption("chip=msp430-56k-v110");
