@@ -7,6 +7,8 @@
 
 namespace guard {
 
+using std::chrono_literals::operator""s;
+
 void Gauge::Begin(Phase phase, std::uint32_t total, Duration now) {
     m_phase = phase;
     m_done = 0;
@@ -23,7 +25,8 @@ unsigned Gauge::Percent() const {
 }
 
 std::optional<Duration> Gauge::Left(Duration now) const {
-    if (m_done == 0) {
+    // The first bytes of a phase say little about the rest.
+    if (now - m_began < 1s || Percent() == 0 || m_done == m_total) {
         return std::nullopt;
     }
     return (now - m_began) * static_cast<std::int64_t>(m_total - m_done) /

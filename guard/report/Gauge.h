@@ -22,7 +22,8 @@ public:
     [[nodiscard]] std::uint32_t Total() const { return m_total; }
     /// 0 to 100; 0 for a phase without a measure.
     [[nodiscard]] unsigned Percent() const;
-    /// At the pace so far; nothing before something is done.
+    /// At the pace so far; nothing in the first second or before a hundredth is done, and at the
+    /// end.
     [[nodiscard]] std::optional<Duration> Left(Duration now) const;
 
     /// "Writing", or "Writing  42 %, 15120 of 36000 bytes, 38 s left" once there is a measure.

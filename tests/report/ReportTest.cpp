@@ -155,13 +155,29 @@ TEST_F(AReport, HoldsNotesBackToOneASecondAndCountsThem) {
     report.OnNote("two");
     report.OnNote("three");
     theTime += 1s;
-    report.OnAdvance(10);
+    report.OnAdvance(5);
     theTime += 1s;
     report.OnAdvance(20);
     EXPECT_EQ(m_output.Take(),
               "Writing 0 %, 0 of 1000 bytes\n"
               "three (and 2 notes before)\n"
               "Writing 2 %, 20 of 1000 bytes, 98 s left\n");
+}
+
+TEST_F(AReport, GuessesNoTimeFromTheFirstBytesAndNoneAtTheEnd) {
+    Report report(m_options);
+    report.OnPhase(Phase::kProve, 57056);
+    theTime += 2s;
+    report.OnAdvance(2);
+    theTime += 1s;
+    report.OnAdvance(5706);
+    theTime += 1s;
+    report.OnAdvance(57056);
+    EXPECT_EQ(m_output.Take(),
+              "Reading back 0 %, 0 of 57056 bytes\n"
+              "Reading back 0 %, 2 of 57056 bytes\n"
+              "Reading back 10 %, 5706 of 57056 bytes, 26 s left\n"
+              "Reading back 100 %, 57056 of 57056 bytes\n");
 }
 
 TEST_F(AReport, ThatIsVerboseWritesEveryFrameAndLine) {

@@ -81,7 +81,7 @@ TEST(Demo, AskedForHelpSaysWhatItDoesAndHowLongThatTakes) {
         const TempFolder folder;
         const Ended ended = RunProcess({kDemo, option}, folder.PathOf("."));
         EXPECT_EQ(ended.status, 0);
-        EXPECT_TRUE(ended.output.starts_with("usage: ./demo [IMAGE.hex]\n"));
+        EXPECT_TRUE(ended.output.starts_with("usage: ./demo [--guard] [IMAGE.hex]\n"));
         EXPECT_TRUE(Has(ended.output, "which needs 7 seconds"));
         EXPECT_EQ(ended.error, "");
     }
@@ -131,6 +131,21 @@ TEST(Demo, DrawsABarWhileItDownloadsToATerminalAlone) {
     EXPECT_TRUE(Has(shown.output, "\r  [")) << shown.output;
     EXPECT_TRUE(Has(shown.output, " %\r\x1B[K")) << shown.output;
     EXPECT_FALSE(Has(InShell(folder, demo).output, "["));
+}
+
+TEST(Demo, WithGuardLetsFlashguardDoItWithABarOfItsOwn) {
+    const TempFolder folder;
+    static_cast<void>(folder.WriteFile("own.hex", ImageOf(7)));
+    static_cast<void>(folder.WriteFile("bad.hex", ":00\n"));
+    const std::string demo = std::string(kDemo) + " --guard own.hex";
+    const Ended shown = InShell(folder, "script -qec '" + demo + "' /dev/null");
+    EXPECT_EQ(shown.status, 0) << shown.output;
+    EXPECT_TRUE(Has(shown.output, "\r\x1B[K[##########")) << shown.output;
+    EXPECT_TRUE(Has(shown.output, "installed version 7: 34 bytes in 3 blocks")) << shown.output;
+    EXPECT_TRUE(Has(shown.output, "the chip now holds all 34 bytes of the image.")) << shown.output;
+    const Ended refused = InShell(folder, std::string(kDemo) + " --guard bad.hex");
+    EXPECT_EQ(refused.status, 10);
+    EXPECT_TRUE(Has(refused.error, "bad.hex is refused, in line 1")) << refused.error;
 }
 
 // The folder's own demo, as root without the right to write everywhere, or as anybody.

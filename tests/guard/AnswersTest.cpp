@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+
+// What needs no chip: check and boards, and outputs that fail under a run that is well.
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/runs/Process.h"
+#include "tests/support/TempFolder.h"
+
+using runs::Ended;
+using runs::RunProcess;
+
+namespace {
+
+const std::string kVersion = ":02210000341297\n";
+const std::string kCode = ":0221100030415C\n";
+const std::string kVector = ":02FFFE001021D0\n";
+const std::string kEnd = ":00000001FF\n";
+
+/// What passed between program and board. To look at the clock takes a moment, too, and who says
+/// more looks more often.
+std::string WithoutTimes(const std::string& transcript) {
+    constexpr std::size_t kTimeColumns = 12;
+    std::string events;
+    std::istringstream lines(transcript);
+    for (std::string line; std::getline(lines, line);) {
+        line.erase(0, kTimeColumns);
+        events += line.rfind(" end", 0) == 0 ? "" : line + "\n";
+    }
+    return events;
+}
+
+class AnAnswer : public testing::Test {
+protected:
+    Ended Guard(std::vector<std::string> words) {
+        words.insert(words.begin(), "flashguard");
+        return RunProcess(words, m_folder.PathOf("."));
+    }
+    /// Words of bash with the built programs at hand.
+    Ended Shell(const std::string& words) {
+        return RunProcess({"bash", "-c", "PATH=" FLASHMCU_PROGRAM_DIR ":$PATH; " + words},
+                          m_folder.PathOf("."));
+    }
+
+    TempFolder m_folder;
+};
+
+TEST_F(AnAnswer, OfCheckIsTheMapAndTheFindingsAndWhatTheToolMakesOfIt) {
+    static_cast<void>(
+        m_folder.WriteFile("a.hex", kVector + kVersion + ":0121120005C7\n" + kCode + kEnd));
+    const Ended ended = Guard({"check", "a.hex", "-o", "out.hex"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(
+        ended.output,
+        "a.hex:3: the block at 0x2112 is odd, and 0x2113 becomes 0xFF; nothing has to be done\n"
+        "0x2100-0x2101  2 bytes\n"
+        "0x2110-0x2112  3 bytes\n"
+        "0xFFFE-0xFFFF  2 bytes\n"
+        "flashmcu would find version 4660 and send 4 blocks\n"
+        "flashmcu would leave 1 other bytes in the chip, the first at 0x2113\n"
+        "well: version 4660, 7 bytes\n");
+    EXPECT_EQ(ended.error, "");
+    EXPECT_EQ(runs::ReadFile(m_folder.PathOf("out.hex")),
+              ":02210000341297\n:04211000304105FF56\n:02FFFE001021D0\n:00000001FF\n");
+}
+
+TEST_F(AnAnswer, OfCheckRefusesAndWritesNothing) {
+    static_cast<void>(m_folder.WriteFile("a.hex", kVersion + kCode + kEnd));
+    static_cast<void>(m_folder.WriteFile("out.hex", "old"));
+    const Ended ended = Guard({"check", "a.hex", "-o", "out.hex"});
+    EXPECT_EQ(ended.status, 10);
+    EXPECT_EQ(ended.error,
+              "flashguard: a.hex is refused: there is no reset vector at 0xFFFE; no device was "
+              "touched; link the firmware with its interrupt vectors\n"
+              "a.hex: there is no reset vector at 0xFFFE; link the firmware with its interrupt "
+              "vectors\n");
+    EXPECT_EQ(runs::ReadFile(m_folder.PathOf("out.hex")), "old");
+}
+
+TEST_F(AnAnswer, OfCheckThatCannotBeWrittenHasItsOwnStatus) {
+    static_cast<void>(m_folder.WriteFile("a.hex", kVersion + kCode + kVector + kEnd));
+    const Ended ended = Guard({"check", "-q", "a.hex", "-o", "gone/out.hex"});
+    EXPECT_EQ(ended.status, 25);
+    EXPECT_EQ(ended.error,
+              "flashguard: the canonical image can't be written: gone/out.hex: No such file or "
+              "directory; no device was touched; name a file that can be written\n");
+}
+
+TEST_F(AnAnswer, InJsonIsOneObjectALineAndTheVerdictLast) {
+    static_cast<void>(m_folder.WriteFile("a.hex", kVersion + kCode + kEnd));
+    for (const auto& words : std::vector<std::vector<std::string>>{
+             {"check", "a.hex", "--json"}, {"boards", "--json"}, {"install", "a.hex", "--json"}}) {
+        std::istringstream lines(Guard(words).output);
+        std::string last;
+        for (std::string line; std::getline(lines, line);) {
+            last = nlohmann::json::parse(line).at("type");
+        }
+        EXPECT_EQ(last, "verdict") << words.front();
+    }
+}
+
+TEST_F(AnAnswer, OfBoardsListsBuiltInOnesAndFilesAndWhatIsWrongWithThem) {
+    const std::string lines = "[lines]\nreset = 17\nrxd_nmi = 27\ntck = 22\n";
+    static_cast<void>(m_folder.WriteFile(
+        "pump.toml", "name = 'PUMP'\nport = '/dev/ttyS2'\nchip = 'msp430-56k'\n" + lines));
+    const std::string listed =
+        "name    port          communication reset rxd/nmi tck  chip             from\n"
+        "BRDA    /dev/ttyS1    /dev/knxspi   90    86      91   msp430-56k       built in\n"
+        "BRDB    /dev/ttyS1    /dev/knxspi   90    86      91   msp430-56k       built in\n"
+        "BRDC    /dev/ttymxc1  /dev/knxspi   104   6       5    msp430-56k       built in\n"
+        "PUMP    /dev/ttyS2    -             17    27      22   msp430-56k       ./pump.toml\n";
+    const Ended good = Guard({"boards", "--boards-folder", "."});
+    EXPECT_EQ(good.status, 0);
+    EXPECT_EQ(good.output, listed);
+    static_cast<void>(
+        m_folder.WriteFile("wrong.toml", "name = 'X'\nport = 3\nchip = 'y'\n" + lines));
+    const Ended wrong = Guard({"boards", "--boards-folder", "."});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_EQ(wrong.output, listed);
+    EXPECT_EQ(
+        wrong.error,
+        "flashguard: there are boards that can't be taken: ./wrong.toml:2: 'port' takes a text "
+        "in quotes; no device was touched; correct the file\n"
+        "./wrong.toml:3: there is no chip 'y'; it can be msp430-56k, msp430-56k-v110, "
+        "msp430-56k-v202 or msp430-56k-key\n");
+    EXPECT_EQ(Guard({"info", "-b", "NONE"}).status, 2);
+}
+
+TEST_F(AnAnswer, ThatNobodyCanReadChangesNeitherTheRunNorItsStatus) {
+    const std::string blinky = FLASHMCU_SOURCE_DIR "/examples/blinky/blinky.hex";
+    const std::string install = "flashguard install --lock-folder . " + blinky;
+    const std::string on = "vboard run --quiet --image " + blinky +
+                           " --summary-file summary --transcript transcript -- ";
+    struct Case {
+        const char* closing;
+        const char* options;
+        int status;
+    };
+    std::string conversation;
+    for (const Case& one :
+         {Case{"", "", 0}, Case{">&-", "", 0}, Case{"<&- >&- 2>&-", "-v", 0},
+          Case{">/dev/full 2>/dev/full", "-v", 0}, Case{">/dev/full", "--json", 25},
+          Case{"", "--prometheus gone/a.prom", 25}}) {
+        const Ended ended =
+            Shell(on + "bash -c '" + install + " " + one.options + " " + one.closing + "'");
+        EXPECT_EQ(ended.status, one.status) << one.closing << one.options << ended.error;
+        EXPECT_NE(runs::ReadFile(m_folder.PathOf("summary")).find("\"equal\": true"),
+                  std::string::npos);
+        const std::string transcript = WithoutTimes(runs::ReadFile(m_folder.PathOf("transcript")));
+        conversation = conversation.empty() ? transcript : conversation;
+        EXPECT_TRUE(transcript == conversation) << one.closing << one.options;
+    }
+    const Ended gone = Shell(on + install + " -v | true; echo ${PIPESTATUS[0]}");
+    EXPECT_EQ(gone.output, "0\n");
+}
+
+}  // namespace
