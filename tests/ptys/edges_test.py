@@ -8,6 +8,7 @@ Each test takes as long as the tool's own pauses, from half a second to seven se
 1 not, 77 this machine gives no mount namespace.
 """
 
+import os
 import subprocess
 import sys
 import unittest
@@ -89,6 +90,14 @@ class Edges(unittest.TestCase):
         self.assertIn(b"warn Error reading current version from MSP\n", ended.stdout)
         self.assertTrue(ended.stdout.endswith(b"info Current MSP version is 0\n"))
         self.assertEqual(ended.returncode, 0)
+
+    def test_the_virtual_board_names_a_missing_proc(self):
+        vboard = os.path.join(os.path.dirname(PROGRAM), "vboard")
+        hidden = 'mount -t tmpfs none /proc && exec "$@"'
+        command = ["unshare", "--mount", "sh", "-c", hidden, "sh", vboard, "run", "--", "true"]
+        ended = subprocess.run(command, capture_output=True, text=True, check=False)
+        self.assertEqual(ended.returncode, 125)
+        self.assertTrue(ended.stderr.startswith("vboard: there is no /proc here"), ended.stderr)
 
 
 if __name__ == "__main__":

@@ -53,6 +53,10 @@ void Preload(const RunOptions& options, const std::string& library) {
 
 bool FindLibrary(const RunOptions& options, std::string& library, std::string& problem) {
     std::error_code error;
+    if (!std::filesystem::is_symlink("/proc/self/exe", error)) {
+        problem = "there is no /proc here, which the virtual board needs: mount -t proc proc /proc";
+        return false;
+    }
     library = options.libraryPath.empty()
                   ? OwnLibrary()
                   : std::filesystem::absolute(options.libraryPath, error).string();
