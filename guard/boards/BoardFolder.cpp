@@ -105,7 +105,8 @@ BoardFolder ReadBoardFolder(const std::string& folder, bool mayBeMissing) {
         if (problem.empty()) {
             found.boards.push_back(std::move(board));
         } else {
-            found.problems.push_back(path + ":1: " + problem);
+            found.problems.push_back(path);
+            found.problems.back().append(":1: ").append(problem);
         }
     }
     return found;
