@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <utility>
 #include <vector>
@@ -38,18 +39,25 @@ unsigned AgeOf(pid_t thread) {
 constexpr int kQuickLooks = 20;
 constexpr long kShortNapNs = 50'000;
 constexpr long kLongNapNs = 1'000'000;
-constexpr int kMostLooks = kQuickLooks + 300;
+constexpr int kMostLooks = kQuickLooks + 5000;
 
 void Nap(long ns) {
     const timespec length{0, ns};
     static_cast<void>(Real().clock_nanosleep(CLOCK_MONOTONIC, 0, &length, nullptr));
 }
 
+/// Threads on their way into the line. One that sleeps for its lock does not rest.
+std::atomic<int> g_arriving{0};
+
+void Lock(pthread_mutex_t& lock) {
+    g_arriving.fetch_add(1);
+    static_cast<void>(pthread_mutex_lock(&lock));
+    g_arriving.fetch_sub(1);
+}
+
 class Held {
 public:
-    explicit Held(pthread_mutex_t& lock) : m_lock(lock) {
-        static_cast<void>(pthread_mutex_lock(&m_lock));
-    }
+    explicit Held(pthread_mutex_t& lock) : m_lock(lock) { Lock(m_lock); }
     ~Held() { static_cast<void>(pthread_mutex_unlock(&m_lock)); }
     Held(const Held&) = delete;
     Held& operator=(const Held&) = delete;
@@ -154,6 +162,9 @@ bool Line::IsQuiet(const InLine& place, int look) {
         }
         return false;
     }
+    if (g_arriving.load() > 0) {
+        return false;
+    }
     const bool stuck =
         !place.IsReady() && !place.wait->deadline && !place.wait->clock.NextAction().has_value();
     return !stuck || (others == ThreadWatch::Others::kAwaitEachOther && !place.wait->outside);
@@ -175,7 +186,7 @@ long Line::NapBefore(const InLine& place, int look) const {
 /// Waits until this thread is to go on, and takes the turn. True when time may move for its wait.
 bool Line::Enter(const VirtualClock::Wait* wait) {
     const InLine own{gettid(), wait};
-    static_cast<void>(pthread_mutex_lock(&m_lock));
+    Lock(m_lock);
     const auto behind = std::find_if(m_places.begin(), m_places.end(), [&own](const InLine* other) {
         return AgeOf(other->thread) > AgeOf(own.thread);
     });
@@ -281,6 +292,7 @@ void BoardTurn::BeginAnew() {
     g_line = new Line;
     t_depth = 0;
     t_stoodInLine = false;
+    g_arriving = 0;
 }
 
 bool BoardTurn::OthersRest() {

@@ -21,6 +21,12 @@ namespace {
 constexpr const char* kThreads = "/proc/self/task";
 constexpr std::string_view kRunning = "running";
 
+#ifdef SYS_mmap2
+constexpr long kMapMemory = SYS_mmap2;
+#else
+constexpr long kMapMemory = SYS_mmap;
+#endif
+
 std::string Start(const std::string& path) {
     std::array<char, 256> text{};
     const int file = Real().open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -75,7 +81,12 @@ bool Has(const std::vector<pid_t>& threads, pid_t thread) {
 /// proc(5): "running", or the call's number, its arguments and two addresses; -1 stands for a sleep
 /// outside of any call, in which a page is fetched.
 bool ThreadWatch::Sighting::Runs() const {
-    return call.starts_with(kRunning) || call.starts_with("-1 ");
+    // One that changes the program's memory waits for another thread's change at most.
+    constexpr std::array<long, 8> kBrief{SYS_munmap, SYS_mprotect, SYS_madvise, SYS_mremap,
+                                         SYS_brk,    SYS_clone,    SYS_exit,    kMapMemory};
+    const long number = std::strtol(call.c_str(), nullptr, 10);
+    return call.starts_with(kRunning) || call.starts_with("-1 ") ||
+           std::find(kBrief.begin(), kBrief.end(), number) != kBrief.end();
 }
 
 bool ThreadWatch::Sighting::AwaitsOutside() const {
