@@ -135,14 +135,14 @@ TEST(Demo, DrawsABarWhileItDownloadsToATerminalAlone) {
 
 TEST(Demo, WithGuardLetsFlashguardDoItWithABarOfItsOwn) {
     const TempFolder folder;
-    static_cast<void>(folder.WriteFile("own.hex", ImageOf(7)));
+    static_cast<void>(folder.WriteFile("own.hex", ImageOf(7, hex::Data(0x2104, {0x30, 0x41}))));
     static_cast<void>(folder.WriteFile("bad.hex", ":00\n"));
     const std::string demo = std::string(kDemo) + " --guard own.hex";
     const Ended shown = InShell(folder, "script -qec '" + demo + "' /dev/null");
     EXPECT_EQ(shown.status, 0) << shown.output;
     EXPECT_TRUE(Has(shown.output, "\r\x1B[K[##########")) << shown.output;
-    EXPECT_TRUE(Has(shown.output, "installed version 7: 34 bytes in 3 blocks")) << shown.output;
-    EXPECT_TRUE(Has(shown.output, "the chip now holds all 34 bytes of the image.")) << shown.output;
+    EXPECT_TRUE(Has(shown.output, "installed version 7: 36 bytes in 4 blocks")) << shown.output;
+    EXPECT_TRUE(Has(shown.output, "the chip now holds all 36 bytes of the image.")) << shown.output;
     const Ended refused = InShell(folder, std::string(kDemo) + " --guard bad.hex");
     EXPECT_EQ(refused.status, 10);
     EXPECT_TRUE(Has(refused.error, "bad.hex is refused, in line 1")) << refused.error;
