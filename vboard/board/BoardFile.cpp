@@ -16,6 +16,7 @@
 
 #include "vboard/board/StartState.h"
 #include "vboard/text/Format.h"
+#include "vboard/time/MustHold.h"
 
 namespace vboard {
 namespace {
@@ -162,6 +163,7 @@ BoardFile::~BoardFile() {
 }
 
 Memory BoardFile::ChipMemory() const {
+    MustHold(m_bytes != nullptr, "a board file is mapped before its memory is asked for");
     return Memory(m_bytes + kMemoryOffset, kMemorySizeBytes);
 }
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "vboard/time/MustHold.h"
+
 namespace vboard {
 namespace {
 
@@ -67,6 +69,7 @@ std::size_t Segments::Count() const {
 }
 
 std::size_t Segments::IndexOf(std::uint16_t flashAddress) const {
+    MustHold(IsFlash(flashAddress), "a segment is asked for where flash is");
     if (RegionAt(flashAddress) == Region::kMain) {
         return NumberIn(m_main, m_mainSegmentBytes, flashAddress);
     }

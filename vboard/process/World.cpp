@@ -13,6 +13,7 @@
 
 #include "vboard/faults/FaultPlanParser.h"
 #include "vboard/process/BoardTurn.h"
+#include "vboard/process/OwnMistakes.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/record/LoaderCodes.h"
 #include "vboard/text/Format.h"
@@ -61,6 +62,7 @@ World* World::Get() {
 }
 
 void World::Make() {
+    EndRunOnOwnMistakes([] { return s_world == nullptr ? Instant{} : s_world->Now(); });
     const Session& session = m_link.TheSession();
     std::string problem;
     if (!m_file.Attach(session.boardDescriptor, problem)) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "vboard/time/BitTime.h"
+#include "vboard/time/MustHold.h"
 
 namespace vboard {
 namespace {
@@ -113,6 +114,7 @@ void SerialLane::Put(Queued& next, const CharacterFault& fault) {
 }
 
 void SerialLane::Ended() {
+    MustHold(m_onWire && m_head < m_queue.size(), "a character that ends has been on the wire");
     ++m_head;
     if (m_head == kForgottenAtOnce) {
         // A queue that never runs empty does not keep what has long been sent.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "vboard/time/BitTime.h"
+#include "vboard/time/MustHold.h"
 
 namespace vboard {
 namespace {
@@ -181,6 +182,7 @@ void UartReceiver::LookFor(std::optional<Instant> fall) {
 }
 
 void UartReceiver::FinishLater() {
+    MustHold(m_start.has_value(), "a character that is completed has begun");
     const SerialFormat& format = m_format();
     const Instant end = *m_start + TimeOfBits(BitsToReceive(format), format.bitsPerSecond);
     m_finish = m_clock.At(end, [this] { Finish(); });

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#include "vboard/time/MustHold.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace vboard {
+namespace {
+
+MistakeHandler theHandler = nullptr;
+
+}  // namespace
+
+void SetMistakeHandler(MistakeHandler handler) {
+    theHandler = handler;
+}
+
+void Mistake(std::string_view what, const std::source_location& where) {
+    if (theHandler != nullptr) {
+        theHandler(what, where);
+    }
+    std::fprintf(stderr, "vboard: mistake at %s:%u: %.*s\n", where.file_name(),
+                 static_cast<unsigned>(where.line()), static_cast<int>(what.size()), what.data());
+    std::abort();
+}
+
+}  // namespace vboard
