@@ -131,6 +131,7 @@ TEST(TheProgram, IsKilledAtItsInstant) {
     const Outcome run = RunWith({"program@2.5s=kill"});
     EXPECT_EQ(run.status, 137);
     EXPECT_NE(run.transcript.find("    2.500000 fault   program@2.5s=kill\n"
+                                  "    2.500000 verdict killed at an ordered fault\n"
                                   "    2.500000 end     killed by signal 9\n"),
               std::string::npos);
 }

@@ -67,9 +67,10 @@ TEST(ACharacterToTheChip, WithWhichThePowerGoesIsLost) {
 
 TEST(ACharacterToTheHost, LostIsWaitedForInVain) {
     const Outcome run = RunWith({"char:to-host#1=lost"});
-    EXPECT_EQ(FromStrike(run, 3),
+    EXPECT_EQ(FromStrike(run, 4),
               "fault   char:to-host#1=lost\n"
               "chip    loader_state frame\n"
+              "verdict would wait for ever in read of /dev/ttyS1 for a byte\n"
               "end     exit status 124\n");
     EXPECT_EQ(run.error,
               "vboard: would wait for ever in read of /dev/ttyS1 for a byte, at 1.653292 s of "

@@ -95,6 +95,11 @@ struct PartCase {
     const char* trigger;
 };
 
+/// The case as test lists show it.
+void PrintTo(const PartCase& one, std::ostream* out) {
+    *out << one.chip << " cumulative " << one.cumulative << " trigger " << one.trigger;
+}
+
 class GuardInstallOnEveryPart : public testing::TestWithParam<PartCase> {};
 
 TEST_P(GuardInstallOnEveryPart, LeavesTheImageAndNoWeakByte) {

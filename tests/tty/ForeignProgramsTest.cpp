@@ -51,6 +51,11 @@ struct Command {
     const char* output;  ///< All of standard output.
 };
 
+/// The case as test lists show it.
+void PrintTo(const Command& one, std::ostream* out) {
+    *out << one.name;
+}
+
 class CommandTest : public testing::TestWithParam<Command> {};
 
 TEST_P(CommandTest, ReachesTheLineThroughAStreamThatTheShellOpened) {
@@ -101,6 +106,11 @@ struct Script {
     const char* option;
     const char* text;
 };
+
+/// The case as test lists show it.
+void PrintTo(const Script& one, std::ostream* out) {
+    *out << one.interpreter;
+}
 
 class ScriptTest : public testing::TestWithParam<Script> {};
 

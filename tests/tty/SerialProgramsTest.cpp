@@ -22,6 +22,11 @@ struct Talk {
     const char* output;
 };
 
+/// The case as test lists show it.
+void PrintTo(const Talk& one, std::ostream* out) {
+    *out << one.name;
+}
+
 class TalkTest : public testing::TestWithParam<Talk> {};
 
 TEST_P(TalkTest, GetsTheLoadersAnswer) {

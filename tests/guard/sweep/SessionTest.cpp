@@ -108,6 +108,11 @@ struct Interruption {
     ChipState chip;
 };
 
+/// The case as test lists show it.
+void PrintTo(const Interruption& one, std::ostream* out) {
+    *out << NameOf(one.phase) << " after " << one.after;
+}
+
 class Interrupted : public Session, public testing::WithParamInterface<Interruption> {};
 
 TEST_P(Interrupted, LetsGoOfEverythingSaysWhatTheChipHoldsAndTheNextRunDoesItsWork) {
