@@ -66,7 +66,8 @@ bool ReadLoader(std::ifstream& file, std::string& loader) {
             return false;
         }
         if (segment.p_type == PT_INTERP) {
-            loader.resize(std::min<std::size_t>(segment.p_filesz, 4096));
+            const auto length = std::min<std::uint64_t>(segment.p_filesz, 4096);
+            loader.resize(static_cast<std::size_t>(length));
             file.seekg(static_cast<std::streamoff>(segment.p_offset));
             file.read(loader.data(), static_cast<std::streamsize>(loader.size()));
             loader.resize(std::strlen(loader.c_str()));
