@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <linux/serial.h>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/select.h>
@@ -508,6 +509,81 @@ std::string GiveNothing(const Words& /*words*/) {
     return text;
 }
 
+/// nofiles: waits for files that are nowhere, and for more than there can be.
+std::string AwaitNothing(const Words& /*words*/) {
+    void* volatile nothing = nullptr;
+    volatile nfds_t tooMany = 1U << 30U;
+    pollfd file{g_descriptor, POLLOUT, 0};
+    const timespec atOnce{0, 0};
+    std::string text = Result(poll(static_cast<pollfd*>(nothing), 1, 0));
+    text += " " + Result(ppoll(static_cast<pollfd*>(nothing), 1, &atOnce, nullptr));
+    text += " " + Result(poll(&file, tooMany, 0));
+    text += " " + Result(ppoll(&file, tooMany, &atOnce, nullptr));
+    fd_set writing;
+    FD_ZERO(&writing);
+    FD_SET(g_descriptor, &writing);
+    timeval noTime{0, 0};
+    return text + " " + Result(select(1 << 30, nullptr, &writing, nullptr, &noTime)) + " " +
+           Result(select(-1, nullptr, &writing, nullptr, &noTime));
+}
+
+/// notime: waits for lengths of time that can't be.
+std::string AwaitNoTime(const Words& /*words*/) {
+    const std::array<timespec, 3> wrong{{{0, 1'000'000'000}, {0, -1}, {-1, 0}}};
+    pollfd file{g_descriptor, POLLOUT, 0};
+    fd_set writing;
+    FD_ZERO(&writing);
+    FD_SET(g_descriptor, &writing);
+    std::string text;
+    for (const timespec& time : wrong) {
+        text += Result(nanosleep(&time, nullptr)) + " ";
+        text += std::string(strerrorname_np(clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr)));
+        text += " " + Result(ppoll(&file, 1, &time, nullptr)) + " ";
+        text += Result(pselect(g_descriptor + 1, nullptr, &writing, nullptr, &time, nullptr)) + " ";
+    }
+    timeval negative{-1, 0};
+    constexpr clockid_t kNoClock = 99;
+    const timespec second{1, 0};
+    return text + Result(select(g_descriptor + 1, nullptr, &writing, nullptr, &negative)) + " " +
+           strerrorname_np(clock_nanosleep(kNoClock, 0, &second, nullptr));
+}
+
+/// selectboth: what can be read and what can be written.
+std::string SelectBoth(const Words& /*words*/) {
+    fd_set reading;
+    FD_ZERO(&reading);
+    FD_SET(g_descriptor, &reading);
+    fd_set writing = reading;
+    timeval noTime{0, 0};
+    return Result(select(g_descriptor + 1, &reading, &writing, nullptr, &noTime));
+}
+
+/// epoll: adds the file to a set, twice.
+std::string WatchBySet(const Words& /*words*/) {
+    const int events = epoll_create1(EPOLL_CLOEXEC);
+    epoll_event event{};
+    event.events = EPOLLIN;
+    return Result(epoll_ctl(events, EPOLL_CTL_ADD, g_descriptor, &event)) + " " +
+           Result(epoll_ctl(events, EPOLL_CTL_ADD, g_descriptor, &event));
+}
+
+/// reread:PATH, by a stream: after a rewind, after a seek, and once more without either.
+std::string ReadAgain(const Words& words) {
+    std::FILE* stream = std::fopen(words.at(1).c_str(), "r");
+    if (stream == nullptr) {
+        return Result(-1);
+    }
+    std::string text(1, static_cast<char>(std::fgetc(stream)));
+    static_cast<void>(std::fgetc(stream));
+    const bool ended = std::fgetc(stream) == EOF;
+    std::rewind(stream);
+    text += static_cast<char>(std::fgetc(stream));
+    text += Result(std::fseek(stream, 0, SEEK_SET));
+    text += static_cast<char>(std::fgetc(stream));
+    static_cast<void>(std::fclose(stream));
+    return text + (ended ? " ended" : "");
+}
+
 /// pieces: counts and lengths that can't be.
 std::string GiveImpossiblePieces(const Words& /*words*/) {
     std::uint8_t byte = 0;
@@ -594,6 +670,13 @@ CallTable OtherCalls() {
         {"driver", Driver},
         {"parmrk", MarkErrors},
         {"nothing", GiveNothing},
+        {"nofiles", AwaitNothing},
+        {"notime", AwaitNoTime},
+        {"selectboth", SelectBoth},
+        {"epoll", WatchBySet},
+        {"reread", ReadAgain},
+        {"sbreak", [](const Words&) { return Result(ioctl(g_descriptor, TIOCSBRK)); }},
+        {"cbreak", [](const Words&) { return Result(ioctl(g_descriptor, TIOCCBRK)); }},
         {"impossible", GiveImpossiblePieces},
         {"openwith", OpenWith},
         {"urgent", PollUrgent},

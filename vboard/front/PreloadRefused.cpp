@@ -8,6 +8,7 @@
 
 // After it: the real headers.
 #include <fcntl.h>
+#include <sys/epoll.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -62,6 +63,16 @@ VBOARD_EXPORT int ftruncate64(int descriptor, off64_t length) __THROW {
         return Refused(EINVAL);
     }
     return Real().ftruncate64(descriptor, length);
+}
+
+// Servers' way to wait for files. One that would be told nothing hangs, so it is told why.
+VBOARD_EXPORT int epoll_ctl(int set, int operation, int descriptor, epoll_event* event) __THROW {
+    if (const auto file = FileFor(descriptor)) {
+        vboard::NameRefusedSet(file->path);
+        return Refused(EPERM);
+    }
+    static const auto real = reinterpret_cast<decltype(&epoll_ctl)>(vboard::FindReal("epoll_ctl"));
+    return real(set, operation, descriptor, event);
 }
 
 // Advice that nothing comes of is followed by doing nothing.

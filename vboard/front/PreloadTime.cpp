@@ -95,8 +95,8 @@ int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const si
 
 VBOARD_EXPORT int select(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                          timeval* timeout) {
-    const FileSets sets{count, reading, writing, excepting};
-    if (timeout != nullptr && !IsTimeout(*timeout)) {
+    const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
+    if (count < 0 || (timeout != nullptr && !IsTimeout(*timeout))) {
         return Refused(EINVAL);
     }
     if (AnyOurs(sets)) {
@@ -115,8 +115,8 @@ VBOARD_EXPORT int select(int count, fd_set* reading, fd_set* writing, fd_set* ex
 
 VBOARD_EXPORT int pselect(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                           const timespec* timeout, const sigset_t* mask) {
-    const FileSets sets{count, reading, writing, excepting};
-    if (timeout != nullptr && !IsLength(*timeout)) {
+    const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
+    if (count < 0 || (timeout != nullptr && !IsLength(*timeout))) {
         return Refused(EINVAL);
     }
     if (AnyOurs(sets)) {
@@ -180,8 +180,7 @@ VBOARD_EXPORT int clock_nanosleep(clockid_t clock, int flags, const timespec* ti
     if (time == nullptr || !IsLength(*time)) {
         return Real().clock_nanosleep(clock, flags, time, remaining);
     }
-    const auto left =
-        until ? vboard::PauseUntil(clock, DurationOf(*time)) : PauseVirtually(DurationOf(*time));
+    const auto left = vboard::PauseBy(clock, until, DurationOf(*time));
     if (!left) {
         return Real().clock_nanosleep(clock, flags, time, remaining);
     }

@@ -16,6 +16,7 @@
 #include <sys/time.h>
 #include <time.h>
 
+#include <cerrno>
 #include <cstdarg>
 
 #include "vboard/process/FileStatus.h"
@@ -32,10 +33,13 @@ using vboard::DurationOf;
 using vboard::FileFor;
 using vboard::FileSets;
 using vboard::HostFor;
+using vboard::IsLength;
+using vboard::IsTimeout;
 using vboard::LastLink;
 using vboard::PauseVirtually;
 using vboard::Place;
 using vboard::PollFiles;
+using vboard::Refused;
 using vboard::Slept;
 using vboard::TheHost;
 using vboard::TimeoutOf;
@@ -52,7 +56,10 @@ Function RealNamed(const char* name) {
 
 VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                              timeval* timeout) {
-    const FileSets sets{count, reading, writing, excepting};
+    if (count < 0 || (timeout != nullptr && !IsTimeout(*timeout))) {
+        return Refused(EINVAL);
+    }
+    const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
     if (AnyOurs(sets)) {
         return vboard::SelectFiles(sets, timeout);
     }
@@ -67,7 +74,10 @@ VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set
 
 VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                               const timespec* timeout, const sigset_t* mask) {
-    const FileSets sets{count, reading, writing, excepting};
+    if (count < 0 || (timeout != nullptr && !IsLength(*timeout))) {
+        return Refused(EINVAL);
+    }
+    const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
     if (AnyOurs(sets)) {
         return vboard::SelectFiles(sets, TimeoutOf(timeout));
     }
@@ -81,6 +91,9 @@ VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_se
 
 VBOARD_EXPORT int __ppoll64(pollfd* files, nfds_t count, const timespec* timeout,
                             const sigset_t* mask) {
+    if (timeout != nullptr && !IsLength(*timeout)) {
+        return Refused(EINVAL);
+    }
     if (AnyOurs(files, count)) {
         return PollFiles("poll", files, count, TimeoutOf(timeout));
     }
@@ -93,6 +106,9 @@ VBOARD_EXPORT int __ppoll64(pollfd* files, nfds_t count, const timespec* timeout
 }
 
 VBOARD_EXPORT int __nanosleep64(const timespec* length, timespec* remaining) {
+    if (Given(length) == nullptr || !IsLength(*length)) {
+        return Refused(Given(length) == nullptr ? EFAULT : EINVAL);
+    }
     if (const auto left = PauseVirtually(DurationOf(*length))) {
         return Slept(*left);
     }
@@ -103,8 +119,10 @@ VBOARD_EXPORT int __nanosleep64(const timespec* length, timespec* remaining) {
 VBOARD_EXPORT int __clock_nanosleep_time64(clockid_t clock, int flags, const timespec* time,
                                            timespec* remaining) {
     const bool until = (flags & TIMER_ABSTIME) != 0;
-    if (const auto left = until ? vboard::PauseUntil(clock, DurationOf(*time))
-                                : PauseVirtually(DurationOf(*time))) {
+    if (Given(time) == nullptr || !IsLength(*time)) {
+        return Given(time) == nullptr ? EFAULT : EINVAL;
+    }
+    if (const auto left = vboard::PauseBy(clock, until, DurationOf(*time))) {
         return *left > Duration::zero() ? EINTR : 0;
     }
     static const auto real =

@@ -20,8 +20,9 @@ namespace {
 
 // Names under which a machine may have the hardware that this board only plays. A program on the
 // virtual board never reaches them, also where the board has no such device.
-constexpr std::array<std::string_view, 6> kHardwarePrefixes{
-    "/dev/ttyS", "/dev/ttymxc", "/dev/ttyUSB", "/dev/ttyACM", "/dev/ttyAMA", "/dev/knx"};
+constexpr std::array<std::string_view, 7> kHardwarePrefixes{
+    "/dev/ttyS",   "/dev/ttymxc", "/dev/ttyUSB",  "/dev/ttyACM",
+    "/dev/ttyAMA", "/dev/knx",    "/dev/gpiochip"};
 
 bool IsGpioPath(std::string_view path) {
     return path.starts_with(SysfsGpio::kFolder) &&

@@ -128,11 +128,15 @@ void RunLink::PassTo(Instant when) {
     report.virtualTimeNs = report.boardTimeNs;
 }
 
+void Remark(std::string_view text) {
+    static_cast<void>(WriteAll(STDERR_FILENO, Formatted("vboard: {}\n", text)));
+}
+
 void FailRun(std::string_view problem) {
     if (RunLink* link = RunLink::Get()) {
         link->Memory().report.ownError = 1;
     }
-    static_cast<void>(WriteAll(STDERR_FILENO, Formatted("vboard: {}\n", problem)));
+    Remark(problem);
     Real()._exit(kExitOwnError);
     std::abort();
 }

@@ -58,6 +58,9 @@ private:
     std::optional<std::int64_t> m_ownNs;
 };
 
+/// One line to standard error about what the board doesn't do.
+void Remark(std::string_view text);
+
 /// vboard can't go on: one line to standard error, and the exit status for that.
 [[noreturn]] void FailRun(std::string_view problem);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/process/TerminalNames.h"
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 
 #include <algorithm>
@@ -39,7 +40,9 @@ int TerminalName(const OpenFile& file, char* buffer, std::size_t size) {
 
 IoResult AnyIoctl(int descriptor, OpenFile& file, unsigned long request, void* argument) {
     if (request == FIOCLEX || request == FIONCLEX) {
-        return Real().ioctl(descriptor, request, argument);
+        // The placeholder takes no request. An inherited descriptor has no other flag.
+        const int result = Real().fcntl(descriptor, F_SETFD, request == FIOCLEX ? FD_CLOEXEC : 0);
+        return result < 0 ? -errno : 0;
     }
     const int before = file.flags;
     const IoResult result = TheHost().Ioctl(file, request, argument);

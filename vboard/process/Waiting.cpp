@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/process/Waiting.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <functional>
 #include <iterator>
@@ -10,6 +12,12 @@
 
 namespace vboard {
 namespace {
+
+/// More files than a program may have open. The usual counts cost no call.
+bool IsMoreThanThereCanBe(rlim_t count) {
+    rlimit limit{};
+    return count > FD_SETSIZE && getrlimit(RLIMIT_NOFILE, &limit) == 0 && count >= limit.rlim_cur;
+}
 
 bool IsIn(const fd_set* set, int descriptor) {
     return set != nullptr && FD_ISSET(descriptor, set);
@@ -100,6 +108,12 @@ void StoreReady(const Split& split) {
 
 }  // namespace
 
+FileSets SetsOf(int count, fd_set* reading, fd_set* writing, fd_set* excepting) {
+    // Such a count stands for all files, and the sets behind it are of the usual size.
+    const bool all = count > 0 && IsMoreThanThereCanBe(static_cast<rlim_t>(count));
+    return {all ? FD_SETSIZE : count, reading, writing, excepting};
+}
+
 bool AnyOurs(const FileSets& sets) {
     for (int descriptor = 0; descriptor < sets.count; ++descriptor) {
         if (IsInAny(sets, descriptor) && TheDescriptors().Has(descriptor)) {
@@ -110,7 +124,9 @@ bool AnyOurs(const FileSets& sets) {
 }
 
 bool AnyOurs(const pollfd* files, nfds_t count) {
-    return std::any_of(files, files + count,
+    // The kernel has the errors for what can't be looked at.
+    return files != nullptr && !IsMoreThanThereCanBe(count) &&
+           std::any_of(files, files + count,
                        [](const pollfd& file) { return TheDescriptors().Has(file.fd); });
 }
 
@@ -202,6 +218,13 @@ std::optional<Duration> PauseUntil(clockid_t clock, Duration time) {
     }
     const BoardTurn turn;
     return PauseVirtually(time - *offset - world->Now().time_since_epoch());
+}
+
+std::optional<Duration> PauseBy(clockid_t clock, bool until, Duration time) {
+    if (until) {
+        return PauseUntil(clock, time);
+    }
+    return OffsetOf(clock) ? PauseVirtually(time) : std::nullopt;
 }
 
 }  // namespace vboard

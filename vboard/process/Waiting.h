@@ -26,7 +26,11 @@ struct FileSets {
     fd_set* excepting;
 };
 
-/// True when one of the files is the board's.
+/// The sets of a call. As in the kernel, a count beyond all files that the program may have open is
+/// not taken at its word.
+[[nodiscard]] FileSets SetsOf(int count, fd_set* reading, fd_set* writing, fd_set* excepting);
+
+/// True when one of the files is the board's. Never of files that are nowhere or too many.
 [[nodiscard]] bool AnyOurs(const FileSets& sets);
 [[nodiscard]] bool AnyOurs(const pollfd* files, nfds_t count);
 /// True when there is no file at all: a wait for time alone.
@@ -76,5 +80,7 @@ inline int Slept(Duration left) {
 [[nodiscard]] std::optional<Duration> AskClock(clockid_t clock);
 /// A pause until such a clock shows `time`, as PauseVirtually.
 [[nodiscard]] std::optional<Duration> PauseUntil(clockid_t clock, Duration time);
+/// clock_nanosleep(2): `until` such a clock shows `time`, or for so long by it.
+[[nodiscard]] std::optional<Duration> PauseBy(clockid_t clock, bool until, Duration time);
 
 }  // namespace vboard

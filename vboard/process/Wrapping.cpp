@@ -14,6 +14,7 @@
 #include "vboard/process/Locks.h"
 #include "vboard/process/MemoryOwner.h"
 #include "vboard/process/RealLibc.h"
+#include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
@@ -95,6 +96,18 @@ IoResult GiveTo(int target, std::span<const std::uint8_t> part) {
     return written < 0 ? -errno : written;
 }
 
+/// Says once, in the board's turn, where the lines of a GPIO chip are instead.
+void NameRefusedChip(const std::string& path) {
+    static bool said = false;
+    if (!said && path.starts_with("/dev/gpiochip")) {
+        said = true;
+        Remark(
+            Formatted("open of {} is refused with ENOENT: the board's lines are the files of "
+                      "/sys/class/gpio",
+                      path));
+    }
+}
+
 }  // namespace
 
 int OpenDescriptor(const Place& place, int flags, std::string_view mode) {
@@ -109,6 +122,7 @@ int OpenDescriptor(const Place& place, int flags, std::string_view mode) {
     const CallKind how = mode.empty() ? CallKind::kOpen : CallKind::kFopen;
     std::shared_ptr<OpenFile> file = place.TheHost().Open(how, place.Path(), flags, mode, error);
     if (file == nullptr) {
+        NameRefusedChip(place.Path());
         errno = error;
         return -1;
     }
@@ -118,6 +132,17 @@ int OpenDescriptor(const Place& place, int flags, std::string_view mode) {
         errno = before;
     }
     return descriptor;
+}
+
+void NameRefusedSet(const std::string& path) {
+    static bool said = false;
+    if (!said) {
+        said = true;
+        Remark(
+            Formatted("epoll_ctl of {} is refused with EPERM: wait for the board's files with poll "
+                      "or select",
+                      path));
+    }
 }
 
 IoResult Forget(int descriptor) {

@@ -91,6 +91,8 @@ Result Answer(Ask&& ask) {
 /// failure.
 [[nodiscard]] int OpenDescriptor(const Place& place, int flags, std::string_view mode = {});
 int CloseDescriptor(int descriptor);
+/// Says once in a program, in the board's turn, why an epoll set doesn't take the file.
+void NameRefusedSet(const std::string& path);
 /// What the board knows of a descriptor goes; the machine's own stays. 0, or -errno of the closing.
 IoResult Forget(int descriptor);
 /// True for a descriptor that the run itself needs.
