@@ -82,9 +82,10 @@ NOT_TRIED = {"aio_cancel", "aio_cancel64", "posix_spawn", "posix_spawnp", "execv
              "posix_spawn_file_actions_addfchdir_np", "fsconfig", "isfdtype", "ptsname"}
 
 
-# What is no file at all: the text of a link; a folder whose path libc's header calls a name.
+# What is no file at all: the text of a link; a folder whose path libc's header calls a name; the
+# set of an epoll_ctl, for which the page has an errno of its own.
 NOT_PLACES = {("symlink", 0), ("symlinkat", 0), ("symlinkat", 1), ("unlinkat", 0),
-              ("inotify_add_watch", 0)}
+              ("inotify_add_watch", 0), ("epoll_ctl", 0)}
 # Without these the kernel would not look at the descriptor.
 BESIDE = {"tee": {2: 1}, "epoll_ctl": {1: 1, 3: "memory"}, "signalfd": {1: "memory"}}
 # Calls that take the names in a folder, not the folder.
