@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <optional>
 
 #include "flashmcu/Log.h"
@@ -14,6 +13,7 @@
 #include "guard/CommandLine.h"
 #include "guard/Files.h"
 #include "guard/link/StopRequest.h"
+#include "guard/report/HeldVerdict.h"
 #include "guard/report/Report.h"
 #include "guard/session/Operations.h"
 #include "image/IntelHex.h"
@@ -88,15 +88,19 @@ std::optional<Verdict> Prepare(const CommandLine& line, Request& request, Report
     return std::nullopt;
 }
 
+/// Writes the file that was asked for before the verdict is announced, which tells of it.
 Verdict ReadInto(const CommandLine& line, const Request& request, Report& report) {
     image::MemoryImage memory;
-    Verdict verdict = Read(request, report, memory);
+    HeldVerdict held(report);
+    Verdict verdict = Read(request, held, memory);
     std::string problem;
     if (verdict.status == Status::kDone && !WriteImage(line.output, memory, problem)) {
         verdict.status = Status::kVerdictUnwritten;
-        (void)std::fprintf(stderr, "flashguard: what was read can't be written: %s\n",
-                           problem.c_str());
+        verdict.outcome = Outcome::kNothing;
+        verdict.problem = "what was read can't be written: " + problem;
+        verdict.remedy = "name a file that can be written";
     }
+    report.OnVerdict(verdict);
     return verdict;
 }
 

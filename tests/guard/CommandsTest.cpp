@@ -77,7 +77,13 @@ TEST(GuardInfo, OfALoaderWithoutAVersionCommandNeedsThePasswordAndThePermission)
     Board board;
     board.WithOption("chip=msp430-56k-v110");
     Install(board);
-    EXPECT_EQ(board.RunsGuard({"info", "--password-of", BlinkyPath()}).status, 23);
+    const Outcome refused = board.RunsGuard({"info", "--password-of", BlinkyPath()});
+    EXPECT_EQ(refused.status, 23);
+    GuardConversation expected;
+    expected.Asks(4660).Enters();
+    // For its own sake, and to see whether a password may be sent.
+    expected.Refused(loader::VersionRequestFrame()).Refused(loader::VersionRequestFrame());
+    ExpectSame(refused.Conversation(), expected.ClosesPort().Starts().Ends().Text());
     const Outcome run =
         board.RunsGuard({"info", "--may-erase", "--json", "--password-of", BlinkyPath()});
     EXPECT_EQ(run.status, 0) << run.error;
@@ -112,6 +118,27 @@ TEST(GuardRead, WithThePasswordOfTheImageWritesWhatTheChipHolds) {
     EXPECT_EQ(run.status, 0) << run.error;
     board.WithFile("again.hex", runs::ReadFile(board.PathOf("out.hex")));
     EXPECT_EQ(board.DifferenceFrom(runs::ReadFile(board.PathOf("again.hex"))), "");
+}
+
+TEST(GuardRead, IntoWhatCannotBeWrittenSaysSoInTheVerdictToo) {
+    Board board;
+    Install(board);
+    const std::vector<std::string> words{"read", "-o", "out.hex", "--password-of", BlinkyPath()};
+    const std::string well = board.RunsGuard(words).Conversation();
+    const Outcome run =
+        board.RunsGuard({"read", "--json", "-o", "gone/out.hex", "--password-of", BlinkyPath()});
+    EXPECT_EQ(run.status, 25);
+    ExpectSame(run.Conversation(), well);
+    EXPECT_EQ(run.error,
+              "flashguard: what was read can't be written: gone/out.hex: No such file or "
+              "directory; the chip is as it was; name a file that can be written\n");
+    const auto verdict = run.output.rfind("{\"type\":\"verdict\"");
+    ASSERT_NE(verdict, std::string::npos) << run.output;
+    EXPECT_NE(run.output.find("\"status\":25,\"status_name\":\"verdict-unwritten\","
+                              "\"outcome\":\"nothing\"",
+                              verdict),
+              std::string::npos)
+        << run.output.substr(verdict);
 }
 
 TEST(GuardRead, WithTheWrongPasswordCouldNotLookAndWritesNothing) {

@@ -89,6 +89,59 @@ TEST(GuardInstall, OnTheBoardWithOtherLinesIsTheSameConversationThere) {
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
 }
 
+TEST(GuardInstall, OnTheModelLikeTheFirstIsTheSameConversation) {
+    Board board;
+    board.OfModel("BRDB").WithOption("receive-trigger=1");
+    const Outcome run = board.RunsGuard({"-b", "BRDB", "install", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    ExpectSame(run.Conversation(), InstallOf(Blinky(), 256).Text());
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+// How many characters come with one read depends on the trigger.
+TEST(GuardInstall, OnTheModelLikeTheFirstIsProvedWithTheLastReceiveTrigger) {
+    Board board;
+    board.OfModel("BRDB").WithOption("receive-trigger=14");
+    const Outcome run = board.RunsGuard({"-b", "BRDB", "install", "--json", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(VerdictOf(run)["chip"], "image-running");
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(GuardInstall, OnABoardFromAFileIsTheSameConversationOnItsLines) {
+    Board board;
+    board.WithFile("pump.toml",
+                   "name = 'PUMP'\nport = '/dev/ttyS2'\ncommunication = '/dev/knxspi'\n"
+                   "chip = 'msp430-56k'\n[lines]\nreset = 17\nrxd_nmi = 27\ntck = "
+                   "22\n[erase]\ntotal_ms = 200\n");
+    board.OfModel(board.PathOf("pump.toml"));
+    const Outcome run =
+        board.RunsGuard({"-b", "PUMP", "--boards-folder", ".", "install", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    const runs::Wiring wiring{"17", "27", "22", "/dev/ttyS2", "/dev/knxspi"};
+    ExpectSame(run.Conversation(), InstallOf(Blinky(), 256, wiring).Text());
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+// The signal has come before the program, which finds it when it looks first.
+TEST(GuardInstall, ThatSigtermInterruptsStillEndsItsJsonWithTheVerdict) {
+    Board board;
+    const Outcome run = board.RunsScript(
+        "exec python3 -c 'import os, signal\n"
+        "signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])\n"
+        "os.kill(os.getpid(), signal.SIGTERM)\n"
+        "os.execvp(\"flashguard\", [\"flashguard\", \"--lock-folder\", \".\", \"--json\", "
+        "\"install\", \"" +
+        BlinkyPath() + "\"])'");
+    EXPECT_EQ(run.status, 24) << run.error;
+    ExpectSame(run.Conversation(), GuardConversation().Asks(256).Text());
+    const auto verdict = VerdictOf(run);
+    EXPECT_EQ(verdict["type"], "verdict") << run.output;
+    EXPECT_EQ(verdict["status"], 24);
+    EXPECT_EQ(verdict["chip"], "as-it-was");
+    EXPECT_EQ(verdict["problem"], "interrupted by signal 15");
+}
+
 struct PartCase {
     const char* chip;
     const char* cumulative;

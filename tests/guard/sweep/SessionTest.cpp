@@ -54,6 +54,16 @@ protected:
     Operation Installs() {
         return [this](guard::Progress& progress) { return guard::Install(request, progress); };
     }
+    /// Gives the figures for the problem: no more than that crosses from the child.
+    Operation InstallsAndCounts() {
+        return [this](guard::Progress& progress) {
+            guard::Verdict verdict = guard::Install(request, progress);
+            verdict.problem = "retries " + std::to_string(verdict.retries) + ", new sessions " +
+                              std::to_string(verdict.reentries) + ", bytes written " +
+                              std::to_string(verdict.bytesWritten);
+            return verdict;
+        };
+    }
     [[nodiscard]] std::string DifferenceIn(const Shared& shared) const {
         for (std::uint32_t at = 0x2100; at < shared.memory.size(); ++at) {
             if (shared.memory.at(at) != request.image->memory.At(static_cast<std::uint16_t>(at))) {
@@ -155,6 +165,72 @@ TEST_F(Session, WithoutACommunicationDeviceProvesTheStartByThePassword) {
     EXPECT_EQ(run.LeftBehind(), "");
     EXPECT_EQ(shared.state.chip.mode, vboard::ChipMode::kApplication);
 }
+
+// The last answer to a request for data tells whether the password was taken.
+TEST_F(Session, WithoutACommunicationDeviceDoesNotTakeARefusedPasswordForAStart) {
+    request.board.communication.reset();
+    BoardRun run({});
+    const Shared& shared = run.Run(Installs(), {{"answer:read#8..=nak"}});
+    EXPECT_EQ(shared.status, Status::kWrongVersion);
+    EXPECT_EQ(shared.chip, ChipState::kImageProved) << NameOf(shared.chip);
+    EXPECT_STREQ(shared.problem.data(), "the chip does not take the password of the image");
+}
+
+// All of it as it has to be, but for the check bytes.
+TEST_F(Session, AsksAgainForDataWhoseCheckBytesDoNotFit) {
+    BoardRun run({});
+    const Shared& shared =
+        run.Run(InstallsAndCounts(), {{"answer:read#1=bytes 80 00 10 10 00 00 00 00 00 00 00 00 00 "
+                                       "00 00 00 00 00 00 00 12 34"}});
+    EXPECT_EQ(shared.status, Status::kDone);
+    EXPECT_STREQ(shared.problem.data(), "retries 1, new sessions 0, bytes written 772");
+}
+
+// Characters 276 to 535 to the chip are the first block's frame.
+TEST_F(Session, GetsALoaderThatWaitsForTheRestOfAFrameBackIntoStep) {
+    BoardRun run({});
+    const Shared& shared = run.Run(InstallsAndCounts(), {{"char:to-chip#300..329=lost"}});
+    EXPECT_EQ(shared.status, Status::kDone);
+    EXPECT_STREQ(shared.problem.data(), "retries 1, new sessions 0, bytes written 772");
+    EXPECT_EQ(DifferenceIn(shared), "");
+}
+
+// Two changes that leave the check bytes as they are: bits are programmed that only an erase brings
+// back, so that to write the block again is in vain.
+TEST_F(Session, ErasesAnewWhenABlockHasBitsThatNoWriteBringsBack) {
+    BoardRun run({});
+    const Shared& shared = run.Run(InstallsAndCounts(),
+                                   {{"char:to-chip#286=change 02", "char:to-chip#288=change 02"}});
+    EXPECT_EQ(shared.status, Status::kDone);
+    EXPECT_STREQ(shared.problem.data(), "retries 0, new sessions 1, bytes written 1540");
+    EXPECT_EQ(DifferenceIn(shared), "");
+}
+
+// This part's loader acknowledges without a look. Three writes of the block in each session.
+TEST_F(Session, GivesUpACellThatNoWriteReaches) {
+    BoardRun run({"chip=msp430-56k-v110"});
+    const Shared& shared = run.Run(InstallsAndCounts(), {{"cell:0x2180=stuck-erased"}});
+    EXPECT_EQ(shared.status, Status::kFailed);
+    EXPECT_EQ(shared.chip, ChipState::kNoFirmware);
+    EXPECT_STREQ(shared.problem.data(), "retries 0, new sessions 2, bytes written 3804");
+}
+
+class AVersionCutShort : public Session, public testing::WithParamInterface<const char*> {};
+
+TEST_P(AVersionCutShort, IsNoVersionAndIsAskedForAgain) {
+    BoardRun run({});
+    const Operation tells = [this](guard::Progress& progress) {
+        guard::Verdict verdict = guard::Info(request, progress);
+        verdict.problem = std::to_string(verdict.versionBefore.value_or(0xFFFF));
+        return verdict;
+    };
+    const Shared& shared = run.Run(tells, {{"read:comm#2=short 1", GetParam()}});
+    EXPECT_EQ(shared.status, Status::kDone);
+    EXPECT_STREQ(shared.problem.data(), "256");
+}
+
+INSTANTIATE_TEST_SUITE_P(ByTimeOrError, AVersionCutShort,
+                         testing::Values("select:comm#3=timeout", "read:comm#3=eio"));
 
 TEST_F(Session, KeepsWhatInformationMemoryHolds) {
     BoardRun run({});
