@@ -14,8 +14,8 @@ TEST(MustHoldDeathTest, WhatDoesNotHoldEndsTheProcessWithItsWordsAndItsPlace) {
 TEST(MustHoldDeathTest, WhoTakesMistakesGetsTheWordsFirst) {
     EXPECT_EXIT(
         {
-            vboard::SetMistakeHandler([](std::string_view what, const std::source_location& where) {
-                std::exit(what == "order" && where.line() > 0 ? 125 : 1);
+            vboard::SetMistakeHandler([](std::string_view what, vboard::SourceLine where) {
+                std::exit(what == "order" && where.line > 0 ? 125 : 1);
             });
             vboard::MustHold(false, "order");
         },

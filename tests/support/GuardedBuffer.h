@@ -12,8 +12,7 @@ class GuardedBuffer {
 public:
     static constexpr std::uint8_t kFill = 0xC7;
 
-    explicit GuardedBuffer(std::size_t sizeBytes)
-        : m_size(sizeBytes), m_all(sizeBytes + 2 * kGuardBytes, kFill) {}
+    explicit GuardedBuffer(std::size_t sizeBytes) : m_all(sizeBytes + 2 * kGuardBytes, kFill) {}
 
     std::uint8_t* Data() { return m_all.data() + kGuardBytes; }
     [[nodiscard]] Bytes First(int count) const {
@@ -29,6 +28,5 @@ public:
 
 private:
     static constexpr int kGuardBytes = 512;
-    std::size_t m_size;
     Bytes m_all;
 };

@@ -36,12 +36,6 @@ using vboard::TimeoutOf;
 using std::chrono_literals::operator""us;
 using std::chrono_literals::operator""s;
 
-timespec Timespec(Duration length) {
-    timespec time{};
-    vboard::StoreDuration(length, time);
-    return time;
-}
-
 int Poll(pollfd* files, nfds_t count, int timeout) {
     if (AnyOurs(files, count)) {
         return PollFiles("poll", files, count, PollTimeout(timeout));
@@ -55,7 +49,7 @@ int Poll(pollfd* files, nfds_t count, int timeout) {
     }
     OutsideWait away(PollTimeout(timeout));
     const auto real = away.RealTimeout();
-    const timespec length = Timespec(real.value_or(Duration::zero()));
+    const timespec length = vboard::TimespecOf(real.value_or(Duration::zero()));
     const int ready = Real().ppoll(files, count, real ? &length : nullptr, nullptr);
     away.Ended(ready == 0);
     return ready;
@@ -74,7 +68,7 @@ int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const si
     }
     OutsideWait away(TimeoutOf(timeout));
     const auto real = away.RealTimeout();
-    const timespec length = Timespec(real.value_or(Duration::zero()));
+    const timespec length = vboard::TimespecOf(real.value_or(Duration::zero()));
     const int ready = Real().ppoll(files, count, real ? &length : nullptr, mask);
     away.Ended(ready == 0);
     return ready;
@@ -84,7 +78,7 @@ int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const si
 int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const sigset_t* mask) {
     OutsideWait away(timeout);
     const auto real = away.RealTimeout();
-    const timespec length = Timespec(real.value_or(Duration::zero()));
+    const timespec length = vboard::TimespecOf(real.value_or(Duration::zero()));
     const int ready = Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting,
                                      real ? &length : nullptr, mask);
     away.Ended(ready == 0);

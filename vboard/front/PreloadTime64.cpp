@@ -46,12 +46,6 @@ using vboard::TimeoutOf;
 
 using std::chrono_literals::operator""us;
 
-/// The C library's own function of this name.
-template <class Function>
-Function RealNamed(const char* name) {
-    return reinterpret_cast<Function>(vboard::FindReal(name));
-}
-
 }  // namespace
 
 VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
@@ -68,7 +62,7 @@ VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set
                               : std::nullopt) {
         return Slept(*left);
     }
-    static const auto real = RealNamed<decltype(&__select64)>("__select64");
+    static const auto real = vboard::RealNamed<decltype(&__select64)>("__select64");
     return real(count, reading, writing, excepting, timeout);
 }
 
@@ -85,7 +79,7 @@ VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_se
                                                             : std::nullopt) {
         return Slept(*left);
     }
-    static const auto real = RealNamed<decltype(&__pselect64)>("__pselect64");
+    static const auto real = vboard::RealNamed<decltype(&__pselect64)>("__pselect64");
     return real(count, reading, writing, excepting, timeout, mask);
 }
 
@@ -101,7 +95,7 @@ VBOARD_EXPORT int __ppoll64(pollfd* files, nfds_t count, const timespec* timeout
                                                            : std::nullopt) {
         return Slept(*left);
     }
-    static const auto real = RealNamed<decltype(&__ppoll64)>("__ppoll64");
+    static const auto real = vboard::RealNamed<decltype(&__ppoll64)>("__ppoll64");
     return real(files, count, timeout, mask);
 }
 
@@ -112,7 +106,7 @@ VBOARD_EXPORT int __nanosleep64(const timespec* length, timespec* remaining) {
     if (const auto left = PauseVirtually(DurationOf(*length))) {
         return Slept(*left);
     }
-    static const auto real = RealNamed<decltype(&__nanosleep64)>("__nanosleep64");
+    static const auto real = vboard::RealNamed<decltype(&__nanosleep64)>("__nanosleep64");
     return real(length, remaining);
 }
 
@@ -126,7 +120,7 @@ VBOARD_EXPORT int __clock_nanosleep_time64(clockid_t clock, int flags, const tim
         return *left > Duration::zero() ? EINTR : 0;
     }
     static const auto real =
-        RealNamed<decltype(&__clock_nanosleep_time64)>("__clock_nanosleep_time64");
+        vboard::RealNamed<decltype(&__clock_nanosleep_time64)>("__clock_nanosleep_time64");
     return real(clock, flags, time, remaining);
 }
 
@@ -135,7 +129,7 @@ VBOARD_EXPORT int __clock_gettime64(clockid_t clock, timespec* time) {
         vboard::StoreDuration(*now, *time);
         return 0;
     }
-    static const auto real = RealNamed<decltype(&__clock_gettime64)>("__clock_gettime64");
+    static const auto real = vboard::RealNamed<decltype(&__clock_gettime64)>("__clock_gettime64");
     return real(clock, time);
 }
 
@@ -144,7 +138,7 @@ VBOARD_EXPORT int __gettimeofday64(timeval* time, void* zone) {
         vboard::StoreTimeOfDay(*now, *time);
         return 0;
     }
-    static const auto real = RealNamed<decltype(&__gettimeofday64)>("__gettimeofday64");
+    static const auto real = vboard::RealNamed<decltype(&__gettimeofday64)>("__gettimeofday64");
     return real(time, zone);
 }
 
@@ -152,7 +146,7 @@ VBOARD_EXPORT time_t __time64(time_t* stored) {
     if (const auto now = AskClock(CLOCK_REALTIME)) {
         return vboard::StoreSeconds(*now, stored);
     }
-    static const auto real = RealNamed<decltype(&__time64)>("__time64");
+    static const auto real = vboard::RealNamed<decltype(&__time64)>("__time64");
     return real(stored);
 }
 
@@ -162,7 +156,7 @@ VBOARD_EXPORT int __timespec_get64(timespec* time, int base) {
         vboard::StoreDuration(*now, *time);
         return base;
     }
-    static const auto real = RealNamed<decltype(&__timespec_get64)>("__timespec_get64");
+    static const auto real = vboard::RealNamed<decltype(&__timespec_get64)>("__timespec_get64");
     return real(time, base);
 }
 
@@ -171,7 +165,7 @@ VBOARD_EXPORT int __stat64_time64(const char* path, struct stat* status) {
         return Answer<int>(
             [&] { return vboard::StoreStatus(place.TheHost(), place.Path(), Given(status)); });
     }
-    static const auto real = RealNamed<decltype(&__stat64_time64)>("__stat64_time64");
+    static const auto real = vboard::RealNamed<decltype(&__stat64_time64)>("__stat64_time64");
     return real(path, status);
 }
 
@@ -180,7 +174,7 @@ VBOARD_EXPORT int __lstat64_time64(const char* path, struct stat* status) {
         return Answer<int>(
             [&] { return vboard::StoreStatus(place.TheHost(), place.Path(), Given(status)); });
     }
-    static const auto real = RealNamed<decltype(&__lstat64_time64)>("__lstat64_time64");
+    static const auto real = vboard::RealNamed<decltype(&__lstat64_time64)>("__lstat64_time64");
     return real(path, status);
 }
 
@@ -189,7 +183,7 @@ VBOARD_EXPORT int __fstat64_time64(int descriptor, struct stat* status) {
         return Answer<int>(
             [&] { return vboard::StoreStatus(TheHost(), file->path, Given(status)); });
     }
-    static const auto real = RealNamed<decltype(&__fstat64_time64)>("__fstat64_time64");
+    static const auto real = vboard::RealNamed<decltype(&__fstat64_time64)>("__fstat64_time64");
     return real(descriptor, status);
 }
 
@@ -205,7 +199,7 @@ VBOARD_EXPORT int __fstatat64_time64(int folder, const char* path, struct stat* 
         return Answer<int>(
             [&] { return vboard::StoreStatus(place.TheHost(), place.Path(), Given(status)); });
     }
-    static const auto real = RealNamed<decltype(&__fstatat64_time64)>("__fstatat64_time64");
+    static const auto real = vboard::RealNamed<decltype(&__fstatat64_time64)>("__fstatat64_time64");
     return real(folder, path, status, flags);
 }
 
@@ -217,6 +211,6 @@ VBOARD_EXPORT int __fcntl_time64(int descriptor, int command, ...) {
     if (FileFor(descriptor) != nullptr) {
         return vboard::ControlDescriptor(descriptor, command, argument);
     }
-    static const auto real = RealNamed<decltype(&__fcntl_time64)>("__fcntl_time64");
+    static const auto real = vboard::RealNamed<decltype(&__fcntl_time64)>("__fcntl_time64");
     return real(descriptor, command, argument);
 }

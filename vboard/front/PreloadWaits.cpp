@@ -33,23 +33,11 @@ using vboard::Duration;
 using vboard::DurationOf;
 using vboard::OutsideWait;
 
-/// The C library's own function of this name.
-template <class Function>
-Function RealNamed(const char* name) {
-    return reinterpret_cast<Function>(vboard::FindReal(name));
-}
-
 /// libc's old functions take the clock from the object; a date and a time since the start of a
 /// machine can't be taken for each other.
 clockid_t ClockOf(const timespec& deadline) {
     constexpr time_t kNoMachineIsThatOld = 1'000'000'000;
     return deadline.tv_sec > kNoMachineIsThatOld ? CLOCK_REALTIME : CLOCK_MONOTONIC;
-}
-
-timespec Timespec(Duration length) {
-    timespec time{};
-    vboard::StoreDuration(length, time);
-    return time;
 }
 
 bool HasDeadline(const timespec* deadline) {
@@ -73,7 +61,8 @@ int WaitUntil(clockid_t clock, const timespec* deadline, Real real) {
 /// The same for a condition, whose lock is free for others as long as the wait lasts.
 int AwaitCondition(pthread_cond_t* condition, pthread_mutex_t* lock, clockid_t clock,
                    const timespec* deadline) {
-    static const auto real = RealNamed<decltype(&pthread_cond_clockwait)>("pthread_cond_clockwait");
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_cond_clockwait)>("pthread_cond_clockwait");
     if (!HasDeadline(deadline)) {
         return real(condition, lock, clock, deadline);
     }
@@ -96,7 +85,7 @@ int AwaitCondition(pthread_cond_t* condition, pthread_mutex_t* lock, clockid_t c
 }
 
 int AwaitSemaphore(sem_t* semaphore, clockid_t clock, const timespec* deadline) {
-    static const auto real = RealNamed<decltype(&sem_clockwait)>("sem_clockwait");
+    static const auto real = vboard::RealNamed<decltype(&sem_clockwait)>("sem_clockwait");
     return WaitUntil(clock, deadline,
                      [semaphore](clockid_t by, const timespec* then) {
                          const int result = real(semaphore, by, then);
@@ -168,7 +157,7 @@ VBOARD_EXPORT int thrd_sleep(const timespec* length, timespec* remaining) {
         }
         return *left > Duration::zero() ? -1 : 0;
     }
-    static const auto real = RealNamed<decltype(&thrd_sleep)>("thrd_sleep");
+    static const auto real = vboard::RealNamed<decltype(&thrd_sleep)>("thrd_sleep");
     return real(length, remaining);
 }
 
@@ -183,7 +172,7 @@ VBOARD_EXPORT int sem_clockwait(sem_t* semaphore, clockid_t clock, const timespe
 VBOARD_EXPORT int pthread_mutex_timedlock(pthread_mutex_t* lock,
                                           const timespec* deadline) __THROWNL {
     static const auto real =
-        RealNamed<decltype(&pthread_mutex_clocklock)>("pthread_mutex_clocklock");
+        vboard::RealNamed<decltype(&pthread_mutex_clocklock)>("pthread_mutex_clocklock");
     return WaitUntil(CLOCK_REALTIME, deadline, [lock](clockid_t clock, const timespec* then) {
         return real(lock, clock, then);
     });
@@ -192,13 +181,13 @@ VBOARD_EXPORT int pthread_mutex_timedlock(pthread_mutex_t* lock,
 VBOARD_EXPORT int pthread_mutex_clocklock(pthread_mutex_t* lock, clockid_t clock,
                                           const timespec* deadline) __THROWNL {
     static const auto real =
-        RealNamed<decltype(&pthread_mutex_clocklock)>("pthread_mutex_clocklock");
+        vboard::RealNamed<decltype(&pthread_mutex_clocklock)>("pthread_mutex_clocklock");
     return WaitUntil(clock, deadline,
                      [lock](clockid_t by, const timespec* then) { return real(lock, by, then); });
 }
 
 VBOARD_EXPORT int epoll_wait(int set, epoll_event* events, int most, int timeout) {
-    static const auto real = RealNamed<decltype(&epoll_wait)>("epoll_wait");
+    static const auto real = vboard::RealNamed<decltype(&epoll_wait)>("epoll_wait");
     return AwaitEvents(vboard::PollTimeout(timeout), [=](std::optional<Duration> then) {
         return real(set, events, most, Milliseconds(then));
     });
@@ -206,7 +195,7 @@ VBOARD_EXPORT int epoll_wait(int set, epoll_event* events, int most, int timeout
 
 VBOARD_EXPORT int epoll_pwait(int set, epoll_event* events, int most, int timeout,
                               const sigset_t* mask) {
-    static const auto real = RealNamed<decltype(&epoll_pwait)>("epoll_pwait");
+    static const auto real = vboard::RealNamed<decltype(&epoll_pwait)>("epoll_pwait");
     return AwaitEvents(vboard::PollTimeout(timeout), [=](std::optional<Duration> then) {
         return real(set, events, most, Milliseconds(then), mask);
     });
@@ -214,19 +203,19 @@ VBOARD_EXPORT int epoll_pwait(int set, epoll_event* events, int most, int timeou
 
 VBOARD_EXPORT int epoll_pwait2(int set, epoll_event* events, int most, const timespec* timeout,
                                const sigset_t* mask) {
-    static const auto real = RealNamed<decltype(&epoll_pwait2)>("epoll_pwait2");
+    static const auto real = vboard::RealNamed<decltype(&epoll_pwait2)>("epoll_pwait2");
     return AwaitEvents(vboard::TimeoutOf(timeout), [=](std::optional<Duration> then) {
-        const timespec length = Timespec(then.value_or(Duration::zero()));
+        const timespec length = vboard::TimespecOf(then.value_or(Duration::zero()));
         return real(set, events, most, then ? &length : nullptr, mask);
     });
 }
 
 VBOARD_EXPORT int sigtimedwait(const sigset_t* signals, siginfo_t* information,
                                const timespec* timeout) {
-    static const auto real = RealNamed<decltype(&sigtimedwait)>("sigtimedwait");
+    static const auto real = vboard::RealNamed<decltype(&sigtimedwait)>("sigtimedwait");
     OutsideWait away(vboard::TimeoutOf(timeout));
     const auto then = away.RealTimeout();
-    const timespec length = Timespec(then.value_or(Duration::zero()));
+    const timespec length = vboard::TimespecOf(then.value_or(Duration::zero()));
     const int signal = real(signals, information, then ? &length : nullptr);
     away.Ended(signal < 0 && errno == EAGAIN);
     return signal;
@@ -241,7 +230,7 @@ VBOARD_EXPORT long syscall(long number, ...) __THROW {
         word = va_arg(arguments, long);
     }
     va_end(arguments);
-    static const auto real = RealNamed<long (*)(long, ...)>("syscall");
+    static const auto real = vboard::RealNamed<long (*)(long, ...)>("syscall");
     const int operation = static_cast<int>(words[1]) & FUTEX_CMD_MASK;
     const auto* deadline = reinterpret_cast<const timespec*>(words[3]);
     const bool waits = operation == FUTEX_WAIT || operation == FUTEX_WAIT_BITSET;
@@ -252,29 +241,29 @@ VBOARD_EXPORT long syscall(long number, ...) __THROW {
         (words[1] & FUTEX_CLOCK_REALTIME) != 0 ? CLOCK_REALTIME : CLOCK_MONOTONIC;
     OutsideWait away = operation == FUTEX_WAIT ? OutsideWait(DurationOf(*deadline))
                                                : OutsideWait(clock, DurationOf(*deadline));
-    const timespec then =
-        operation == FUTEX_WAIT ? Timespec(*away.RealTimeout()) : away.RealDeadline(clock);
+    const timespec then = operation == FUTEX_WAIT ? vboard::TimespecOf(*away.RealTimeout())
+                                                  : away.RealDeadline(clock);
     const long result = real(number, words[0], words[1], words[2], &then, words[4], words[5]);
     away.Ended(result < 0 && errno == ETIMEDOUT);
     return result;
 }
 
 VBOARD_EXPORT pid_t wait(int* status) {
-    static const auto real = RealNamed<decltype(&wait)>("wait");
+    static const auto real = vboard::RealNamed<decltype(&wait)>("wait");
     return Reaped(real(status));
 }
 
 VBOARD_EXPORT pid_t waitpid(pid_t child, int* status, int options) {
-    static const auto real = RealNamed<decltype(&waitpid)>("waitpid");
+    static const auto real = vboard::RealNamed<decltype(&waitpid)>("waitpid");
     return Reaped(real(child, status, options));
 }
 
 VBOARD_EXPORT pid_t wait3(int* status, int options, rusage* usage) __THROWNL {
-    static const auto real = RealNamed<decltype(&wait3)>("wait3");
+    static const auto real = vboard::RealNamed<decltype(&wait3)>("wait3");
     return Reaped(real(status, options, usage));
 }
 
 VBOARD_EXPORT pid_t wait4(pid_t child, int* status, int options, rusage* usage) __THROWNL {
-    static const auto real = RealNamed<decltype(&wait4)>("wait4");
+    static const auto real = vboard::RealNamed<decltype(&wait4)>("wait4");
     return Reaped(real(child, status, options, usage));
 }

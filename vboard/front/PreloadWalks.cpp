@@ -25,12 +25,6 @@ namespace {
 using vboard::HostFor;
 using vboard::Refused;
 
-/// The C library's own function of this name.
-template <class Function>
-Function RealNamed(const char* name) {
-    return reinterpret_cast<Function>(vboard::FindReal(name));
-}
-
 /// True where the folder in which a pattern begins is the board's.
 bool LeadsToTheBoard(const char* pattern) {
     std::string folder(pattern == nullptr ? "" : pattern);
@@ -50,7 +44,7 @@ VBOARD_EXPORT int glob(const char* pattern, int flags, int (*failed)(const char*
         errno = EOPNOTSUPP;
         return GLOB_ABORTED;
     }
-    static const auto real = RealNamed<decltype(&glob)>("glob");
+    static const auto real = vboard::RealNamed<decltype(&glob)>("glob");
     return real(pattern, flags, failed, found);
 }
 
@@ -60,7 +54,7 @@ VBOARD_EXPORT int glob64(const char* pattern, int flags, int (*failed)(const cha
         errno = EOPNOTSUPP;
         return GLOB_ABORTED;
     }
-    static const auto real = RealNamed<decltype(&glob64)>("glob64");
+    static const auto real = vboard::RealNamed<decltype(&glob64)>("glob64");
     return real(pattern, flags, failed, found);
 }
 
@@ -68,7 +62,7 @@ VBOARD_EXPORT int ftw(const char* path, __ftw_func_t visit, int descriptors) {
     if (HostFor(path)) {
         return Refused(EOPNOTSUPP);
     }
-    static const auto real = RealNamed<decltype(&ftw)>("ftw");
+    static const auto real = vboard::RealNamed<decltype(&ftw)>("ftw");
     return real(path, visit, descriptors);
 }
 
@@ -76,7 +70,7 @@ VBOARD_EXPORT int ftw64(const char* path, __ftw64_func_t visit, int descriptors)
     if (HostFor(path)) {
         return Refused(EOPNOTSUPP);
     }
-    static const auto real = RealNamed<decltype(&ftw64)>("ftw64");
+    static const auto real = vboard::RealNamed<decltype(&ftw64)>("ftw64");
     return real(path, visit, descriptors);
 }
 
@@ -84,7 +78,7 @@ VBOARD_EXPORT int nftw(const char* path, __nftw_func_t visit, int descriptors, i
     if (HostFor(path)) {
         return Refused(EOPNOTSUPP);
     }
-    static const auto real = RealNamed<decltype(&nftw)>("nftw");
+    static const auto real = vboard::RealNamed<decltype(&nftw)>("nftw");
     return real(path, visit, descriptors, flags);
 }
 
@@ -92,7 +86,7 @@ VBOARD_EXPORT int nftw64(const char* path, __nftw64_func_t visit, int descriptor
     if (HostFor(path)) {
         return Refused(EOPNOTSUPP);
     }
-    static const auto real = RealNamed<decltype(&nftw64)>("nftw64");
+    static const auto real = vboard::RealNamed<decltype(&nftw64)>("nftw64");
     return real(path, visit, descriptors, flags);
 }
 
@@ -101,7 +95,7 @@ VBOARD_EXPORT int scandir(const char* path, dirent*** entries, int (*wanted)(con
     if (HostFor(path)) {
         return Refused(EOPNOTSUPP);
     }
-    static const auto real = RealNamed<decltype(&scandir)>("scandir");
+    static const auto real = vboard::RealNamed<decltype(&scandir)>("scandir");
     return real(path, entries, wanted, order);
 }
 
@@ -110,7 +104,7 @@ VBOARD_EXPORT int scandir64(const char* path, dirent64*** entries, int (*wanted)
     if (HostFor(path)) {
         return Refused(EOPNOTSUPP);
     }
-    static const auto real = RealNamed<decltype(&scandir64)>("scandir64");
+    static const auto real = vboard::RealNamed<decltype(&scandir64)>("scandir64");
     return real(path, entries, wanted, order);
 }
 
@@ -119,7 +113,7 @@ VBOARD_EXPORT int scandirat(int folder, const char* path, dirent*** entries,
     if (HostFor(path, vboard::LastLink::kFollowed, folder)) {
         return Refused(EOPNOTSUPP);
     }
-    static const auto real = RealNamed<decltype(&scandirat)>("scandirat");
+    static const auto real = vboard::RealNamed<decltype(&scandirat)>("scandirat");
     return real(folder, path, entries, wanted, order);
 }
 
@@ -128,7 +122,7 @@ VBOARD_EXPORT int scandirat64(int folder, const char* path, dirent64*** entries,
     if (HostFor(path, vboard::LastLink::kFollowed, folder)) {
         return Refused(EOPNOTSUPP);
     }
-    static const auto real = RealNamed<decltype(&scandirat64)>("scandirat64");
+    static const auto real = vboard::RealNamed<decltype(&scandirat64)>("scandirat64");
     return real(folder, path, entries, wanted, order);
 }
 
@@ -137,7 +131,7 @@ VBOARD_EXPORT std::FILE* setmntent(const char* path, const char* mode) __THROW {
         errno = EOPNOTSUPP;
         return nullptr;
     }
-    static const auto real = RealNamed<decltype(&setmntent)>("setmntent");
+    static const auto real = vboard::RealNamed<decltype(&setmntent)>("setmntent");
     return real(path, mode);
 }
 
@@ -145,7 +139,7 @@ VBOARD_EXPORT int open_tree(int folder, const char* path, unsigned flags) __THRO
     if (HostFor(path, vboard::LastLink::kFollowed, folder)) {
         return Refused(EPERM);
     }
-    static const auto real = RealNamed<decltype(&open_tree)>("open_tree");
+    static const auto real = vboard::RealNamed<decltype(&open_tree)>("open_tree");
     return real(folder, path, flags);
 }
 
@@ -153,7 +147,7 @@ VBOARD_EXPORT int fspick(int folder, const char* path, unsigned flags) __THROW {
     if (HostFor(path, vboard::LastLink::kFollowed, folder)) {
         return Refused(EPERM);
     }
-    static const auto real = RealNamed<decltype(&fspick)>("fspick");
+    static const auto real = vboard::RealNamed<decltype(&fspick)>("fspick");
     return real(folder, path, flags);
 }
 
@@ -162,7 +156,7 @@ VBOARD_EXPORT int mount_setattr(int folder, const char* path, unsigned flags,
     if (HostFor(path, vboard::LastLink::kFollowed, folder)) {
         return Refused(EPERM);
     }
-    static const auto real = RealNamed<decltype(&mount_setattr)>("mount_setattr");
+    static const auto real = vboard::RealNamed<decltype(&mount_setattr)>("mount_setattr");
     return real(folder, path, flags, attributes, size);
 }
 
@@ -174,8 +168,8 @@ VBOARD_EXPORT int posix_spawn_file_actions_addopen(posix_spawn_file_actions_t* a
     if (HostFor(path)) {
         return EOPNOTSUPP;
     }
-    static const auto real =
-        RealNamed<decltype(&posix_spawn_file_actions_addopen)>("posix_spawn_file_actions_addopen");
+    static const auto real = vboard::RealNamed<decltype(&posix_spawn_file_actions_addopen)>(
+        "posix_spawn_file_actions_addopen");
     return real(actions, descriptor, path, flags, mode);
 }
 
@@ -184,7 +178,7 @@ VBOARD_EXPORT int posix_spawn_file_actions_addchdir_np(posix_spawn_file_actions_
     if (HostFor(path)) {
         return EOPNOTSUPP;
     }
-    static const auto real = RealNamed<decltype(&posix_spawn_file_actions_addchdir_np)>(
+    static const auto real = vboard::RealNamed<decltype(&posix_spawn_file_actions_addchdir_np)>(
         "posix_spawn_file_actions_addchdir_np");
     return real(actions, path);
 }

@@ -316,7 +316,7 @@ IoResult TtyPort::SetAttributes(int action, const termios& attributes) {
     m_attributes = attributes;
     if (FormatOf(m_attributes).bitsPerSecond > kHighestBitsPerSecond) {
         // As a driver has it: the rest is taken, the speed stays what it was.
-        m_attributes.c_cflag = (attributes.c_cflag & ~CBAUD) | (before.c_cflag & CBAUD);
+        m_attributes.c_cflag = (attributes.c_cflag & ~tcflag_t{CBAUD}) | (before.c_cflag & CBAUD);
         m_attributes.c_ispeed = before.c_ispeed;
         m_attributes.c_ospeed = before.c_ospeed;
     }

@@ -12,10 +12,10 @@ namespace {
 
 Instant (*theNow)() = nullptr;
 
-[[noreturn]] void EndRun(std::string_view what, const std::source_location& where) {
+[[noreturn]] void EndRun(std::string_view what, SourceLine where) {
     const double seconds = static_cast<double>(theNow().time_since_epoch().count()) / 1e9;
     FailRun(Formatted("a mistake of its own at {:.6f} s of virtual time: {} ({}:{})", seconds, what,
-                      where.file_name(), where.line()));
+                      where.file, where.line));
 }
 
 [[noreturn]] void EndByException() {

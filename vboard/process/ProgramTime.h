@@ -44,6 +44,11 @@ static void StoreDuration(Duration length, Timespec& time) {
     time.tv_sec = static_cast<decltype(time.tv_sec)>(ns / 1'000'000'000);
     time.tv_nsec = static_cast<decltype(time.tv_nsec)>(ns % 1'000'000'000);
 }
+[[maybe_unused]] static timespec TimespecOf(Duration length) {
+    timespec time{};
+    StoreDuration(length, time);
+    return time;
+}
 
 template <class Timeval>
 static void StoreTimeOfDay(Duration time, Timeval& stored) {

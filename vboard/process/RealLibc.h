@@ -74,4 +74,10 @@ struct RealLibc {
 /// The address behind a name that no header declares; nullptr when the C library has none.
 [[nodiscard]] void* FindReal(const char* name);
 
+/// The same as a function of its type.
+template <class Function>
+[[nodiscard]] Function RealNamed(const char* name) {
+    return reinterpret_cast<Function>(FindReal(name));
+}
+
 }  // namespace vboard

@@ -15,12 +15,12 @@ void SetMistakeHandler(MistakeHandler handler) {
     theHandler = handler;
 }
 
-void Mistake(std::string_view what, const std::source_location& where) {
+void Mistake(std::string_view what, SourceLine where) {
     if (theHandler != nullptr) {
         theHandler(what, where);
     }
-    std::fprintf(stderr, "vboard: mistake at %s:%u: %.*s\n", where.file_name(),
-                 static_cast<unsigned>(where.line()), static_cast<int>(what.size()), what.data());
+    std::fprintf(stderr, "vboard: mistake at %s:%d: %.*s\n", where.file, where.line,
+                 static_cast<int>(what.size()), what.data());
     std::abort();
 }
 
