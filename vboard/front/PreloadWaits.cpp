@@ -232,6 +232,8 @@ VBOARD_EXPORT long syscall(long number, ...) __THROW {
     va_end(arguments);
     static const auto real = vboard::RealNamed<long (*)(long, ...)>("syscall");
     const int operation = static_cast<int>(words[1]) & FUTEX_CMD_MASK;
+    // The words of a system call are numbers, also those that point.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     const auto* deadline = reinterpret_cast<const timespec*>(words[3]);
     const bool waits = operation == FUTEX_WAIT || operation == FUTEX_WAIT_BITSET;
     if (number != SYS_futex || !waits || !HasDeadline(deadline)) {
