@@ -7,8 +7,8 @@ namespace {
 
 TEST(MustHoldDeathTest, WhatDoesNotHoldEndsTheProcessWithItsWordsAndItsPlace) {
     vboard::MustHold(true, "a count below its limit");
-    EXPECT_DEATH(vboard::MustHold(false, "a count below its limit"),
-                 "vboard: mistake at .*MustHoldTest\\.cpp:10: a count below its limit");
+    const auto breaks = [] { vboard::MustHold(false, "a count below its limit"); };
+    EXPECT_DEATH(breaks(), "vboard: mistake at .*MustHoldTest\\.cpp:10: a count below its limit");
 }
 
 TEST(MustHoldDeathTest, WhoTakesMistakesGetsTheWordsFirst) {

@@ -19,13 +19,21 @@ std::size_t mostBytes = 0;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// The library sorts in memory that it asks for in this way, and gives it back in the usual one.
+void* operator new(std::size_t size, const std::nothrow_t& /*quietly*/) noexcept {
     void* memory = std::malloc(size);
+    if (memory != nullptr) {
+        liveBytes += malloc_usable_size(memory);
+        mostBytes = std::max(mostBytes, liveBytes);
+    }
+    return memory;
+}
+
+void* operator new(std::size_t size) {
+    void* memory = operator new(size, std::nothrow);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
-    liveBytes += malloc_usable_size(memory);
-    mostBytes = std::max(mostBytes, liveBytes);
     return memory;
 }
 
