@@ -8,8 +8,8 @@
 #include <initializer_list>
 
 #include "vboard/faults/FaultPlanParser.h"
-#include "vboard/record/LoaderCodes.h"
-#include "vboard/record/Probe.h"
+#include "vboard/probe/LoaderCodes.h"
+#include "vboard/probe/Probe.h"
 
 namespace vboard {
 namespace {

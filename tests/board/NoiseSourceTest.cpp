@@ -7,7 +7,7 @@
 
 #include "vboard/faults/FaultPlan.h"
 #include "vboard/faults/FaultPlanParser.h"
-#include "vboard/record/Probe.h"
+#include "vboard/probe/Probe.h"
 
 namespace vboard {
 namespace {

@@ -59,17 +59,18 @@ Board::Board(const BoardSetup& setup, Memory memory, EraseWords eraseWords, Faul
              ProgramControl& control, Instant start)
     : m_setup(setup),
       m_clock(start),
-      m_chip(std::make_unique<Chip>(m_clock, m_trace, faults, m_setup.Part(), m_setup.Options(),
+      m_chip(std::make_unique<Chip>(m_clock, m_listeners, faults, m_setup.Part(), m_setup.Options(),
                                     memory, eraseWords)),
-      m_serialWire(std::make_unique<SerialWire>(m_clock, m_trace, faults, *m_chip)),
-      m_messageWire(std::make_unique<MessageWire>(m_trace, *m_chip)),
-      m_harness(std::make_unique<Harness>(m_trace, faults, *m_chip, *m_messageWire)),
+      m_serialWire(std::make_unique<SerialWire>(m_clock, m_listeners, faults, *m_chip)),
+      m_messageWire(std::make_unique<MessageWire>(m_listeners, *m_chip)),
+      m_harness(std::make_unique<Harness>(m_listeners, faults, *m_chip, *m_messageWire)),
       m_gpios(std::make_unique<SysfsGpio>(*m_harness, m_setup.Gpios())),
-      m_port(std::make_unique<TtyPort>(m_clock, m_trace, *m_serialWire, m_setup.ReceiveTrigger())),
+      m_port(
+          std::make_unique<TtyPort>(m_clock, m_listeners, *m_serialWire, m_setup.ReceiveTrigger())),
       m_comm(std::make_unique<CommDevice>(m_clock, *m_harness, *m_messageWire)),
       m_faults(faults),
       m_control(control),
-      m_host(m_clock, m_trace, faults, control) {
+      m_host(m_clock, m_listeners, faults, control) {
     m_chip->ConnectSerial(m_serialWire.get());
     m_chip->ConnectMessages(m_messageWire.get());
     m_host.AddGpios(*m_gpios);
@@ -77,7 +78,7 @@ Board::Board(const BoardSetup& setup, Memory memory, EraseWords eraseWords, Faul
     if (!m_setup.CommPath().empty()) {
         m_host.AddDevice(m_setup.CommPath(), *m_comm);
     }
-    faults.Begin(m_clock, m_trace, *this);
+    faults.Begin(m_clock, m_listeners, *this);
 }
 
 Board::~Board() = default;
@@ -113,7 +114,7 @@ void Board::Forget(Instant now, bool input) {
         m_port->ForgetInput();
         m_comm->ForgetInput();
     }
-    m_faults.Begin(m_clock, m_trace, *this);
+    m_faults.Begin(m_clock, m_listeners, *this);
 }
 
 void Board::SetPower(bool on) {

@@ -13,7 +13,7 @@
 #include "vboard/host/Host.h"
 #include "vboard/host/LineSettings.h"
 #include "vboard/host/SysfsGpio.h"
-#include "vboard/record/Trace.h"
+#include "vboard/probe/Listeners.h"
 
 namespace vboard {
 
@@ -43,7 +43,7 @@ public:
     Board& operator=(const Board&) = delete;
 
     /// Adds a listener, which must outlive the board.
-    void AddListener(Probe& listener) { m_trace.Add(listener); }
+    void AddListener(Probe& listener) { m_listeners.Add(listener); }
 
     /// Takes over a kept state without any edge; announces every signal once.
     void Restore(const BoardState& state);
@@ -71,7 +71,7 @@ private:
 
     BoardSetup m_setup;
     VirtualClock m_clock;
-    Trace m_trace;
+    Listeners m_listeners;
     std::unique_ptr<Chip> m_chip;
     std::unique_ptr<SerialWire> m_serialWire;
     std::unique_ptr<MessageWire> m_messageWire;

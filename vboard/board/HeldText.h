@@ -11,7 +11,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "vboard/record/TextSink.h"
+#include "vboard/text/TextSink.h"
 
 namespace vboard {
 

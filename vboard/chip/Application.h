@@ -16,7 +16,7 @@
 #include "vboard/chip/ChipModel.h"
 #include "vboard/chip/Memory.h"
 #include "vboard/chip/Sinks.h"
-#include "vboard/record/Probe.h"
+#include "vboard/probe/Probe.h"
 #include "vboard/time/VirtualClock.h"
 
 namespace vboard {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "vboard/chip/CommandWords.h"
-#include "vboard/record/LoaderCodes.h"
+#include "vboard/probe/LoaderCodes.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {

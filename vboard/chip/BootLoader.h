@@ -26,19 +26,11 @@
 #include "vboard/chip/SignalOutput.h"
 #include "vboard/chip/Sinks.h"
 #include "vboard/faults/Faults.h"
-#include "vboard/record/Probe.h"
+#include "vboard/probe/Modes.h"
+#include "vboard/probe/Probe.h"
 #include "vboard/time/VirtualClock.h"
 
 namespace vboard {
-
-/// The numbers are those of Signal::kLoaderState.
-enum class LoaderState : std::uint8_t {
-    kOff = 0,
-    kSync = 1,       ///< Waits for the sync character.
-    kFrame = 2,      ///< Waits for a frame or the rest of one.
-    kWorking = 3,    ///< Deaf: carries out a command.
-    kAnswering = 4,  ///< Deaf: sends.
-};
 
 /// From the answer to a change of baud rate to the new format; the guide says "about 10 ms".
 inline constexpr Duration kChangeSpeedTime = std::chrono::milliseconds{10};

@@ -17,20 +17,11 @@
 #include "vboard/chip/SerialFormat.h"
 #include "vboard/chip/Sinks.h"
 #include "vboard/faults/Faults.h"
-#include "vboard/record/Probe.h"
+#include "vboard/probe/Modes.h"
+#include "vboard/probe/Probe.h"
 #include "vboard/time/VirtualClock.h"
 
 namespace vboard {
-
-/// What the chip is doing. The numbers are those of Signal::kChipMode and of board files.
-enum class ChipMode : std::uint8_t {
-    kReset = 0,        ///< Held in reset by either reset input.
-    kArmed = 1,        ///< Entry asked for; TCK has still to rise.
-    kLoader = 2,       ///< In the ROM bootstrap loader.
-    kApplication = 3,  ///< Running its firmware.
-    kStopped = 4,      ///< Out of reset with nothing to run: the reset vector is erased.
-    kUnpowered = 5,    ///< No supply: nothing moves, the flash keeps what it holds.
-};
 
 /// All that a chip remembers besides its memory; kept in board files.
 struct ChipState {

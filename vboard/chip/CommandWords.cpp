@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/chip/CommandWords.h"
 
-#include "vboard/record/LoaderCodes.h"
+#include "vboard/probe/LoaderCodes.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/chip/FrameDecoder.h"
 
-#include "vboard/record/LoaderCodes.h"
+#include "vboard/probe/LoaderCodes.h"
 
 namespace vboard {
 namespace {

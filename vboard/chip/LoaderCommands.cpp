@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "vboard/record/LoaderCodes.h"
+#include "vboard/probe/LoaderCodes.h"
 
 namespace vboard {
 namespace {

@@ -33,7 +33,7 @@
 #include "vboard/chip/Flash.h"
 #include "vboard/chip/FrameDecoder.h"
 #include "vboard/chip/SerialFormat.h"
-#include "vboard/record/LoaderCodes.h"
+#include "vboard/probe/LoaderCodes.h"
 
 namespace vboard {
 

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "vboard/record/Probe.h"
-#include "vboard/record/Signals.h"
+#include "vboard/probe/Probe.h"
+#include "vboard/probe/Signals.h"
 
 namespace vboard {
 

@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include "vboard/record/LoaderCodes.h"
-#include "vboard/record/Probe.h"
+#include "vboard/probe/LoaderCodes.h"
+#include "vboard/probe/Probe.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {

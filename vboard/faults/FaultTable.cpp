@@ -4,7 +4,7 @@
 #include <array>
 #include <initializer_list>
 
-#include "vboard/record/LoaderCodes.h"
+#include "vboard/probe/LoaderCodes.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {

@@ -15,7 +15,7 @@
 
 #include "vboard/faults/Faults.h"
 #include "vboard/host/DeviceFile.h"
-#include "vboard/record/Probe.h"
+#include "vboard/probe/Probe.h"
 
 namespace vboard {
 

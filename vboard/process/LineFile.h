@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "vboard/record/TextSink.h"
+#include "vboard/text/TextSink.h"
 
 namespace vboard {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "vboard/board/Session.h"
-#include "vboard/record/TextSink.h"
+#include "vboard/text/TextSink.h"
 #include "vboard/time/VirtualClock.h"
 
 namespace vboard {

@@ -12,10 +12,10 @@
 #include <utility>
 
 #include "vboard/faults/FaultPlanParser.h"
+#include "vboard/probe/LoaderCodes.h"
 #include "vboard/process/BoardTurn.h"
 #include "vboard/process/OwnMistakes.h"
 #include "vboard/process/RealLibc.h"
-#include "vboard/record/LoaderCodes.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {

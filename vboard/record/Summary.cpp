@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "vboard/record/LoaderCodes.h"
+#include "vboard/probe/LoaderCodes.h"
 
 namespace vboard {
 namespace {
@@ -64,7 +64,7 @@ void Summary::OnSignal(Signal signal, std::uint32_t value) {
     if (signal == Signal::kChipBusy) {
         m_busy = value != 0;
     } else if (signal == Signal::kChipMode) {
-        SetMode(value);
+        SetMode(static_cast<ChipMode>(value));
     }
 }
 
@@ -149,14 +149,13 @@ void Summary::Account(Instant from, Instant to) {
     }
 }
 
-void Summary::SetMode(std::uint32_t mode) {
-    const std::string_view name = ValueName(Signal::kChipMode, mode);
-    const bool inside = name == "reset" || name == "armed" || name == "loader";
+void Summary::SetMode(ChipMode mode) {
+    const bool inside = IsWithinOperation(mode);
     if (inside != m_inside) {
         EndOperation();
         m_inside = inside;
     }
-    m_entered |= name == "loader";
+    m_entered |= mode == ChipMode::kLoader;
 }
 
 void Summary::EndOperation() {

@@ -13,7 +13,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "vboard/record/Probe.h"
+#include "vboard/probe/Modes.h"
+#include "vboard/probe/Probe.h"
 
 namespace vboard {
 
@@ -79,7 +80,7 @@ private:
     void Advance();
     [[nodiscard]] Instant NextChange(Instant from, Instant to) const;
     void Account(Instant from, Instant to);
-    void SetMode(std::uint32_t mode);
+    void SetMode(ChipMode mode);
     void EndOperation();
     [[nodiscard]] Operation Kind() const;
     void TakeAnswer(std::uint8_t value);

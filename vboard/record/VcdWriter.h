@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "vboard/record/Probe.h"
-#include "vboard/record/TextSink.h"
+#include "vboard/probe/Probe.h"
+#include "vboard/text/TextSink.h"
 
 namespace vboard {
 

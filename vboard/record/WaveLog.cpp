@@ -2,11 +2,10 @@
 #include "vboard/record/WaveLog.h"
 
 #include <algorithm>
-#include <string_view>
 #include <tuple>
 #include <utility>
 
-#include "vboard/record/LoaderCodes.h"
+#include "vboard/probe/LoaderCodes.h"
 
 namespace vboard {
 namespace {
@@ -72,20 +71,19 @@ void WaveLog::OnSignal(Signal signal, std::uint32_t value) {
         Change(m_clock.Now(), lane, static_cast<int>(value), m_callBegan);
     }
     if (signal == Signal::kChipMode) {
-        SetMode(value);
+        SetMode(static_cast<ChipMode>(value));
     }
 }
 
-void WaveLog::SetMode(std::uint32_t mode) {
-    const std::string_view name = ValueName(Signal::kChipMode, mode);
-    const bool inside = name == "reset" || name == "armed" || name == "loader";
+void WaveLog::SetMode(ChipMode mode) {
+    const bool inside = IsWithinOperation(mode);
     const Instant now = m_clock.Now();
     if (inside && !m_inside) {
         m_operations.push_back({now, {}, {}, {}, {}});
     }
     if (m_inside || inside) {
         WaveOperation& operation = m_operations.back();
-        if (name == "loader") {
+        if (mode == ChipMode::kLoader) {
             operation.loaderEntered = operation.loaderEntered.value_or(now);
         } else if (operation.loaderEntered) {
             operation.loaderLeft = operation.loaderLeft.value_or(now);

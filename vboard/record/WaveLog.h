@@ -12,7 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "vboard/record/Probe.h"
+#include "vboard/probe/Modes.h"
+#include "vboard/probe/Probe.h"
 
 namespace vboard {
 
@@ -96,7 +97,7 @@ public:
 
 private:
     void Change(Instant when, WaveLane lane, int value, Instant callBegan);
-    void SetMode(std::uint32_t mode);
+    void SetMode(ChipMode mode);
     [[nodiscard]] int& OpenBox(WaveLane lane);
     void CloseBox(WaveLane lane);
     void TakeAnswer(const WaveBox& box);

@@ -5,7 +5,7 @@
 #include <array>
 
 #include "vboard/host/SysfsGpio.h"
-#include "vboard/record/Signals.h"
+#include "vboard/probe/Signals.h"
 
 namespace vboard {
 namespace {

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "vboard/host/TermiosText.h"
-#include "vboard/record/Signals.h"
+#include "vboard/probe/Signals.h"
 #include "vboard/run/BoardView.h"
 #include "vboard/text/Format.h"
 

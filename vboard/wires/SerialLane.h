@@ -10,7 +10,7 @@
 
 #include "vboard/chip/SerialFormat.h"
 #include "vboard/faults/Faults.h"
-#include "vboard/record/Probe.h"
+#include "vboard/probe/Probe.h"
 #include "vboard/wires/UartReceiver.h"
 
 namespace vboard {

@@ -20,7 +20,7 @@
 #include "vboard/chip/Chip.h"
 #include "vboard/chip/ChipModel.h"
 #include "vboard/faults/Faults.h"
-#include "vboard/record/Probe.h"
+#include "vboard/probe/Probe.h"
 #include "vboard/time/VirtualClock.h"
 
 namespace bench {

@@ -9,7 +9,7 @@
 #include <span>
 #include <string_view>
 
-#include "vboard/record/Signals.h"
+#include "vboard/probe/Signals.h"
 #include "vboard/time/BitTime.h"
 #include "vboard/time/VirtualClock.h"
 

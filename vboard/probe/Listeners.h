@@ -6,13 +6,13 @@
 
 #include <vector>
 
-#include "vboard/record/Probe.h"
+#include "vboard/probe/Probe.h"
 
 namespace vboard {
 
-class Trace : public Probe {
+class Listeners : public Probe {
 public:
-    /// Listeners are not owned and must outlive the trace.
+    /// Listeners are not owned and must outlive it.
     void Add(Probe& listener) { m_listeners.push_back(&listener); }
 
     [[nodiscard]] bool Listening() const override;

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/record/Signals.h"
+#include "vboard/probe/Signals.h"
 
 #include <array>
+
+#include "vboard/probe/Modes.h"
 
 namespace vboard {
 namespace {
 
-constexpr std::array<std::string_view, 6> kChipModes{"reset",       "armed",   "loader",
-                                                     "application", "stopped", "unpowered"};
-constexpr std::array<std::string_view, 5> kLoaderStates{"off", "sync", "frame", "working",
-                                                        "answering"};
+constexpr std::array<std::string_view, kChipModeCount> kChipModes{
+    "reset", "armed", "loader", "application", "stopped", "unpowered"};
+constexpr std::array<std::string_view, kLoaderStateCount> kLoaderStates{"off", "sync", "frame",
+                                                                        "working", "answering"};
 
 constexpr std::array<SignalInfo, kSignalCount> kSignals{{
     {Signal::kResetGpio, "reset_gpio", "line", 0, {}},

@@ -1,64 +1,64 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/record/Trace.h"
+#include "vboard/probe/Listeners.h"
 
 #include <algorithm>
 
 namespace vboard {
 
-bool Trace::Listening() const {
+bool Listeners::Listening() const {
     return std::any_of(m_listeners.begin(), m_listeners.end(),
                        [](const Probe* listener) { return listener->Listening(); });
 }
 
-void Trace::OnSignal(Signal signal, std::uint32_t value) {
+void Listeners::OnSignal(Signal signal, std::uint32_t value) {
     for (Probe* listener : m_listeners) {
         listener->OnSignal(signal, value);
     }
 }
 
-void Trace::OnCallBegins() {
+void Listeners::OnCallBegins() {
     for (Probe* listener : m_listeners) {
         listener->OnCallBegins();
     }
 }
 
-void Trace::OnCall(const HostCall& call) {
+void Listeners::OnCall(const HostCall& call) {
     for (Probe* listener : m_listeners) {
         listener->OnCall(call);
     }
 }
 
-void Trace::OnPause(Duration length) {
+void Listeners::OnPause(Duration length) {
     for (Probe* listener : m_listeners) {
         listener->OnPause(length);
     }
 }
 
-void Trace::OnCharacter(const WireCharacter& character) {
+void Listeners::OnCharacter(const WireCharacter& character) {
     for (Probe* listener : m_listeners) {
         listener->OnCharacter(character);
     }
 }
 
-void Trace::OnBreak(Direction direction, bool low) {
+void Listeners::OnBreak(Direction direction, bool low) {
     for (Probe* listener : m_listeners) {
         listener->OnBreak(direction, low);
     }
 }
 
-void Trace::OnMessage(Direction direction, std::span<const std::uint8_t> bytes) {
+void Listeners::OnMessage(Direction direction, std::span<const std::uint8_t> bytes) {
     for (Probe* listener : m_listeners) {
         listener->OnMessage(direction, bytes);
     }
 }
 
-void Trace::OnLoaderCommand(const LoaderCommand& command) {
+void Listeners::OnLoaderCommand(const LoaderCommand& command) {
     for (Probe* listener : m_listeners) {
         listener->OnLoaderCommand(command);
     }
 }
 
-void Trace::OnNote(std::string_view room, std::string_view text) {
+void Listeners::OnNote(std::string_view room, std::string_view text) {
     for (Probe* listener : m_listeners) {
         listener->OnNote(room, text);
     }
