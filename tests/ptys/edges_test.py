@@ -11,6 +11,7 @@ Each test takes as long as the tool's own pauses, from half a second to seven se
 import os
 import subprocess
 import sys
+import termios
 import unittest
 
 import namespace
@@ -90,6 +91,16 @@ class Edges(unittest.TestCase):
         self.assertIn(b"warn Error reading current version from MSP\n", ended.stdout)
         self.assertTrue(ended.stdout.endswith(b"info Current MSP version is 0\n"))
         self.assertEqual(ended.returncode, 0)
+
+    def test_the_port_keeps_the_settings_of_the_run(self):
+        board = FakeBoard()
+        self.run_tool(board, ["-r"])
+        _, output, control, local, speed_in, speed_out, _ = board.settings_left
+        self.assertEqual((speed_in, speed_out), (termios.B9600, termios.B9600))
+        self.assertEqual(local & (termios.ICANON | termios.ECHO | termios.ISIG), 0)
+        self.assertEqual(output & termios.OPOST, 0)
+        # A pseudo-terminal has no parity to keep.
+        self.assertEqual(control & termios.CSIZE, termios.CS8)
 
     def test_the_virtual_board_names_a_missing_proc(self):
         vboard = os.path.join(os.path.dirname(PROGRAM), "vboard")

@@ -74,6 +74,8 @@ class FakeBoard:
         self.memory = bytearray(memory if memory is not None else application(256))
         self.heard_on_port = b""
         self.heard_on_comm = b""
+        self.settings_left = None
+        """What the last conversation with the loader has left of the port's settings, as termios has them."""
         self.silent = False
         self.on_frame = lambda command: None
         self._pending = b""
@@ -111,6 +113,7 @@ class FakeBoard:
     def _end_conversation(self):
         self._pending = b""
         self._synchronised = False
+        self.settings_left = termios.tcgetattr(self._port.master)
         let_settings_be_settable(self._port.master)
 
     def _from_port(self, data):

@@ -119,4 +119,17 @@ TEST(ARunThatIsKilled, CanLeaveASoundChipInResetUntilItIsReset) {
     EXPECT_EQ(board.Runs({"-v"}).log, Say("info", "Current MSP version is 256"));
 }
 
+TEST(ThePort, KeepsTheSettingsOfTheRunForWhateverUsesItNext) {
+    Board board;
+    board.RunsScript("stty -F /dev/ttyS1 115200 -parenb icanon echo");
+    EXPECT_EQ(board.Runs({"-r"}).status, kSuccess);
+    const std::string kept = board.RunsScript("stty -F /dev/ttyS1 -a").output;
+    EXPECT_TRUE(kept.starts_with("speed 9600 baud;")) << kept;
+    // 8E1 and raw, in the words of stty.
+    for (const char* words : {"\nparenb -parodd -cmspar cs8 ", " -cstopb cread clocal ", "-icanon ",
+                              " -echo ", "\n-opost ", "min = 1; time = 0;"}) {
+        EXPECT_NE(kept.find(words), std::string::npos) << words << "\n" << kept;
+    }
+}
+
 }  // namespace
