@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -125,64 +123,6 @@ TEST_F(Page, HazardsPrintsWhatItShows) {
 
 TEST_F(Page, ContributingPrintsWhatItShows) {
     ExpectWhatItShows("CONTRIBUTING.md");
-}
-
-/// A command that a page shows without what it prints, and where this repository runs it.
-struct ShownCommand {
-    const char* text;
-    const char* file;
-    const char* there;
-};
-
-constexpr std::array<ShownCommand, 11> kShownCommands{{
-    {"./demo", "README.md", "$ ./demo"},
-    {"./test", ".ci/run", "./test"},
-    {"scripts/install-packages test", "test", "scripts/install-packages test"},
-    {"cmake --preset default", "test", "cmake --preset \"$1\""},
-    {"cmake --build --preset default", "test", "cmake --build --preset \"$1\""},
-    {"ctest --preset default", "test", "ctest --preset \"$1\""},
-    {"ctest --preset quick", "test", "run_tests quick"},
-    {"ctest --preset default -R FrameDecoder", "test", "ctest --preset \"$1\""},
-    {"cmake --preset release && cmake --build --preset release", "tests/packages/release",
-     "cmake --preset \"$preset\""},
-    {"cmake --preset release --toolchain cmake/toolchains/armhf.cmake -B build-release-armhf",
-     "scripts/size-table", "toolchain=(--toolchain \"cmake/toolchains/$2.cmake\")"},
-    {"cmake --build build-release-armhf", "scripts/size-table", "cmake --build \"$folder\""},
-}};
-
-/// What stands on its own behind four blanks, outside of fences and without a comment behind it.
-Lines IndentedCommandsOf(const std::string& page) {
-    Lines commands;
-    bool fenced = false;
-    for (const std::string& line : LinesOf(page)) {
-        fenced = fenced != line.starts_with("```");
-        if (!fenced && line.starts_with("    ")) {
-            commands.push_back(line.substr(4, line.find("  #", 4) - 4));
-            commands.back().erase(commands.back().find_last_not_of(' ') + 1);
-        }
-    }
-    return commands;
-}
-
-TEST(PageCommands, ThatAreShownWithoutOutputAreRunByUsElsewhere) {
-    for (const char* page : {"README.md", "CONTRIBUTING.md"}) {
-        for (const std::string& text :
-             IndentedCommandsOf(ReadFile(std::string(FLASHMCU_SOURCE_DIR) + "/" + page))) {
-            const auto* shown = std::find_if(kShownCommands.begin(), kShownCommands.end(),
-                                             [&](const auto& known) { return text == known.text; });
-            ASSERT_NE(shown, kShownCommands.end())
-                << page << " shows '" << text << "': show what it prints, or say who runs it";
-            const std::string runner =
-                ReadFile(std::string(FLASHMCU_SOURCE_DIR) + "/" + shown->file);
-            EXPECT_NE(runner.find(shown->there), std::string::npos)
-                << shown->file << " does not run '" << text << "' any more";
-        }
-    }
-}
-
-TEST(PageCommands, AreFoundBehindFourBlanksOutsideOfFences) {
-    EXPECT_EQ(IndentedCommandsOf("a\n\n    ./b  # c\n```\n    d\n```\n    e f\n"),
-              (Lines{"./b", "e f"}));
 }
 
 TEST(PageComparison, TakesThreeDotsForAnyLines) {

@@ -119,6 +119,24 @@ TEST(ARunThatIsKilled, CanLeaveASoundChipInResetUntilItIsReset) {
     EXPECT_EQ(board.Runs({"-v"}).log, Say("info", "Current MSP version is 256"));
 }
 
+TEST(TwoRunsAtOnce, UnderALockOneWaitsForTheOther) {
+    Board board;
+    board.WithFile("image.hex", Blinky());
+    const Outcome both = board.RunsScript(
+        "one() { flock lock flashmcu -F -f image.hex >$1 || touch failed; }; one 1 & one 2; wait;"
+        "cmp 1 2 && test ! -e failed");
+    EXPECT_EQ(both.status, kSuccess) << both.output << both.error;
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(TheLog, GoesThroughCatWithoutRawCharacters) {
+    Board board;
+    board.WithFile("image.hex", BlinkyAnd(":00000007F9\n"));
+    const Outcome run = board.RunsScript("set -o pipefail; flashmcu -f image.hex | cat -v");
+    EXPECT_NE(run.output.find("^G"), std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find('\a'), std::string::npos) << run.output;
+}
+
 TEST(ThePort, KeepsTheSettingsOfTheRunForWhateverUsesItNext) {
     Board board;
     board.RunsScript("stty -F /dev/ttyS1 115200 -parenb icanon echo");

@@ -96,7 +96,7 @@ CLI::Option* AddWord(CLI::App& command, std::vector<std::string>& settings, cons
 /// The options that say what a new board is. Each that is given appends its KEY=VALUE to
 /// `settings`, which must outlive `command`. Returns --start.
 CLI::Option* AddSetupOptions(CLI::App& command, std::vector<std::string>& settings) {
-    AddWord(command, settings, "model", "Board model: BRDA, BRDB or BRDC; or a board's FILE.toml");
+    AddWord(command, settings, "model", "Board model: BRDA, BRDB or BRDC; or a board's FILE.toml (GPIO 0 to 255)");
     AddWord(command, settings, "chip", "Part on the board (vboard list chips)");
     AddWord(command, settings, "port", "Path of the programming port");
     AddWord(command, settings, "comm", "Path of the communication device");
