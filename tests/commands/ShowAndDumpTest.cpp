@@ -130,6 +130,30 @@ TEST(DumpBoard, IsReadByOtherTools) {
     EXPECT_EQ(std::system(compare.c_str()), 0) << compare;
 }
 
+/// The bytes from the first one of an Intel HEX file to 0xFFFF, as objcopy of the binutils has them.
+std::string BytesByObjcopy(const std::string& hexPath, const BoardFolder& folder) {
+    const runs::Ended ended = runs::RunProcess(
+        {"objcopy", "-I", "ihex", "-O", "binary", "--gap-fill", "0xFF", "--pad-to", "0x10000",
+         hexPath, "flash.bin"},
+        folder.PathOf("."));
+    EXPECT_EQ(ended.status, 0) << ended.error;
+    return runs::ReadFile(folder.PathOf("flash.bin"));
+}
+
+TEST(DumpBoard, HasTheBytesThatObjcopyMakesOfTheImageThatWasProgrammed) {
+    for (const vboard::ChipModel& chip : vboard::AllChipModels()) {
+        for (const std::string& image : {BoardFolder::Blinky(), BoardFolder::Big()}) {
+            const BoardFolder folder;
+            folder.Does("new a.board --chip " + std::string(chip.name));
+            folder.Does("run --quiet --board a.board -- flashmcu -f " + image);
+            folder.Does("dump a.board -o a.hex");
+            const std::string dumped = BytesByObjcopy("a.hex", folder);
+            EXPECT_GT(dumped.size(), 0x10000U - 0x2200U) << chip.name;
+            EXPECT_TRUE(dumped == BytesByObjcopy(image, folder)) << chip.name << ", " << image;
+        }
+    }
+}
+
 TEST(DumpBoard, SaysWhyItCantBeWritten) {
     BoardFolder folder;
     folder.Does("new a.board");
