@@ -7,7 +7,7 @@ from dataclasses import dataclass
 
 @dataclass(frozen=True)
 class Suite:
-    """A GoogleTest program, and the targets that it starts without linking them."""
+    """A GoogleTest program or a sweep, and the targets that it starts without linking them."""
 
     program: str
     starts: tuple = ()
@@ -19,6 +19,11 @@ class Subject:
     sources: tuple  # Patterns below the repository.
     suites: tuple  # Cheap ones first: what they kill, the dearer ones need not see.
     explained: str
+
+
+def _without(*tests):
+    """Argument of a program whose dearest tests a mutant need not wait for."""
+    return ("--gtest_filter=-" + ":".join(tests),)
 
 
 _TOOL_RUNS = ("flashmcu",)
@@ -39,7 +44,13 @@ SUBJECTS = {
         explained="scripts/mutants-explained/board.txt"),
     "guard": Subject(
         sources=("guard/*.cpp", "guard/*/*.cpp", "image/*.cpp", "boardfile/*.cpp"),
-        suites=(Suite("image_tests"), Suite("boardfile_tests"), Suite("report_tests"),
-                Suite("guard_session_tests"), Suite("guard_tests", ("flashguard", *_BOARD_RUNS))),
+        # Other readers' judgement of thousands of images and the cost of large ones are left out.
+        suites=(Suite("image_tests",
+                      arguments=_without("TenThousandRandomImages.*",
+                                         "TwentyThousandDamagedImages.*")),
+                Suite("boardfile_tests"),
+                Suite("report_tests", arguments=_without("ALargeImage.*", "*MoreThan64Mebibytes*")),
+                Suite("guard_session_tests"), Suite("guard_tests", ("flashguard", *_BOARD_RUNS)),
+                Suite("guard_sweep", arguments=("--jobs", "1", "--every", "100"))),
         explained="scripts/mutants-explained/guard.txt"),
 }
