@@ -74,7 +74,9 @@ std::string OutcomeText(const Verdict& verdict) {
         case Outcome::kErased:
             return "erased, and proved so";
         case Outcome::kReset:
-            return "reset: " + ToldText(verdict);
+            return verdict.versionAfter
+                       ? "reset: the firmware runs, " + VersionText(verdict.versionAfter)
+                       : "reset: the chip answers; this board has no way to ask its firmware";
         case Outcome::kReleased:
             return "released: lines and switch are let go of";
         case Outcome::kChecked:

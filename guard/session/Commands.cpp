@@ -105,10 +105,9 @@ Verdict Read(const Request& request, Progress& progress, image::MemoryImage& mem
     const Step step = ReadAll(work, memory);
     if (step == Step::kDone) {
         work.TheVerdict().outcome = Outcome::kRead;
-    } else if (step == Step::kDiffers) {
-        work.Fail(Status::kCouldNotLook, "the password is not the chip's",
-                  "give --password-of the image that the chip holds");
     } else {
+        work.TheVerdict().problem =
+            step == Step::kDiffers ? "the password is not the chip's" : work.TheVerdict().problem;
         Conclude(work, step);
     }
     return work.Finish();

@@ -75,7 +75,6 @@ Step Programming::Session() {
     if (step == Step::kDone) {
         verdict.readSha256 = m_readBack.Digits();
         verdict.chip = ChipState::kImageProved;
-        verdict.problem.clear();
     }
     return step;
 }
@@ -90,7 +89,7 @@ Step Programming::KeepInformation() {
             break;
         case Step::kDiffers:
             m_work.TheVerdict().problem = "the chip does not hold the image of --password-of";
-            return Step::kRefused;
+            return Step::kDiffers;
         default:
             return Fail("the loader does not answer the password");
     }

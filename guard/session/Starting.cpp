@@ -35,10 +35,19 @@ void ConcludeFailure(Verdict& verdict, Step step) {
             verdict.status = Status::kNoAnswer;
             verdict.remedy = kLookAtWires;
             break;
+        case Step::kRefused:
+            verdict.status = Status::kCouldNotLook;
+            verdict.remedy = "give --may-erase to do it all the same";
+            break;
+        case Step::kDiffers:
+            verdict.status = Status::kCouldNotLook;
+            verdict.remedy = "give --password-of the image that the chip holds";
+            break;
         default:
             verdict.status = Status::kCouldNotLook;
-            verdict.remedy =
-                step == Step::kRefused ? "give --may-erase to do it all the same" : kTryAgain;
+            verdict.problem =
+                verdict.problem.empty() ? "the loader does not answer reliably" : verdict.problem;
+            verdict.remedy = kTryAgain;
             break;
     }
 }
@@ -57,7 +66,6 @@ Step StartAndAsk(Work& work, std::optional<std::uint16_t> expected) {
         const auto version = work.AskVersion(kStartLimit);
         verdict.versionAfter = version ? version : verdict.versionAfter;
         if (version && (!expected || version == expected)) {
-            verdict.problem.clear();
             return Step::kDone;
         }
     }

@@ -187,7 +187,8 @@ Step Work::SpeedUp() {
             return Step::kDone;
         default:
             m_speedFails = true;
-            Note("the loader does not answer at " + speed + ": back to 9600 and into it again");
+            m_verdict.problem = "the loader does not answer at " + speed;
+            Note(m_verdict.problem + ": back to 9600 and into it again");
             return Step::kAgain;
     }
 }
@@ -214,6 +215,10 @@ Verdict Work::Finish() {
     m_verdict.refusals = counts.refusals;
     m_verdict.lineErrors = counts.lineErrors;
     m_verdict.totalNs = (Now() - m_begin).count();
+    if (m_verdict.status == Status::kDone) {
+        // What went wrong on the way, and was overcome.
+        m_verdict.problem.clear();
+    }
     m_progress.OnVerdict(m_verdict);
     return m_verdict;
 }

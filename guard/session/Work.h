@@ -16,9 +16,6 @@
 
 namespace guard {
 
-/// How long the running firmware is given for its version before anything else is done.
-inline constexpr Milliseconds kAskLimit{750};
-
 /// How a step ended.
 enum class Step : std::uint8_t {
     kDone,

@@ -172,6 +172,9 @@ TEST(GuardReset, EntersTheLoaderAndLeavesItForTheFirmware) {
     GuardConversation expected;
     expected.Enters().ClosesPort().Starts().Asks(256).Ends();
     ExpectSame(run.Conversation(), expected.Text());
+    EXPECT_EQ(run.output,
+              "Waiting for the port\nStarting the firmware\nreset: the firmware runs, version 256, "
+              "1.2 s\n");
 }
 
 TEST(GuardReset, OfAnErasedChipHasNobodyToAnswer) {

@@ -49,7 +49,11 @@ TEST(AResultsLine, SaysWhatWasDone) {
     verdict.versionBefore.reset();
     EXPECT_EQ(line(Outcome::kTold), "loader 1.10, chip F149; no firmware answers");
     verdict.loader.reset();
-    EXPECT_EQ(line(Outcome::kReset), "reset: no firmware answers");
+    EXPECT_EQ(line(Outcome::kTold), "no firmware answers");
+    EXPECT_EQ(line(Outcome::kReset),
+              "reset: the chip answers; this board has no way to ask its firmware");
+    verdict.versionAfter = 8;
+    EXPECT_EQ(line(Outcome::kReset), "reset: the firmware runs, version 8");
     verdict.retries = 2;
     verdict.reentries = 1;
     verdict.totalNs = 9'870'000'000;
