@@ -164,6 +164,34 @@ void Pipe() {
     Say("epoll", epoll_wait(events, &event, 1, 35), begin);
 }
 
+/// What is there already, in nanoseconds of the program's clock: to ask for the time takes 1000.
+void Ready() {
+    std::array<int, 2> ends{};
+    static_cast<void>(pipe(ends.data()));
+    static_cast<void>(write(ends[1], "x", 1));
+    pollfd file{ends[0], POLLIN, 0};
+    auto begin = Clock::now();
+    const auto say = [&begin](const char* what, int result) {
+        std::printf("%s %d (%lld ns)\n", what, result,
+                    static_cast<long long>((Clock::now() - begin).count()));
+        begin = Clock::now();
+    };
+    say("poll", poll(&file, 1, 2000));
+    const timespec length{2, 0};
+    say("ppoll", ppoll(&file, 1, &length, nullptr));
+    fd_set set;
+    FD_ZERO(&set);
+    FD_SET(ends[0], &set);
+    timeval timeout{2, 0};
+    say("select", select(ends[0] + 1, &set, nullptr, nullptr, &timeout));
+    say("pselect", pselect(ends[0] + 1, &set, nullptr, nullptr, &length, nullptr));
+    const int events = epoll_create1(0);
+    epoll_event event{};
+    event.events = EPOLLIN;
+    epoll_ctl(events, EPOLL_CTL_ADD, ends[0], &event);
+    say("epoll", epoll_wait(events, &event, 1, 2000));
+}
+
 void Futex() {
     std::uint32_t word = 0;
     const auto begin = Clock::now();
@@ -252,6 +280,7 @@ int main(int argc, char** argv) {
         {"condition", Condition},
         {"semaphore", Semaphore},
         {"pipe", Pipe},
+        {"ready", Ready},
         {"futex", Futex},
         {"children", Children},
         {"wire", Wire},

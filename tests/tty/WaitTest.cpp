@@ -81,6 +81,12 @@ TEST(WaitsElsewhere, TakeTheTimeThatWasGivenWhenItIsUp) {
     EXPECT_EQ(Says("futex"), "futex -1 (15 ms)\n");
 }
 
+TEST(WaitsElsewhere, TakeNoTimeForWhatIsThereAlready) {
+    EXPECT_EQ(Says("ready"),
+              "poll 1 (1000 ns)\nppoll 1 (1000 ns)\nselect 1 (1000 ns)\npselect 1 (1000 ns)\n"
+              "epoll 1 (1000 ns)\n");
+}
+
 TEST(WaitsElsewhere, AreTheirOwnForAProgramOfAnyLanguage) {
     ProbeRun run;
     const runs::Ended ended = run.Run({"python3", "-c",

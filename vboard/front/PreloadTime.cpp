@@ -11,6 +11,12 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <span>
+#include <vector>
+
 #include "vboard/process/OutsideWait.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/Waiting.h"
@@ -36,6 +42,22 @@ using vboard::TimeoutOf;
 using std::chrono_literals::operator""us;
 using std::chrono_literals::operator""s;
 
+constexpr timespec kNoTime{0, 0};
+
+/// The poll of files that are not the board's.
+int PollOthers(pollfd* files, nfds_t count, std::optional<Duration> timeout, const sigset_t* mask) {
+    OutsideWait away(timeout);
+    if (const int now = Real().ppoll(files, count, &kNoTime, mask); now != 0) {
+        away.EndedAtOnce();
+        return now;
+    }
+    const auto real = away.RealTimeout();
+    const timespec length = vboard::TimespecOf(real.value_or(Duration::zero()));
+    const int ready = Real().ppoll(files, count, real ? &length : nullptr, mask);
+    away.Ended(ready == 0);
+    return ready;
+}
+
 int Poll(pollfd* files, nfds_t count, int timeout) {
     if (AnyOurs(files, count)) {
         return PollFiles("poll", files, count, PollTimeout(timeout));
@@ -47,12 +69,7 @@ int Poll(pollfd* files, nfds_t count, int timeout) {
             count == 0 && timeout > 0 ? PauseVirtually(*PollTimeout(timeout)) : std::nullopt) {
         return Slept(*left);
     }
-    OutsideWait away(PollTimeout(timeout));
-    const auto real = away.RealTimeout();
-    const timespec length = vboard::TimespecOf(real.value_or(Duration::zero()));
-    const int ready = Real().ppoll(files, count, real ? &length : nullptr, nullptr);
-    away.Ended(ready == 0);
-    return ready;
+    return PollOthers(files, count, PollTimeout(timeout), nullptr);
 }
 
 int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const sigset_t* mask) {
@@ -66,17 +83,38 @@ int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const si
                                                            : std::nullopt) {
         return Slept(*left);
     }
-    OutsideWait away(TimeoutOf(timeout));
-    const auto real = away.RealTimeout();
-    const timespec length = vboard::TimespecOf(real.value_or(Duration::zero()));
-    const int ready = Real().ppoll(files, count, real ? &length : nullptr, mask);
-    away.Ended(ready == 0);
+    return PollOthers(files, count, TimeoutOf(timeout), mask);
+}
+
+/// The words of a set that select looks at.
+std::span<fd_mask> WordsOf(fd_set* set, int count) {
+    const int words = set == nullptr ? 0 : (count + NFDBITS - 1) / NFDBITS;
+    return {reinterpret_cast<fd_mask*>(set), static_cast<std::size_t>(words)};
+}
+
+/// What is ready in these sets now. They stay as they are where nothing is.
+int SelectNow(const FileSets& sets, const sigset_t* mask) {
+    std::array<std::vector<fd_mask>, 3> copies;
+    const std::array<fd_set*, 3> all{sets.reading, sets.writing, sets.excepting};
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const std::span<fd_mask> words = WordsOf(all.at(i), sets.count);
+        copies.at(i).assign(words.begin(), words.end());
+    }
+    const int ready =
+        Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting, &kNoTime, mask);
+    for (std::size_t i = 0; ready == 0 && i < all.size(); ++i) {
+        std::copy(copies.at(i).begin(), copies.at(i).end(), WordsOf(all.at(i), sets.count).begin());
+    }
     return ready;
 }
 
 /// The select of files that are not the board's. What is left of the timeout is not told.
 int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const sigset_t* mask) {
     OutsideWait away(timeout);
+    if (const int now = SelectNow(sets, mask); now != 0) {
+        away.EndedAtOnce();
+        return now;
+    }
     const auto real = away.RealTimeout();
     const timespec length = vboard::TimespecOf(real.value_or(Duration::zero()));
     const int ready = Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting,

@@ -102,6 +102,10 @@ int AwaitEvents(std::optional<Duration> timeout, Real real) {
         return real(timeout);
     }
     OutsideWait away(timeout);
+    if (const int now = real(Duration::zero()); now != 0) {
+        away.EndedAtOnce();
+        return now;
+    }
     const int ready = real(away.RealTimeout());
     away.Ended(ready == 0);
     return ready;

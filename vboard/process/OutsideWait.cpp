@@ -89,22 +89,32 @@ void OutsideWait::Ended(bool timeIsUp) {
     if (!m_counts || (!timeIsUp && !BoardTurn::IsAlone())) {
         return;
     }
-    const int kept = errno;
-    const BoardTurn turn;
-    RunLink& link = *RunLink::Get();
     Duration taken = m_timeout.value_or(Duration::max());
     if (!timeIsUp) {
         const Duration real{MachineNs(CLOCK_MONOTONIC) - m_realBeginNs};
-        taken = std::min(taken, Scaled(real, link.TheSession().pace));
+        taken = std::min(taken, Scaled(real, RunLink::Get()->TheSession().pace));
     }
-    const Instant end = taken > Instant::max() - m_begin ? Instant::max() : m_begin + taken;
+    Take(taken, !timeIsUp);
+}
+
+void OutsideWait::EndedAtOnce() {
+    m_elsewhere.reset();
+    if (m_counts && BoardTurn::IsAlone()) {
+        Take(Duration::zero(), true);
+    }
+}
+
+void OutsideWait::Take(Duration length, bool hears) {
+    const int kept = errno;
+    const BoardTurn turn;
+    const Instant end = length > Instant::max() - m_begin ? Instant::max() : m_begin + length;
     if (World* world = World::IfMade()) {
-        if (!timeIsUp) {
+        if (hears) {
             world->HearOfOthers();
         }
         world->PassOutside(end);
     } else {
-        link.PassTo(end);
+        RunLink::Get()->PassTo(end);
     }
     errno = kept;
 }

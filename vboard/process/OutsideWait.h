@@ -39,9 +39,14 @@ public:
 
     /// The wait is over: because its time is up, or for another reason.
     void Ended(bool timeIsUp);
+    /// What was waited for was there already: the wait took no time, however long the machine took
+    /// to tell.
+    void EndedAtOnce();
 
 private:
     void Begin(std::optional<Duration> timeout);
+    /// Gives the wait its length, and where it `hears` of others the time that they have reached.
+    void Take(Duration length, bool hears);
 
     bool m_counts = false;
     Instant m_begin;
