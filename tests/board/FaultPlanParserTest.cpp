@@ -8,6 +8,8 @@
 #include <limits>
 #include <ostream>
 
+#include "vboard/faults/FaultTable.h"
+
 namespace vboard {
 namespace {
 
@@ -63,7 +65,15 @@ TEST(FaultRuleText, CountsOccurrencesInEveryForm) {
     EXPECT_EQ(occurrences("read#2..5=eio"), Range(2, 5));
     EXPECT_EQ(occurrences("read#3..=eio"), Range(3, kNoEnd));
     EXPECT_EQ(occurrences("read#*=eio"), Range(1, kNoEnd));
-    EXPECT_EQ(occurrences("cell:0x2100=stuck-erased"), Range(1, kNoEnd));
+    for (const PlaceInfo& place : AllFaultPlaces()) {
+        const std::string example(place.example);
+        const std::string_view head = std::string_view(example).substr(0, example.find('#'));
+        const std::string action = example.substr(example.find('='));
+        const bool sticks = place.place == FaultPlace::kCell;
+        EXPECT_EQ(occurrences(std::string(head.substr(0, head.find('='))) + action),
+                  Range(1, sticks ? kNoEnd : 1))
+            << example;
+    }
     EXPECT_EQ(occurrences("cell:0x2100#1=stuck-erased"), Range(1, 1));
 }
 

@@ -3,13 +3,16 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/serial.h>
 #include <sys/ioctl.h>
 
 #include <cerrno>
 #include <chrono>
+#include <type_traits>
 
 #include "tests/host/HostBench.h"
 #include "vboard/host/LineSettings.h"
+#include "vboard/text/HexText.h"
 
 namespace host {
 namespace {
@@ -150,26 +153,174 @@ TEST_F(LoaderPort, TheFifoHandsOnFewerCharactersAfterFourCharacterTimes) {
     EXPECT_TRUE(port->Ready().readable);
 }
 
-TEST(LineSettings, EveryStandardSpeedIsKnown) {
-    const std::pair<speed_t, std::uint32_t> kSpeeds[] = {
-        {B50, 50},           {B300, 300},        {B1200, 1200},     {B9600, 9600},
-        {B38400, 38400},     {B115200, 115200},  {B230400, 230400}, {B921600, 921600},
-        {B1000000, 1000000}, {B4000000, 4000000}};
-    for (const auto& [constant, bitsPerSecond] : kSpeeds) {
+TEST_F(LoaderPort, ReadsWhatIsThereInPieces) {
+    LetTheChipSpeakWithTheOtherParity(INPCK | PARMRK);
+    bench.clock.Pass(5ms);
+    Bytes one(1);
+    std::string read;
+    while (file->Read(one, true) == 1) {
+        read += vboard::HexText(one) + " ";
+    }
+    EXPECT_EQ(read, "ff 00 90 ");
+}
+
+TEST_F(LoaderPort, AWriteThatMayNotWaitForRoomTakesAMillisecondAndIsToldToComeAgain) {
+    EXPECT_EQ(file->Write(Bytes(vboard::TtyPort::kTransmitQueueBytes + 1), true),
+              static_cast<vboard::IoResult>(vboard::TtyPort::kTransmitQueueBytes));
+    const vboard::Instant before = bench.clock.Now();
+    EXPECT_EQ(file->Write(Bytes{0x80}, true), -EAGAIN);
+    EXPECT_EQ(bench.clock.Now() - before, 1ms);
+}
+
+/// A request, what it is passed, and how a transcript has it.
+struct RequestWords {
+    unsigned long request;
+    int argument;
+    bool byPointer;
+    const char* words;
+};
+
+TEST_F(LoaderPort, EveryRequestHasItsWords) {
+    constexpr int kAllLines = TIOCM_DTR | TIOCM_RTS | TIOCM_CTS | TIOCM_DSR | TIOCM_CAR;
+    const RequestWords kAll[] = {{FIONREAD, 7, true, "FIONREAD 7"},
+                                 {TIOCOUTQ, 8, true, "TIOCOUTQ 8"},
+                                 {TIOCMGET, kAllLines, true, "TIOCMGET DTR|RTS|CTS|DSR|CAR"},
+                                 {TIOCMSET, 0, true, "TIOCMSET none"},
+                                 {TIOCMBIS, TIOCM_DTR, true, "TIOCMBIS DTR"},
+                                 {TIOCMBIC, TIOCM_RTS, true, "TIOCMBIC RTS"},
+                                 {TIOCEXCL, 0, false, "TIOCEXCL"},
+                                 {TIOCNXCL, 0, false, "TIOCNXCL"},
+                                 {TIOCGEXCL, 0, true, "TIOCGEXCL"},
+                                 {TIOCGWINSZ, 0, true, "TIOCGWINSZ"},
+                                 {TIOCGETD, 0, true, "TIOCGETD"},
+                                 {TIOCSETD, 0, true, "TIOCSETD"},
+                                 {TCSBRK, 1, false, "TCSBRK 1"},
+                                 {TCSBRKP, 0, false, "TCSBRKP"},
+                                 {TIOCSBRK, 0, false, "TIOCSBRK"},
+                                 {TIOCCBRK, 0, false, "TIOCCBRK"},
+                                 {TIOCGICOUNT, 0, true, "TIOCGICOUNT"},
+                                 {TIOCGSERIAL, 0, true, "TIOCGSERIAL"},
+                                 {TIOCSSERIAL, 0, true, "TIOCSSERIAL"},
+                                 {TCFLSH, TCOFLUSH, false, "TCFLSH 1"},
+                                 {TCXONC, TCOON, false, "TCXONC 1"},
+                                 {0x5499, 0, false, "0x5499"}};
+    for (const RequestWords& row : kAll) {
+        int argument = row.argument;
+        const void* passed = row.byPointer
+                                 ? static_cast<const void*>(&argument)
+                                 : reinterpret_cast<const void*>(std::intptr_t{row.argument});
+        EXPECT_EQ(file->Describe(row.request, passed), row.words);
+    }
+    for (const auto& [request, words] : {std::pair(FIONREAD, "FIONREAD"), {TIOCMGET, "TIOCMGET"}}) {
+        EXPECT_EQ(file->Describe(request, nullptr), words);
+    }
+}
+
+TEST_F(LoaderPort, TheLinesOfTheProgramAreSetAndTheOthersStay) {
+    constexpr int kOthers = TIOCM_CTS | TIOCM_DSR | TIOCM_CAR;
+    const auto after = [this](unsigned long request, int argument) {
+        EXPECT_EQ(file->Ioctl(request, &argument), 0);
+        int lines = 0;
+        EXPECT_EQ(file->Ioctl(TIOCMGET, &lines), 0);
+        return lines;
+    };
+    EXPECT_EQ(after(TIOCMSET, 0), kOthers);
+    EXPECT_EQ(after(TIOCMBIS, TIOCM_RTS | TIOCM_RI), kOthers | TIOCM_RTS);
+    EXPECT_EQ(after(TIOCMBIS, TIOCM_DTR), kOthers | TIOCM_RTS | TIOCM_DTR);
+    EXPECT_EQ(after(TIOCMBIC, TIOCM_RTS | TIOCM_CTS), kOthers | TIOCM_DTR);
+    EXPECT_EQ(after(TIOCMSET, TIOCM_RTS | TIOCM_RI), kOthers | TIOCM_RTS);
+}
+
+TEST_F(LoaderPort, TellsItsDriverAndTakesNoOther) {
+    serial_struct told{};
+    EXPECT_EQ(file->Ioctl(TIOCGSERIAL, &told), 0);
+    EXPECT_EQ(told.type, PORT_16550A);
+    EXPECT_EQ(told.line, 0);
+    EXPECT_EQ(told.irq, 0);
+    EXPECT_EQ(told.port, 0U);
+    EXPECT_EQ(told.baud_base, 4'000'000);
+    EXPECT_EQ(told.xmit_fifo_size, 16);
+    EXPECT_EQ(told.custom_divisor, 0);
+    EXPECT_EQ(told.closing_wait, 3000);
+    EXPECT_EQ(told.close_delay, 50);
+    const auto setting = [&](auto member) {
+        serial_struct changed = told;
+        changed.*member = static_cast<std::decay_t<decltype(changed.*member)>>(changed.*member + 1);
+        return file->Ioctl(TIOCSSERIAL, &changed);
+    };
+    EXPECT_EQ(setting(&serial_struct::flags), 0);
+    EXPECT_EQ(setting(&serial_struct::type), -EPERM);
+    EXPECT_EQ(setting(&serial_struct::line), -EPERM);
+    EXPECT_EQ(setting(&serial_struct::irq), -EPERM);
+    EXPECT_EQ(setting(&serial_struct::port), -EPERM);
+    EXPECT_EQ(setting(&serial_struct::baud_base), -EPERM);
+    EXPECT_EQ(setting(&serial_struct::custom_divisor), -EPERM);
+}
+
+TEST_F(LoaderPort, CountsWhatPassesItAndItsErrors) {
+    EXPECT_EQ(file->Write(Bytes{0x80}, false), 1);
+    EXPECT_EQ(file->Drain(), 0);
+    termios other = Raw(PARENB);
+    other.c_cflag = (other.c_cflag & ~tcflag_t{CSIZE}) | CS7;
+    cfsetspeed(&other, B19200);
+    EXPECT_EQ(file->SetAttributes(TCSANOW, other), 0);
+    bench.clock.Pass(5ms);
+    // 90 with an even parity bit, every bit read twice: 0000000 0 0, where the stop bit is missing,
+    // and later 0001100 1 1, where parity is wrong.
+    serial_icounter_struct counts{};
+    EXPECT_EQ(file->Ioctl(TIOCGICOUNT, &counts), 0);
+    EXPECT_EQ(counts.tx, 1);
+    EXPECT_EQ(counts.rx, 2);
+    EXPECT_EQ(counts.parity, 1);
+    EXPECT_EQ(counts.frame, 1);
+}
+
+TEST_F(LoaderPort, ExclusiveUseIsToldAndKeepsOthersOut) {
+    const auto told = [this] {
+        int exclusive = -1;
+        EXPECT_EQ(file->Ioctl(TIOCGEXCL, &exclusive), 0);
+        return exclusive;
+    };
+    EXPECT_EQ(told(), 0);
+    EXPECT_EQ(file->Ioctl(TIOCEXCL, nullptr), 0);
+    EXPECT_EQ(told(), 1);
+    EXPECT_EQ(bench.port.Open(O_RDWR).error, EBUSY);
+    EXPECT_EQ(file->Ioctl(TIOCNXCL, nullptr), 0);
+    EXPECT_EQ(told(), 0);
+    EXPECT_NE(bench.port.Open(O_RDWR).file, nullptr);
+}
+
+TEST(LineSettings, EverySpeedOfTermiosIsKnown) {
+#define SPEED(number) std::pair<speed_t, std::uint32_t>(B##number, number)
+    for (const auto& [constant, bitsPerSecond] :
+         {SPEED(50),      SPEED(75),      SPEED(110),     SPEED(134),     SPEED(150),
+          SPEED(200),     SPEED(300),     SPEED(600),     SPEED(1200),    SPEED(1800),
+          SPEED(2400),    SPEED(4800),    SPEED(9600),    SPEED(19200),   SPEED(38400),
+          SPEED(57600),   SPEED(115200),  SPEED(230400),  SPEED(460800),  SPEED(500000),
+          SPEED(576000),  SPEED(921600),  SPEED(1000000), SPEED(1152000), SPEED(1500000),
+          SPEED(2000000), SPEED(2500000), SPEED(3000000), SPEED(3500000), SPEED(4000000)}) {
         termios settings = vboard::FirstOpenSettings();
         cfsetspeed(&settings, constant);
         EXPECT_EQ(vboard::FormatOf(settings).bitsPerSecond, bitsPerSecond);
     }
+#undef SPEED
+    termios hungUp = vboard::FirstOpenSettings();
+    cfsetspeed(&hungUp, B0);
+    EXPECT_EQ(vboard::FormatOf(hungUp).bitsPerSecond, 9600U) << "what no speed stands for";
 }
 
 TEST(LineSettings, SizesParityAndStopBitsAreRead) {
-    termios settings = vboard::FirstOpenSettings();
-    settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE);
-    settings.c_cflag |= CS5 | CSTOPB | PARENB | PARODD;
-    EXPECT_EQ(vboard::FormatOf(settings), (vboard::SerialFormat{9600, 5, vboard::Parity::kOdd, 2}));
-    settings.c_cflag = B9600 | CS7;
-    EXPECT_EQ(vboard::FormatOf(settings),
-              (vboard::SerialFormat{9600, 7, vboard::Parity::kNone, 1}));
+    using vboard::Parity;
+    const std::pair<tcflag_t, vboard::SerialFormat> kRows[] = {
+        {CS5 | CSTOPB | PARENB | PARODD, {9600, 5, Parity::kOdd, 2}},
+        {CS6 | PARENB, {9600, 6, Parity::kEven, 1}},
+        {CS7 | PARODD, {9600, 7, Parity::kNone, 1}},
+        {CS8, {9600, 8, Parity::kNone, 1}}};
+    for (const auto& [flags, format] : kRows) {
+        termios settings = vboard::FirstOpenSettings();
+        settings.c_cflag = B9600 | flags;
+        EXPECT_EQ(vboard::FormatOf(settings), format) << flags;
+    }
 }
 
 TEST(LineSettings, GoThroughTheKernelsShapeUnchanged) {
