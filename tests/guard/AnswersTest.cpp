@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "tests/runs/Process.h"
@@ -89,17 +88,122 @@ TEST_F(AnAnswer, OfCheckThatCannotBeWrittenHasItsOwnStatus) {
               "directory; no device was touched; name a file that can be written\n");
 }
 
-TEST_F(AnAnswer, InJsonIsOneObjectALineAndTheVerdictLast) {
-    static_cast<void>(m_folder.WriteFile("a.hex", kVersion + kCode + kEnd));
-    for (const auto& words : std::vector<std::vector<std::string>>{
-             {"check", "a.hex", "--json"}, {"boards", "--json"}, {"install", "a.hex", "--json"}}) {
-        std::istringstream lines(Guard(words).output);
-        std::string last;
-        for (std::string line; std::getline(lines, line);) {
-            last = nlohmann::json::parse(line).at("type");
-        }
-        EXPECT_EQ(last, "verdict") << words.front();
+/// What a verdict has behind the image where no chip was asked.
+std::string NoChip() {
+    std::string times;
+    for (const char* phase : {"lock", "ask", "enter", "erase", "prove-erased", "write", "prove",
+                              "commit", "start", "release", "read"}) {
+        times += "\"" + std::string(phase) + "\":0,";
     }
+    return R"("read_sha256":null,"version_before":null,"version_after":null,"loader":null,)"
+           R"("difference_at":null,"differing_bytes":0,"figures":{"entries":0,"reentries":0,)"
+           R"("retries":0,"line_errors":0,"refusals":0,"mass_erases":0,"bytes_written":0,)"
+           R"("bytes_read":0,"baud":0},"times_ns":{)" +
+           times + "\"total\":0}}\n";
+}
+
+TEST_F(AnAnswer, OfCheckInJsonIsOneObjectALineAndTheVerdictLast) {
+    static_cast<void>(
+        m_folder.WriteFile("a.hex", kVector + kVersion + ":0121120005C7\n" + kCode + kEnd));
+    const std::string sum = Shell("sha256sum a.hex").output.substr(0, 64);
+    EXPECT_EQ(
+        Guard({"check", "a.hex", "--json"}).output,
+        R"({"type":"finding","path":"a.hex","line":3,"refused":false,)"
+        R"("what":"the block at 0x2112 is odd, and 0x2113 becomes 0xFF",)"
+        R"("remedy":"nothing has to be done"})"
+        "\n"
+        R"({"type":"memory","first":8448,"last":8449,"bytes":2})"
+        "\n"
+        R"({"type":"memory","first":8464,"last":8466,"bytes":3})"
+        "\n"
+        R"({"type":"memory","first":65534,"last":65535,"bytes":2})"
+        "\n"
+        R"({"type":"flashmcu","text":"flashmcu would find version 4660 and send 4 blocks"})"
+        "\n"
+        R"({"type":"flashmcu","text":"flashmcu would leave 1 other bytes in the chip, the first at 0x2113"})"
+        "\n"
+        R"({"type":"verdict","version":1,"command":"check","board":"BRDA","port":"","status":0,)"
+        R"("status_name":"done","outcome":"checked","chip":"untouched","signal":null,)"
+        R"("problem":null,"remedy":null,"image":{"path":"a.hex","sha256":")" +
+            sum + R"(","content_sha256":null,"bytes":7,"blocks":0,"version":4660},)" + NoChip());
+}
+
+TEST_F(AnAnswer, OfARefusedImageInJsonEndsWithTheVerdict) {
+    static_cast<void>(m_folder.WriteFile("a.hex", kVersion + kCode + kEnd));
+    const std::string sum = Shell("sha256sum a.hex").output.substr(0, 64);
+    const std::string finding = R"({"type":"finding","path":"a.hex","line":0,"refused":true,)"
+                                R"("what":"there is no reset vector at 0xFFFE",)"
+                                R"("remedy":"link the firmware with its interrupt vectors"})"
+                                "\n";
+    const auto verdict = [&](const std::string& command, const std::string& port,
+                             const std::string& found) {
+        return R"({"type":"verdict","version":1,"command":")" + command +
+               R"(","board":"BRDA","port":")" + port +
+               R"(","status":10,"status_name":"image-refused","outcome":"nothing",)"
+               R"("chip":"untouched","signal":null,)"
+               R"("problem":"a.hex is refused: there is no reset vector at 0xFFFE",)"
+               R"("remedy":"link the firmware with its interrupt vectors",)"
+               R"("image":{"path":"a.hex","sha256":")" +
+               sum + R"(","content_sha256":null,)" + found + "}," + NoChip();
+    };
+    const Ended install = Guard({"install", "a.hex", "--json"});
+    EXPECT_EQ(install.status, 10);
+    EXPECT_EQ(install.output,
+              finding + verdict("install", "/dev/ttyS1", R"("bytes":0,"blocks":0,"version":null)"));
+    EXPECT_EQ(
+        Guard({"check", "a.hex", "--json"}).output,
+        finding +
+            R"({"type":"memory","first":8448,"last":8449,"bytes":2})"
+            "\n"
+            R"({"type":"memory","first":8464,"last":8465,"bytes":2})"
+            "\n"
+            R"({"type":"flashmcu","text":"flashmcu would find version 4660 and send 2 blocks"})"
+            "\n" +
+            verdict("check", "", R"("bytes":4,"blocks":0,"version":4660)"));
+}
+
+TEST_F(AnAnswer, OfAnImageWithAnotherSumOrWithoutItsPasswordsImageIsRefused) {
+    static_cast<void>(m_folder.WriteFile("a.hex", kVersion + kCode + kVector + kEnd));
+    const std::string sum = Shell("sha256sum a.hex").output.substr(0, 64);
+    const std::string zeros(64, '0');
+    const Ended other = Guard({"install", "--sha256", zeros, "a.hex"});
+    EXPECT_EQ(other.status, 10);
+    EXPECT_EQ(other.error, "flashguard: a.hex has the SHA-256 " + sum + ", not " + zeros +
+                               "; no device was touched; get the image that the sum is of\n");
+    const Ended json = Guard({"install", "--sha256", zeros, "a.hex", "--json"});
+    EXPECT_NE(json.output.find(R"("image":{"path":"a.hex","sha256":")" + sum), std::string::npos);
+    const Ended gone = Guard({"install", "--keep-information", "--password-of", "gone", "a.hex"});
+    EXPECT_EQ(gone.status, 10);
+    EXPECT_EQ(gone.error,
+              "flashguard: gone is refused: it can't be read: No such file or directory; no device "
+              "was touched; name a file that can be read\n"
+              "gone: it can't be read: No such file or directory; name a file that can be read\n");
+}
+
+TEST_F(AnAnswer, OfBoardsInJsonIsOneObjectForEachAndTheVerdict) {
+    static_cast<void>(
+        m_folder.WriteFile("pump.toml",
+                           "name = 'PUMP'\nport = '/dev/ttyS2'\nchip = 'msp430-56k-v110'\n"
+                           "[lines]\nreset = 17\nrxd_nmi = 27\ntck = 22\n"));
+    const auto builtIn = [](const std::string& name, const std::string& port,
+                            const std::string& lines) {
+        return R"({"type":"board","name":")" + name + R"(","port":")" + port +
+               R"(","communication":"/dev/knxspi",)" + lines +
+               R"("chip":"msp430-56k","source":"built in"})"
+               "\n";
+    };
+    const std::string usual = R"("reset":"90","rxd_nmi":"86","tck":"91",)";
+    EXPECT_EQ(Guard({"boards", "--json", "--boards-folder", "."}).output,
+              builtIn("BRDA", "/dev/ttyS1", usual) + builtIn("BRDB", "/dev/ttyS1", usual) +
+                  builtIn("BRDC", "/dev/ttymxc1", R"("reset":"104","rxd_nmi":"6","tck":"5",)") +
+                  R"({"type":"board","name":"PUMP","port":"/dev/ttyS2","communication":null,)"
+                  R"("reset":"17","rxd_nmi":"27","tck":"22","chip":"msp430-56k-v110",)"
+                  R"("source":"./pump.toml"})"
+                  "\n"
+                  R"({"type":"verdict","version":1,"command":"boards","board":"","port":"",)"
+                  R"("status":0,"status_name":"done","outcome":"listed","chip":"untouched",)"
+                  R"("signal":null,"problem":null,"remedy":null,"image":null,)" +
+                  NoChip());
 }
 
 TEST_F(AnAnswer, OfBoardsListsBuiltInOnesAndFilesAndWhatIsWrongWithThem) {

@@ -204,46 +204,5 @@ TEST(GuardRelease, BringsBackEveryBoardThatAKilledProgramHasLeft) {
     }
 }
 
-TEST(GuardCommandLine, WrongWordsEndWithStatusTwoAndTouchNothing) {
-    const std::vector<std::vector<std::string>> wrong{
-        {},
-        {"instal", "x.hex"},
-        {"install"},
-        {"install", "a.hex", "b.hex"},
-        {"info", "--force"},
-        {"info", "--wait", "soon"},
-        {"install", "x.hex", "--speed", "5"},
-        {"install", "x.hex", "--sha256", "zz"},
-        {"install", "x.hex", "--status-when-current", "256"},
-        {"install", "x.hex", "--keep-information"},
-        {"install", "x.hex", "--password-of", "old.hex"},
-        {"install", "x.hex", "--keep-information", "--lose-information", "--password-of", "o.hex"},
-        {"read"},
-        {"info", "-q", "-v"},
-        {"info", "--nothing"},
-        {"info", "--board"},
-        {"info", "-b", "BRDX"},
-    };
-    for (const auto& words : wrong) {
-        Board board;
-        const Outcome run = board.RunsGuard(words);
-        EXPECT_EQ(run.status, 2) << testing::PrintToString(words);
-        EXPECT_EQ(run.Conversation(), "") << testing::PrintToString(words);
-        EXPECT_EQ(run.error.rfind("flashguard: ", 0), 0U) << run.error;
-    }
-}
-
-TEST(GuardCommandLine, GlobalOptionsStandBeforeAndBehindTheCommand) {
-    Board board;
-    EXPECT_EQ(board.RunsGuard({"--json", "info"}).output,
-              board.RunsGuard({"info", "--json"}).output);
-}
-
-TEST(GuardCommandLine, HelpAndVersionAreNoErrors) {
-    for (const char* word : {"--help", "-h", "--version"}) {
-        EXPECT_EQ(runs::RunProcess({"flashguard", word}, ".").status, 0) << word;
-    }
-}
-
 }  // namespace
 }  // namespace guard_tests

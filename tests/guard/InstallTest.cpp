@@ -189,7 +189,13 @@ TEST(GuardInstall, OfWhatRunsIsCurrentAfterOneQuestionAndTouchesNoLine) {
 TEST(GuardInstall, OfWhatRunsEndsWithTheStatusThatWasAskedFor) {
     Board board;
     ASSERT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0);
-    EXPECT_EQ(board.RunsGuard({"install", "--status-when-current", "42", BlinkyPath()}).status, 42);
+    for (const int status : {42, 255, 0}) {
+        EXPECT_EQ(board
+                      .RunsGuard({"install", "--status-when-current", std::to_string(status),
+                                  BlinkyPath()})
+                      .status,
+                  status);
+    }
 }
 
 TEST(GuardInstall, WithForceProgramsWhatRuns) {
@@ -325,19 +331,30 @@ TEST(GuardInstall, OfFirmwareThatDoesNotAnswerIsProvedButSaysSo) {
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
 }
 
+// In steps of a tenth of a second, up to a million of whatever unit.
 TEST(GuardInstall, WhileAnotherHoldsThePortIsBusyAndTouchesNothing) {
-    Board board;
-    board.WithFile("flashguard-dev-ttyS1.lock", "");
-    const Outcome run = board.RunsScript(
-        "flock flashguard-dev-ttyS1.lock flashguard --lock-folder . --wait 10s install " +
-        BlinkyPath());
-    EXPECT_EQ(run.status, 11);
-    // Ten seconds in steps of a tenth.
-    std::string waits;
-    for (int i = 0; i < 100; ++i) {
-        waits += "pause 100000 us\n";
+    struct Case {
+        const char* wait;
+        int steps;
+    };
+    for (const Case& one : {Case{"", 0}, Case{"--wait 500ms", 5}, Case{"--wait 2", 20},
+                            Case{"--wait 10s", 100}, Case{"--wait 1min", 600}}) {
+        Board board;
+        board.WithFile("flashguard-dev-ttyS1.lock", "");
+        const Outcome run = board.RunsScript(
+            std::string("flock flashguard-dev-ttyS1.lock flashguard --lock-folder . ") + one.wait +
+            " install " + BlinkyPath());
+        EXPECT_EQ(run.status, 11);
+        EXPECT_EQ(
+            run.error,
+            "flashguard: another run has the port /dev/ttyS1; no device was touched; wait for "
+            "its end, or give --wait a time\n");
+        std::string waits;
+        for (int i = 0; i < one.steps; ++i) {
+            waits += "pause 100000 us\n";
+        }
+        ExpectSame(run.Conversation(), waits);
     }
-    ExpectSame(run.Conversation(), waits);
 }
 
 TEST(GuardInstall, AtAHigherSpeedReadsAndWritesWithIt) {
