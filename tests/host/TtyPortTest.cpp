@@ -211,9 +211,8 @@ TEST_F(LoaderPort, EveryRequestHasItsWords) {
                                  : reinterpret_cast<const void*>(std::intptr_t{row.argument});
         EXPECT_EQ(file->Describe(row.request, passed), row.words);
     }
-    for (const auto& [request, words] : {std::pair(FIONREAD, "FIONREAD"), {TIOCMGET, "TIOCMGET"}}) {
-        EXPECT_EQ(file->Describe(request, nullptr), words);
-    }
+    EXPECT_EQ(file->Describe(FIONREAD, nullptr), "FIONREAD");
+    EXPECT_EQ(file->Describe(TIOCMGET, nullptr), "TIOCMGET");
 }
 
 TEST_F(LoaderPort, TheLinesOfTheProgramAreSetAndTheOthersStay) {
