@@ -327,6 +327,14 @@ TEST(SerialLane, AFastSendersCharactersAreReadAsFewer) {
     EXPECT_EQ(LaneBench(slow).Send({0x00, 0x00, 0x00, 0xFF}, fast).Got(), "20 framing");
 }
 
+TEST(SerialLane, OfAnEdgeInTheMiddleOfABitWhatFollowsIsRead) {
+    const SerialFormat slow{9600, 8, Parity::kNone, 1};
+    // At twice the speed every edge of the sender's is in the middle of a bit, or between two.
+    EXPECT_EQ(LaneBench(slow).Send({0xAA}, {19200, 8, Parity::kNone, 1}).Got(), "f8");
+    EXPECT_EQ(LaneBench(slow).Send({0x55}, {19200, 8, Parity::kNone, 1}).Got(), "")
+        << "what follows the edge in the start bit is high";
+}
+
 TEST(SerialLane, AFallThatDoesNotLastForHalfABitBeginsNothing) {
     const SerialFormat slow{9600, 8, Parity::kEven, 1};
     const SerialFormat fast{38400, 8, Parity::kNone, 1};

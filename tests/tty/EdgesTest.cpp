@@ -60,7 +60,7 @@ TEST(Waits, AreCountedInTheTranscriptAsTheProgramGotThem) {
 }
 
 TEST(Breaks, ReachTheChipAsAZeroWithoutAStopBit) {
-    for (const std::string way : {"break", "sbreak cbreak"}) {
+    for (const std::string way : {"break", "sbreak pause:3 cbreak"}) {
         ProbeRun run;
         static_cast<void>(run.InLoader().Says(kPort + "raw:9600:E:0:1 " + way + " pause:50"));
         const auto said = ChipSaid(run);
@@ -68,6 +68,26 @@ TEST(Breaks, ReachTheChipAsAZeroWithoutAStopBit) {
             said,
             std::vector<std::string>{"character 0x00 damaged in place of a sync: not answered"})
             << way;
+    }
+}
+
+TEST(Breaks, AreOnTheWireForAsLongAsTheProgramHoldsTheLine) {
+    ProbeRun run;
+    EXPECT_EQ(run.InLoader().Says(kPort + "raw:9600:E:1:0 sbreak pause:30 cbreak write:80 read:1"),
+              kOpened +
+                  "raw:9600:E:1:0 = 0\n"
+                  "sbreak = 0\n"
+                  "pause:30 = 0 (30 ms)\n"
+                  "cbreak = 0\n"
+                  "write:80 = 1\n"
+                  "read:1 = 1 90 (2 ms)\n");
+    // One character time after its beginning it is seen, and its end lets the next character go.
+    const std::string transcript = runs::ReadFile(run.PathOf("transcript"));
+    for (const std::string line :
+         {"    0.000005 wire    > break begins\n",
+          "    0.001150 chip    character 0x00 damaged in place of a sync: not answered\n",
+          "    0.030009 wire    > break ends\n", "    0.030011 wire    > 80\n"}) {
+        EXPECT_NE(transcript.find(line), std::string::npos) << line << transcript;
     }
 }
 

@@ -217,15 +217,14 @@ IoResult TtyPort::Break(void* /*argument*/) {
     return SendBreak();
 }
 
-// How long it is to last nobody knows yet. The other end misses the stop bit after one character,
-// and that is all it can see of a break, so what goes over the wire is two characters long.
 IoResult TtyPort::BeginBreak(void* /*argument*/) {
     static_cast<void>(Drain());
-    SendLow(m_wire.HostFormat().CharacterTime() * 2);
+    m_wire.SetBreakToChip(true);
     return 0;
 }
 
 IoResult TtyPort::EndBreak(void* /*argument*/) {
+    m_wire.SetBreakToChip(false);
     return 0;
 }
 

@@ -96,7 +96,9 @@ void TtyPort::Close() {
         --m_openings;
         return;
     }
-    // The last close waits for the transmit queue and forgets what nobody has read.
+    // The last close lets go of the line, waits for the transmit queue and forgets what nobody has
+    // read.
+    m_wire.SetBreakToChip(false);
     static_cast<void>(Drain());
     m_openings = 0;
     m_exclusive = false;
@@ -275,24 +277,12 @@ IoResult TtyPort::Flush(int queue) {
     return 0;
 }
 
-// The line is low for longer than any character takes: the other end reads 0 and finds no stop bit.
-// It is sent as what it looks like, a 0 whose start bit and eight data bits take the whole time.
 IoResult TtyPort::SendBreak() {
     static_cast<void>(Drain());
-    SendLow(kBreakTime);
-    m_clock.Pass(kBreakTime);
-    return 0;
-}
-
-void TtyPort::SendLow(Duration length) {
-    constexpr unsigned kLowBits = 9;
-    const SerialFormat format = m_wire.HostFormat();
-    SerialFormat low;
-    low.parity = Parity::kNone;
-    low.bitsPerSecond = static_cast<std::uint32_t>(kLowBits * std::chrono::seconds(1) / length);
-    m_wire.SetHostFormat(low);
-    m_wire.SendToChip(0);
-    m_wire.SetHostFormat(format);
+    m_wire.SetBreakToChip(true);
+    const Duration left = m_clock.Pass(kBreakTime);
+    m_wire.SetBreakToChip(false);
+    return left > Duration::zero() ? -EINTR : 0;
 }
 
 // There is no flow control: what is asked for is taken, and nothing stops.

@@ -60,7 +60,6 @@ private:
     IoResult Drain();
     IoResult Flush(int queue);
     IoResult SendBreak();
-    void SendLow(Duration length);
     [[nodiscard]] static IoResult ControlFlow(int action);
     IoResult SetAttributes(int action, const termios& attributes);
     [[nodiscard]] IoResult WaitForInput(std::size_t wanted);
