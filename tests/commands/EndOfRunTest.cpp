@@ -133,9 +133,22 @@ TEST(ProgramLeftInTheBackground, GivesTheBoardFree) {
 TEST(LimitOfOpenFiles, ThatLeavesNoneForTheRunIsTold) {
     const BoardFolder folder;
     const runs::Ended ended =
-        InShell(folder, "ulimit -n 12; vboard run --transcript t -- flashmcu -v");
-    EXPECT_NE(ended.status, 0);
-    EXPECT_NE(ended.error, "");
+        InShell(folder, "ulimit -n 15; vboard run --transcript t -- flashmcu -v");
+    EXPECT_EQ(ended.status, 125);
+    EXPECT_EQ(ended.output, "");
+    EXPECT_EQ(ended.error,
+              "vboard: the program's limit of open files leaves none for the board: raise it "
+              "(ulimit -n 1024)\n");
+}
+
+TEST(LimitOfOpenFiles, ThatIsJustEnoughLosesNothing) {
+    const BoardFolder folder;
+    const std::string run = "vboard run --quiet --transcript t -- flashmcu -v; cat t";
+    const runs::Ended usual = InShell(folder, run);
+    const runs::Ended ended = InShell(folder, "ulimit -n 16; " + run);
+    EXPECT_EQ(ended.output, usual.output);
+    EXPECT_NE(ended.output.find("end     exit status 0\n"), std::string::npos);
+    EXPECT_EQ(ended.error, "");
 }
 
 }  // namespace

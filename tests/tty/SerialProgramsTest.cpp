@@ -96,6 +96,26 @@ print(Gather.got.hex())
     EXPECT_EQ(ended.output, "90\n") << ended.error;
 }
 
+// In real time, since it is made for people: it takes what is typed, and leaves when it is told.
+TEST(Minicom, SendsWhatIsTypedAndShowsTheAnswer) {
+    if (!IsInstalled("minicom")) {
+        GTEST_SKIP() << "minicom is missing (scripts/install-packages test)";
+    }
+    const std::string session = std::string("PATH=" FLASHMCU_PROGRAM_DIR ":$PATH") + R"(
+printf 'pu port /dev/ttyS1\npu baudrate 9600\npu bits 8\npu parity E\npu stopbits 1\n' > .minirc.dfl
+mkfifo keys; exec 3<>keys; printf '\200' >&3
+(while ! grep -q 'read /dev/ttyS1 90' t 2>/dev/null; do :; done; printf '\001x\r' >&3) &
+export HOME=$PWD TERM=vt100
+script -qec 'vboard run --pace 10 --quiet --start loader --transcript t -- minicom -w -o' \
+    /dev/null <keys >shown; echo left $?; grep -ao 'Welcome to minicom' shown; grep 'call *write\|call *read' t |
+    grep -v ' = -' | cut -c 22-)";
+    const TempFolder folder;
+    const runs::Ended ended = runs::RunProcess({"sh", "-c", session}, folder.PathOf("."));
+    EXPECT_EQ(ended.output,
+              "left 0\nWelcome to minicom\nwrite /dev/ttyS1 80 = 1\nread /dev/ttyS1 90 = 1\n")
+        << ended.error;
+}
+
 TEST(Watcher, GdbRunsAProgramOnTheBoard) {
     if (!IsInstalled("gdb")) {
         GTEST_SKIP() << "gdb is missing (scripts/install-packages test)";

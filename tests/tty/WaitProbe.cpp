@@ -5,15 +5,18 @@
 
 #include <fcntl.h>
 #include <linux/futex.h>
+#include <mqueue.h>
 #include <poll.h>
 #include <semaphore.h>
 #include <signal.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
+#include <sys/sem.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <termios.h>
+#include <threads.h>
 #include <unistd.h>
 
 #include <array>
@@ -223,6 +226,138 @@ void Children() {
     Say("children", 4, begin);
 }
 
+timespec In(int ms) {
+    timespec deadline{};
+    clock_gettime(CLOCK_REALTIME, &deadline);
+    deadline.tv_nsec += ms * 1'000'000L;
+    deadline.tv_sec += deadline.tv_nsec / 1'000'000'000;
+    deadline.tv_nsec %= 1'000'000'000;
+    return deadline;
+}
+
+/// A wait that answers an errno, with what it took.
+template <class Wait>
+void SayWaited(const char* what, Wait wait) {
+    const auto begin = Clock::now();
+    const int error = wait();
+    const auto taken = std::chrono::round<milliseconds>(Clock::now() - begin);
+    std::printf("%s %s (%lld ms)\n", what, error == 0 ? "0" : strerrorname_np(error),
+                static_cast<long long>(taken.count()));
+}
+
+/// Waits that nothing ends but their deadlines.
+void Deadlines() {
+    pthread_rwlock_t read = PTHREAD_RWLOCK_INITIALIZER;
+    pthread_rwlock_rdlock(&read);
+    timespec then = In(20);
+    SayWaited("timedwrlock", [&] { return pthread_rwlock_timedwrlock(&read, &then); });
+    then = In(25);
+    SayWaited("clockwrlock",
+              [&] { return pthread_rwlock_clockwrlock(&read, CLOCK_REALTIME, &then); });
+    mtx_t lock{};
+    mtx_init(&lock, mtx_timed);
+    mtx_lock(&lock);
+    then = In(30);
+    SayWaited("mtx_timedlock",
+              [&] { return mtx_timedlock(&lock, &then) == thrd_timedout ? ETIMEDOUT : 0; });
+    cnd_t condition{};
+    cnd_init(&condition);
+    then = In(35);
+    SayWaited("cnd_timedwait", [&] {
+        return cnd_timedwait(&condition, &lock, &then) == thrd_timedout ? ETIMEDOUT : 0;
+    });
+    sem_t semaphore{};
+    sem_init(&semaphore, 0, 0);
+    then = In(40);
+    SayWaited("sem_clockwait",
+              [&] { return sem_clockwait(&semaphore, CLOCK_REALTIME, &then) == 0 ? 0 : errno; });
+    const int set = semget(IPC_PRIVATE, 1, 0600);
+    sembuf take{0, -1, 0};
+    timespec length{0, 45'000'000};
+    SayWaited("semtimedop", [&] { return semtimedop(set, &take, 1, &length) == 0 ? 0 : errno; });
+    semctl(set, 0, IPC_RMID);
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    length.tv_nsec = 50'000'000;
+    SayWaited("sigtimedwait",
+              [&] { return sigtimedwait(&signals, nullptr, &length) > 0 ? 0 : errno; });
+}
+
+void Queue() {
+    const std::string name = "/vboard-" + std::to_string(getpid());
+    mq_attr attributes{};
+    attributes.mq_maxmsg = 1;
+    attributes.mq_msgsize = 8;
+    const mqd_t queue = mq_open(name.c_str(), O_CREAT | O_EXCL | O_RDWR, 0600, &attributes);
+    mq_unlink(name.c_str());
+    if (queue == static_cast<mqd_t>(-1)) {
+        std::printf("no queues\n");
+        return;
+    }
+    std::array<char, 8> text{};
+    timespec then = In(20);
+    SayWaited("mq_timedreceive", [&] {
+        return mq_timedreceive(queue, text.data(), text.size(), nullptr, &then) < 0 ? errno : 0;
+    });
+    then = In(25);
+    SayWaited("mq_timedsend",
+              [&] { return mq_timedsend(queue, text.data(), 1, 0, &then) == 0 ? 0 : errno; });
+    SayWaited("mq_timedsend",
+              [&] { return mq_timedsend(queue, text.data(), 1, 0, &then) == 0 ? 0 : errno; });
+}
+
+/// Waits for another thread, which is in nobody's way and goes on when it is told.
+void OtherThreads() {
+    pthread_rwlock_t written = PTHREAD_RWLOCK_INITIALIZER;
+    sem_t end{};
+    sem_init(&end, 0, 0);
+    sem_t begun{};
+    sem_init(&begun, 0, 0);
+    std::thread other([&] {
+        pthread_rwlock_wrlock(&written);
+        sem_post(&begun);
+        sem_wait(&end);
+        pthread_rwlock_unlock(&written);
+    });
+    sem_wait(&begun);
+    timespec then = In(20);
+    SayWaited("timedrdlock", [&] { return pthread_rwlock_timedrdlock(&written, &then); });
+    then = In(25);
+    SayWaited("clockrdlock",
+              [&] { return pthread_rwlock_clockrdlock(&written, CLOCK_REALTIME, &then); });
+    then = In(30);
+    SayWaited("timedjoin",
+              [&] { return pthread_timedjoin_np(other.native_handle(), nullptr, &then); });
+    then = In(35);
+    SayWaited("clockjoin", [&] {
+        return pthread_clockjoin_np(other.native_handle(), nullptr, CLOCK_REALTIME, &then);
+    });
+    sem_post(&end);
+    other.join();
+}
+
+void SleepingChildren() {
+    const auto begin = Clock::now();
+    for (const unsigned seconds : {10U, 20U, 15U}) {
+        if (fork() == 0) {
+            sleep(seconds);
+            _exit(0);
+        }
+    }
+    siginfo_t information{};
+    for (int number = 0; number < 3; ++number) {
+        waitid(P_ALL, 0, &information, WEXITED);
+    }
+    Say("waitid", 3, begin);
+    if (system("sleep 5") == 0) {
+        Say("system", 0, begin);
+    }
+    std::FILE* pipe = popen("sleep 5", "w");
+    Say("pclose", pclose(pipe), begin);
+}
+
 /// A byte is on its way when the process splits in two. Both look for the answer.
 void Wire() {
     const int port = OpenPort();
@@ -283,6 +418,10 @@ int main(int argc, char** argv) {
         {"ready", Ready},
         {"futex", Futex},
         {"children", Children},
+        {"deadlines", Deadlines},
+        {"queue", Queue},
+        {"threads", OtherThreads},
+        {"sleeping", SleepingChildren},
         {"wire", Wire},
         {"signal", Signal},
         {"lengths", Lengths},

@@ -87,6 +87,43 @@ TEST(WaitsElsewhere, TakeNoTimeForWhatIsThereAlready) {
               "epoll 1 (1000 ns)\n");
 }
 
+TEST(WaitsElsewhere, HoldDeadlinesByTheProgramsClocks) {
+    EXPECT_EQ(Says("deadlines"),
+              "timedwrlock ETIMEDOUT (20 ms)\n"
+              "clockwrlock ETIMEDOUT (25 ms)\n"
+              "mtx_timedlock ETIMEDOUT (30 ms)\n"
+              "cnd_timedwait ETIMEDOUT (35 ms)\n"
+              "sem_clockwait ETIMEDOUT (40 ms)\n"
+              "semtimedop EAGAIN (45 ms)\n"
+              "sigtimedwait EAGAIN (50 ms)\n");
+}
+
+TEST(WaitsElsewhere, ForAQueueHoldDeadlinesByTheProgramsClocks) {
+    const std::string said = Says("queue");
+    if (said == "no queues\n") {
+        GTEST_SKIP() << "this kernel has no message queues";
+    }
+    EXPECT_EQ(said,
+              "mq_timedreceive ETIMEDOUT (20 ms)\n"
+              "mq_timedsend 0 (0 ms)\n"
+              "mq_timedsend ETIMEDOUT (25 ms)\n");
+}
+
+TEST(WaitsElsewhere, ForAnotherThreadHoldDeadlinesByTheProgramsClocks) {
+    EXPECT_EQ(Says("threads"),
+              "timedrdlock ETIMEDOUT (20 ms)\n"
+              "clockrdlock ETIMEDOUT (25 ms)\n"
+              "timedjoin ETIMEDOUT (30 ms)\n"
+              "clockjoin ETIMEDOUT (35 ms)\n");
+}
+
+TEST(Children, HaveHadTheirTimeForWhoeverWaitsForThem) {
+    EXPECT_EQ(Says("sleeping"),
+              "waitid 3 (20000 ms)\n"
+              "system 0 (25000 ms)\n"
+              "pclose 0 (30000 ms)\n");
+}
+
 TEST(WaitsElsewhere, AreTheirOwnForAProgramOfAnyLanguage) {
     ProbeRun run;
     const runs::Ended ended = run.Run({"python3", "-c",

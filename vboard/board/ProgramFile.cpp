@@ -53,9 +53,42 @@ bool ReadAt(std::ifstream& file, std::uint64_t offset, Structure& structure) {
     return file.good();
 }
 
-/// The loader that a program asks for; empty when it asks for none: it is linked statically.
+/// What the segments of a program say about how it starts.
+struct Start {
+    std::string loader;  ///< Empty when it asks for none: it is linked statically.
+    bool isGo = false;   ///< It has the note of Go's linker.
+};
+
+/// elf(5): a note begins with the lengths of its name and of what it says, and with its type; both
+/// are filled up to whole words.
+bool HasGoNote(std::string_view notes) {
+    Elf32_Nhdr note{};  // Both sizes are alike.
+    while (notes.size() >= sizeof note) {
+        std::memcpy(&note, notes.data(), sizeof note);
+        const auto name = notes.substr(sizeof note, std::min<std::size_t>(note.n_namesz, 4));
+        if (name.starts_with("Go")) {
+            return true;
+        }
+        const auto filled = [](std::uint64_t size) { return (size + 3) & ~std::uint64_t{3}; };
+        const std::uint64_t length = sizeof note + filled(note.n_namesz) + filled(note.n_descsz);
+        notes.remove_prefix(
+            static_cast<std::size_t>(std::min<std::uint64_t>(length, notes.size())));
+    }
+    return false;
+}
+
+/// The beginning of what a segment has in the file.
+template <class Segment>
+std::string Contents(std::ifstream& file, const Segment& segment) {
+    std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(segment.p_filesz, 4096)),
+                      '\0');
+    file.seekg(static_cast<std::streamoff>(segment.p_offset));
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
+}
+
 template <class Header, class Segment>
-bool ReadLoader(std::ifstream& file, std::string& loader) {
+bool ReadStart(std::ifstream& file, Start& start) {
     Header header{};
     if (!ReadAt(file, 0, header)) {
         return false;
@@ -66,15 +99,13 @@ bool ReadLoader(std::ifstream& file, std::string& loader) {
             return false;
         }
         if (segment.p_type == PT_INTERP) {
-            const auto length = std::min<std::uint64_t>(segment.p_filesz, 4096);
-            loader.resize(static_cast<std::size_t>(length));
-            file.seekg(static_cast<std::streamoff>(segment.p_offset));
-            file.read(loader.data(), static_cast<std::streamsize>(loader.size()));
-            loader.resize(std::strlen(loader.c_str()));
-            return file.good();
+            start.loader = Contents(file, segment);
+            start.loader.resize(std::strlen(start.loader.c_str()));
+        } else if (segment.p_type == PT_NOTE) {
+            start.isGo = start.isGo || HasGoNote(Contents(file, segment));
         }
     }
-    return true;
+    return file.good();
 }
 
 /// ld.so(8): a program that runs with rights of its own takes no library from its caller.
@@ -94,7 +125,7 @@ bool HasRightsOfItsOwn(const std::string& path) {
 bool CanLoad(const std::string& path, std::ifstream& file, const ElfKind& library,
              std::string& problem) {
     ElfKind kind;
-    std::string loader;
+    Start start;
     if (!ReadElfKind(path, kind, problem)) {
         return true;  // Whatever it is, it can't be started.
     }
@@ -105,9 +136,9 @@ bool CanLoad(const std::string& path, std::ifstream& file, const ElfKind& librar
             path);
         return false;
     }
-    const bool read = kind.wordClass == ELFCLASS64
-                          ? ReadLoader<Elf64_Ehdr, Elf64_Phdr>(file, loader)
-                          : ReadLoader<Elf32_Ehdr, Elf32_Phdr>(file, loader);
+    const bool read = kind.wordClass == ELFCLASS64 ? ReadStart<Elf64_Ehdr, Elf64_Phdr>(file, start)
+                                                   : ReadStart<Elf32_Ehdr, Elf32_Phdr>(file, start);
+    const std::string& loader = start.loader;
     const std::string_view name = std::string_view(loader).substr(loader.rfind('/') + 1);
     if (!read) {
         problem = Formatted("'{}' is cut short: build it again", path);
@@ -115,6 +146,11 @@ bool CanLoad(const std::string& path, std::ifstream& file, const ElfKind& librar
         problem = Formatted(
             "'{}' is linked statically, so no board can stand in front of its C "
             "library: link it dynamically",
+            path);
+    } else if (start.isGo) {
+        problem = Formatted(
+            "'{}' is written in Go, whose programs turn to the kernel past the C library, where no "
+            "board can stand: take one that calls the C library",
             path);
     } else if (name.starts_with(kOtherLoader)) {
         problem = Formatted(

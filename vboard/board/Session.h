@@ -19,6 +19,10 @@ namespace vboard {
 /// Name of the environment variable.
 inline constexpr const char* kSessionVariable = "VBOARD_SESSION";
 
+/// And of another, for a program that begins with the time of the process it comes from: that time,
+/// in nanoseconds. Without it a program begins with the board's.
+inline constexpr const char* kOwnTimeVariable = "VBOARD_TIME";
+
 /// The run's descriptors have the numbers just below this one, or below the limit of open files
 /// where that is lower: programs choose theirs from below. Higher ones would make every fork dear.
 inline constexpr int kSessionDescriptorsEnd = 1024;

@@ -47,9 +47,7 @@ int Open(int folder, const char* path, int flags, mode_t mode) {
 
 ssize_t Read(int descriptor, void* buffer, std::size_t size) {
     if (const auto file = FileFor(descriptor)) {
-        return Answer<ssize_t>([&] {
-            return TheHost().Read(*file, std::span(static_cast<std::uint8_t*>(buffer), size));
-        });
+        return Answer<ssize_t>([&] { return vboard::ReadInto(*file, buffer, size); });
     }
     return Real().read(descriptor, buffer, size);
 }
@@ -141,10 +139,7 @@ VBOARD_EXPORT ssize_t __read_chk(int descriptor, void* buffer, std::size_t size,
 
 VBOARD_EXPORT ssize_t write(int descriptor, const void* data, std::size_t size) {
     if (const auto file = FileFor(descriptor)) {
-        return Answer<ssize_t>([&] {
-            return TheHost().Write(vboard::CallKind::kWrite, *file,
-                                   std::span(static_cast<const std::uint8_t*>(data), size));
-        });
+        return Answer<ssize_t>([&] { return vboard::WriteFrom(*file, data, size); });
     }
     return Real().write(descriptor, data, size);
 }

@@ -44,17 +44,14 @@ char* FullPath(const Place& place, char* resolved) {
 }  // namespace
 
 VBOARD_EXPORT DIR* opendir(const char* path) {
-    if (const Place place = HostFor(path)) {
-        return vboard::OpenFolder(place);
-    }
-    return Real().opendir(path);
+    return vboard::OpenAnyFolder(path);
 }
 
 VBOARD_EXPORT DIR* fdopendir(int descriptor) {
     if (FileFor(descriptor) != nullptr) {
         return vboard::FolderOn(descriptor);
     }
-    return Real().fdopendir(descriptor);
+    return vboard::Listed(Real().fdopendir(descriptor));
 }
 
 VBOARD_EXPORT int closedir(DIR* folder) {

@@ -13,6 +13,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "vboard/process/ProgramMemory.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/Wrapping.h"
 
@@ -25,6 +26,9 @@ using vboard::Real;
 /// The offset of a sendfile, which has the width of the caller's.
 template <class Offset>
 ssize_t Send(int target, int source, Offset* offset, std::size_t count) {
+    if (offset != nullptr && !vboard::CanWrite(offset)) {
+        return vboard::Refused(EFAULT);
+    }
     std::int64_t place = offset == nullptr ? 0 : *offset;
     const auto sent = Answer<ssize_t>(
         [&] { return vboard::Send(target, source, offset == nullptr ? nullptr : &place, count); });

@@ -5,10 +5,12 @@
 #include "vboard/front/Preload.h"
 
 // After it: the real headers.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdarg>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 #include "vboard/process/NextProgram.h"
@@ -53,9 +55,24 @@ VBOARD_EXPORT int execve(const char* path, char* const words[], char* const vari
 }
 
 VBOARD_EXPORT int fexecve(int descriptor, char* const words[], char* const variables[]) __THROW {
-    const NextProgram next(variables);
+    const std::string file = "/proc/self/fd/" + std::to_string(descriptor);
+    const NextProgram next(file.c_str(), false, variables);
     World::EndIfMade();
     const int failed = Real().fexecve(descriptor, words, next.Variables());
+    World::GoOnIfMade();
+    return failed;
+}
+
+VBOARD_EXPORT int execveat(int folder, const char* path, char* const words[],
+                           char* const variables[], int flags) __THROW {
+    static const auto real = vboard::RealNamed<decltype(&execveat)>("execveat");
+    const bool itself = (flags & AT_EMPTY_PATH) != 0 && *path == '\0';
+    const bool fromHere = folder == AT_FDCWD || *path == '/';
+    const std::string base = "/proc/self/fd/" + std::to_string(folder);
+    const std::string file = fromHere ? path : itself ? base : base + "/" + path;
+    const NextProgram next(file.c_str(), false, variables);
+    World::EndIfMade();
+    const int failed = real(folder, path, words, next.Variables(), flags);
     World::GoOnIfMade();
     return failed;
 }

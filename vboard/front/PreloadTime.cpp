@@ -28,8 +28,6 @@ using vboard::AskClock;
 using vboard::Duration;
 using vboard::DurationOf;
 using vboard::FileSets;
-using vboard::IsLength;
-using vboard::IsTimeout;
 using vboard::OutsideWait;
 using vboard::PauseVirtually;
 using vboard::PollFiles;
@@ -59,6 +57,9 @@ int PollOthers(pollfd* files, nfds_t count, std::optional<Duration> timeout, con
 }
 
 int Poll(pollfd* files, nfds_t count, int timeout) {
+    if (const int error = vboard::Refusal(files, count); error != 0) {
+        return Refused(error);
+    }
     if (AnyOurs(files, count)) {
         return PollFiles("poll", files, count, PollTimeout(timeout));
     }
@@ -73,8 +74,10 @@ int Poll(pollfd* files, nfds_t count, int timeout) {
 }
 
 int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const sigset_t* mask) {
-    if (timeout != nullptr && !IsLength(*timeout)) {
-        return Refused(EINVAL);
+    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
+    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(files, count);
+    if (error != 0) {
+        return Refused(error);
     }
     if (AnyOurs(files, count)) {
         return PollFiles("poll", files, count, TimeoutOf(timeout));
@@ -128,8 +131,10 @@ int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const si
 VBOARD_EXPORT int select(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                          timeval* timeout) {
     const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
-    if (count < 0 || (timeout != nullptr && !IsTimeout(*timeout))) {
-        return Refused(EINVAL);
+    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
+    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(sets);
+    if (error != 0) {
+        return Refused(error);
     }
     if (AnyOurs(sets)) {
         return vboard::SelectFiles(sets, timeout);
@@ -148,8 +153,10 @@ VBOARD_EXPORT int select(int count, fd_set* reading, fd_set* writing, fd_set* ex
 VBOARD_EXPORT int pselect(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                           const timespec* timeout, const sigset_t* mask) {
     const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
-    if (count < 0 || (timeout != nullptr && !IsLength(*timeout))) {
-        return Refused(EINVAL);
+    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
+    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(sets);
+    if (error != 0) {
+        return Refused(error);
     }
     if (AnyOurs(sets)) {
         return vboard::SelectFiles(sets, TimeoutOf(timeout));
@@ -194,8 +201,8 @@ VBOARD_EXPORT unsigned sleep(unsigned seconds) {
 }
 
 VBOARD_EXPORT int nanosleep(const timespec* length, timespec* remaining) {
-    if (length == nullptr || !IsLength(*length)) {
-        return Real().nanosleep(length, remaining);
+    if (const int error = vboard::LengthRefusal(Given(length)); error != 0) {
+        return Refused(error);
     }
     if (const auto left = PauseVirtually(DurationOf(*length))) {
         if (*left > Duration::zero() && remaining != nullptr) {
@@ -209,8 +216,8 @@ VBOARD_EXPORT int nanosleep(const timespec* length, timespec* remaining) {
 VBOARD_EXPORT int clock_nanosleep(clockid_t clock, int flags, const timespec* time,
                                   timespec* remaining) {
     const bool until = (flags & TIMER_ABSTIME) != 0;
-    if (time == nullptr || !IsLength(*time)) {
-        return Real().clock_nanosleep(clock, flags, time, remaining);
+    if (const int error = vboard::LengthRefusal(Given(time)); error != 0) {
+        return error;
     }
     const auto left = vboard::PauseBy(clock, until, DurationOf(*time));
     if (!left) {
@@ -226,6 +233,9 @@ VBOARD_EXPORT int clock_nanosleep(clockid_t clock, int flags, const timespec* ti
 }
 
 VBOARD_EXPORT int clock_gettime(clockid_t clock, timespec* time) __THROW {
+    if (Given(time) == nullptr) {
+        return Refused(EFAULT);
+    }
     if (const auto now = AskClock(clock)) {
         vboard::StoreDuration(*now, *time);
         return 0;
@@ -234,7 +244,9 @@ VBOARD_EXPORT int clock_gettime(clockid_t clock, timespec* time) __THROW {
 }
 
 VBOARD_EXPORT int gettimeofday(timeval* time, void* zone) __THROW {
-    if (const auto now = AskClock(CLOCK_REALTIME)) {
+    // The kernel stores the time only where there is a place for it.
+    const auto now = Given(time) == nullptr ? std::nullopt : AskClock(CLOCK_REALTIME);
+    if (now) {
         vboard::StoreTimeOfDay(*now, *time);
         return 0;
     }
@@ -250,6 +262,9 @@ VBOARD_EXPORT time_t time(time_t* stored) __THROW {
 
 VBOARD_EXPORT int timespec_get(timespec* time, int base) __THROW {
     const auto now = base == TIME_UTC ? AskClock(CLOCK_REALTIME) : std::nullopt;
+    if (now && Given(time) == nullptr) {
+        return 0;
+    }
     if (now) {
         vboard::StoreDuration(*now, *time);
         return base;

@@ -33,8 +33,6 @@ using vboard::DurationOf;
 using vboard::FileFor;
 using vboard::FileSets;
 using vboard::HostFor;
-using vboard::IsLength;
-using vboard::IsTimeout;
 using vboard::LastLink;
 using vboard::PauseVirtually;
 using vboard::Place;
@@ -50,10 +48,12 @@ using std::chrono_literals::operator""us;
 
 VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                              timeval* timeout) {
-    if (count < 0 || (timeout != nullptr && !IsTimeout(*timeout))) {
-        return Refused(EINVAL);
-    }
     const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
+    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
+    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(sets);
+    if (error != 0) {
+        return Refused(error);
+    }
     if (AnyOurs(sets)) {
         return vboard::SelectFiles(sets, timeout);
     }
@@ -68,10 +68,12 @@ VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set
 
 VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                               const timespec* timeout, const sigset_t* mask) {
-    if (count < 0 || (timeout != nullptr && !IsLength(*timeout))) {
-        return Refused(EINVAL);
-    }
     const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
+    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
+    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(sets);
+    if (error != 0) {
+        return Refused(error);
+    }
     if (AnyOurs(sets)) {
         return vboard::SelectFiles(sets, TimeoutOf(timeout));
     }
@@ -85,8 +87,10 @@ VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_se
 
 VBOARD_EXPORT int __ppoll64(pollfd* files, nfds_t count, const timespec* timeout,
                             const sigset_t* mask) {
-    if (timeout != nullptr && !IsLength(*timeout)) {
-        return Refused(EINVAL);
+    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
+    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(files, count);
+    if (error != 0) {
+        return Refused(error);
     }
     if (AnyOurs(files, count)) {
         return PollFiles("poll", files, count, TimeoutOf(timeout));
@@ -100,10 +104,13 @@ VBOARD_EXPORT int __ppoll64(pollfd* files, nfds_t count, const timespec* timeout
 }
 
 VBOARD_EXPORT int __nanosleep64(const timespec* length, timespec* remaining) {
-    if (Given(length) == nullptr || !IsLength(*length)) {
-        return Refused(Given(length) == nullptr ? EFAULT : EINVAL);
+    if (const int error = vboard::LengthRefusal(Given(length)); error != 0) {
+        return Refused(error);
     }
     if (const auto left = PauseVirtually(DurationOf(*length))) {
+        if (*left > Duration::zero() && remaining != nullptr) {
+            vboard::StoreDuration(*left, *remaining);
+        }
         return Slept(*left);
     }
     static const auto real = vboard::RealNamed<decltype(&__nanosleep64)>("__nanosleep64");
@@ -113,10 +120,13 @@ VBOARD_EXPORT int __nanosleep64(const timespec* length, timespec* remaining) {
 VBOARD_EXPORT int __clock_nanosleep_time64(clockid_t clock, int flags, const timespec* time,
                                            timespec* remaining) {
     const bool until = (flags & TIMER_ABSTIME) != 0;
-    if (Given(time) == nullptr || !IsLength(*time)) {
-        return Given(time) == nullptr ? EFAULT : EINVAL;
+    if (const int error = vboard::LengthRefusal(Given(time)); error != 0) {
+        return error;
     }
     if (const auto left = vboard::PauseBy(clock, until, DurationOf(*time))) {
+        if (*left > Duration::zero() && !until && remaining != nullptr) {
+            vboard::StoreDuration(*left, *remaining);
+        }
         return *left > Duration::zero() ? EINTR : 0;
     }
     static const auto real =
@@ -125,6 +135,9 @@ VBOARD_EXPORT int __clock_nanosleep_time64(clockid_t clock, int flags, const tim
 }
 
 VBOARD_EXPORT int __clock_gettime64(clockid_t clock, timespec* time) {
+    if (Given(time) == nullptr) {
+        return Refused(EFAULT);
+    }
     if (const auto now = AskClock(clock)) {
         vboard::StoreDuration(*now, *time);
         return 0;
@@ -134,7 +147,8 @@ VBOARD_EXPORT int __clock_gettime64(clockid_t clock, timespec* time) {
 }
 
 VBOARD_EXPORT int __gettimeofday64(timeval* time, void* zone) {
-    if (const auto now = AskClock(CLOCK_REALTIME)) {
+    const auto now = Given(time) == nullptr ? std::nullopt : AskClock(CLOCK_REALTIME);
+    if (now) {
         vboard::StoreTimeOfDay(*now, *time);
         return 0;
     }
@@ -152,6 +166,9 @@ VBOARD_EXPORT time_t __time64(time_t* stored) {
 
 VBOARD_EXPORT int __timespec_get64(timespec* time, int base) {
     const auto now = base == TIME_UTC ? AskClock(CLOCK_REALTIME) : std::nullopt;
+    if (now && Given(time) == nullptr) {
+        return 0;
+    }
     if (now) {
         vboard::StoreDuration(*now, *time);
         return base;

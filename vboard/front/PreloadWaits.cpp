@@ -7,11 +7,13 @@
 
 // After it: the real headers.
 #include <linux/futex.h>
+#include <mqueue.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <signal.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
+#include <sys/sem.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <threads.h>
@@ -23,76 +25,28 @@
 #include <climits>
 #include <cstdarg>
 
-#include "vboard/process/OutsideWait.h"
+#include "vboard/process/Deadlines.h"
 #include "vboard/process/RealLibc.h"
+#include "vboard/process/Reaped.h"
 #include "vboard/process/Waiting.h"
 
 namespace {
 
+using vboard::AwaitCondition;
 using vboard::Duration;
 using vboard::DurationOf;
+using vboard::HasDeadline;
 using vboard::OutsideWait;
+using vboard::ThreadsAnswer;
+using vboard::WaitFor;
+using vboard::WaitUntil;
+using vboard::WaitUntilOrFail;
 
 /// libc's old functions take the clock from the object; a date and a time since the start of a
 /// machine can't be taken for each other.
 clockid_t ClockOf(const timespec& deadline) {
     constexpr time_t kNoMachineIsThatOld = 1'000'000'000;
     return deadline.tv_sec > kNoMachineIsThatOld ? CLOCK_REALTIME : CLOCK_MONOTONIC;
-}
-
-bool HasDeadline(const timespec* deadline) {
-    return deadline != nullptr && deadline->tv_nsec >= 0 && deadline->tv_nsec < 1'000'000'000;
-}
-
-/// Any wait with a deadline by a clock that answers 0 or an errno. `real` gets the machine's clock
-/// and deadline.
-template <class Real>
-int WaitUntil(clockid_t clock, const timespec* deadline, Real real) {
-    if (!HasDeadline(deadline)) {
-        return real(clock, deadline);
-    }
-    OutsideWait away(clock, DurationOf(*deadline));
-    const timespec then = away.RealDeadline(clock);
-    const int result = real(clock, &then);
-    away.Ended(result == ETIMEDOUT);
-    return result;
-}
-
-/// The same for a condition, whose lock is free for others as long as the wait lasts.
-int AwaitCondition(pthread_cond_t* condition, pthread_mutex_t* lock, clockid_t clock,
-                   const timespec* deadline) {
-    static const auto real =
-        vboard::RealNamed<decltype(&pthread_cond_clockwait)>("pthread_cond_clockwait");
-    if (!HasDeadline(deadline)) {
-        return real(condition, lock, clock, deadline);
-    }
-    OutsideWait away(clock, DurationOf(*deadline));
-    const timespec then = away.RealDeadline(clock);
-    int result = real(condition, lock, clock, &then);
-    if (result == ETIMEDOUT) {
-        static_cast<void>(pthread_mutex_unlock(lock));
-        const bool tooEarly = away.IsTooEarly();
-        if (!tooEarly) {
-            away.Ended(true);
-        }
-        static_cast<void>(pthread_mutex_lock(lock));
-        // A condition may wake its waiters for no reason.
-        result = tooEarly ? 0 : result;
-    } else {
-        away.Ended(false);
-    }
-    return result;
-}
-
-int AwaitSemaphore(sem_t* semaphore, clockid_t clock, const timespec* deadline) {
-    static const auto real = vboard::RealNamed<decltype(&sem_clockwait)>("sem_clockwait");
-    return WaitUntil(clock, deadline,
-                     [semaphore](clockid_t by, const timespec* then) {
-                         const int result = real(semaphore, by, then);
-                         return result == 0 ? 0 : errno;
-                     }) == 0
-               ? 0
-               : -1;
 }
 
 /// epoll_wait and its relatives: `real` gets the machine's timeout.
@@ -117,42 +71,49 @@ int Milliseconds(std::optional<Duration> timeout) {
                    : -1;
 }
 
-/// A child that has ended has had its time; so has whoever waited for it.
-template <class Result>
-Result Reaped(Result child) {
-    vboard::RunLink* link = child > 0 ? vboard::RunLink::Get() : nullptr;
-    if (link != nullptr) {
-        const vboard::BoardTurn turn;
-        link->HearOfOthers();
-        if (vboard::World* world = vboard::World::IfMade()) {
-            world->HearOfOthers();
-        }
-    }
-    return child;
-}
-
 }  // namespace
-
-VBOARD_EXPORT int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* lock,
-                                         const timespec* deadline) {
-    return AwaitCondition(condition, lock, ClockOf(*deadline), deadline);
-}
 
 VBOARD_EXPORT int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* lock,
                                          clockid_t clock, const timespec* deadline) {
-    return AwaitCondition(condition, lock, clock, deadline);
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_cond_clockwait)>("pthread_cond_clockwait");
+    return AwaitCondition(lock, clock, deadline, [=](clockid_t by, const timespec* then) {
+        return real(condition, lock, by, then);
+    });
 }
 
+VBOARD_EXPORT int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* lock,
+                                         const timespec* deadline) {
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_cond_clockwait)>("pthread_cond_clockwait");
+    return AwaitCondition(
+        lock, ClockOf(*deadline), deadline,
+        [=](clockid_t by, const timespec* then) { return real(condition, lock, by, then); });
+}
+
+// In glibc the objects of threads.h are those of pthread.h under other names.
+
 VBOARD_EXPORT int cnd_timedwait(cnd_t* condition, mtx_t* lock, const timespec* deadline) {
-    // glibc's are the same objects under other names.
-    const int result =
-        AwaitCondition(reinterpret_cast<pthread_cond_t*>(condition),
-                       reinterpret_cast<pthread_mutex_t*>(lock), CLOCK_REALTIME, deadline);
-    return result == 0 ? thrd_success : (result == ETIMEDOUT ? thrd_timedout : thrd_error);
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_cond_clockwait)>("pthread_cond_clockwait");
+    auto* behind = reinterpret_cast<pthread_mutex_t*>(lock);
+    return ThreadsAnswer(
+        AwaitCondition(behind, CLOCK_REALTIME, deadline, [=](clockid_t by, const timespec* then) {
+            return real(reinterpret_cast<pthread_cond_t*>(condition), behind, by, then);
+        }));
+}
+
+VBOARD_EXPORT int mtx_timedlock(mtx_t* lock, const timespec* deadline) {
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_mutex_clocklock)>("pthread_mutex_clocklock");
+    return ThreadsAnswer(
+        WaitUntil(CLOCK_REALTIME, deadline, [=](clockid_t by, const timespec* then) {
+            return real(reinterpret_cast<pthread_mutex_t*>(lock), by, then);
+        }));
 }
 
 VBOARD_EXPORT int thrd_sleep(const timespec* length, timespec* remaining) {
-    if (length == nullptr || !vboard::IsLength(*length)) {
+    if (vboard::LengthRefusal(Given(length)) != 0) {
         return -2;  // Of the two negative answers the one that is no signal.
     }
     if (const auto left = vboard::PauseVirtually(DurationOf(*length))) {
@@ -166,20 +127,25 @@ VBOARD_EXPORT int thrd_sleep(const timespec* length, timespec* remaining) {
 }
 
 VBOARD_EXPORT int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
-    return AwaitSemaphore(semaphore, CLOCK_REALTIME, deadline);
+    static const auto real = vboard::RealNamed<decltype(&sem_clockwait)>("sem_clockwait");
+    return WaitUntilOrFail(CLOCK_REALTIME, deadline, [=](clockid_t by, const timespec* then) {
+        return real(semaphore, by, then);
+    });
 }
 
 VBOARD_EXPORT int sem_clockwait(sem_t* semaphore, clockid_t clock, const timespec* deadline) {
-    return AwaitSemaphore(semaphore, clock, deadline);
+    static const auto real = vboard::RealNamed<decltype(&sem_clockwait)>("sem_clockwait");
+    return WaitUntilOrFail(clock, deadline, [=](clockid_t by, const timespec* then) {
+        return real(semaphore, by, then);
+    });
 }
 
 VBOARD_EXPORT int pthread_mutex_timedlock(pthread_mutex_t* lock,
                                           const timespec* deadline) __THROWNL {
     static const auto real =
         vboard::RealNamed<decltype(&pthread_mutex_clocklock)>("pthread_mutex_clocklock");
-    return WaitUntil(CLOCK_REALTIME, deadline, [lock](clockid_t clock, const timespec* then) {
-        return real(lock, clock, then);
-    });
+    return WaitUntil(CLOCK_REALTIME, deadline,
+                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
 }
 
 VBOARD_EXPORT int pthread_mutex_clocklock(pthread_mutex_t* lock, clockid_t clock,
@@ -187,7 +153,83 @@ VBOARD_EXPORT int pthread_mutex_clocklock(pthread_mutex_t* lock, clockid_t clock
     static const auto real =
         vboard::RealNamed<decltype(&pthread_mutex_clocklock)>("pthread_mutex_clocklock");
     return WaitUntil(clock, deadline,
-                     [lock](clockid_t by, const timespec* then) { return real(lock, by, then); });
+                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+}
+
+VBOARD_EXPORT int pthread_rwlock_timedrdlock(pthread_rwlock_t* lock,
+                                             const timespec* deadline) __THROWNL {
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_rwlock_clockrdlock)>("pthread_rwlock_clockrdlock");
+    return WaitUntil(CLOCK_REALTIME, deadline,
+                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+}
+
+VBOARD_EXPORT int pthread_rwlock_clockrdlock(pthread_rwlock_t* lock, clockid_t clock,
+                                             const timespec* deadline) __THROWNL {
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_rwlock_clockrdlock)>("pthread_rwlock_clockrdlock");
+    return WaitUntil(clock, deadline,
+                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+}
+
+VBOARD_EXPORT int pthread_rwlock_timedwrlock(pthread_rwlock_t* lock,
+                                             const timespec* deadline) __THROWNL {
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_rwlock_clockwrlock)>("pthread_rwlock_clockwrlock");
+    return WaitUntil(CLOCK_REALTIME, deadline,
+                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+}
+
+VBOARD_EXPORT int pthread_rwlock_clockwrlock(pthread_rwlock_t* lock, clockid_t clock,
+                                             const timespec* deadline) __THROWNL {
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_rwlock_clockwrlock)>("pthread_rwlock_clockwrlock");
+    return WaitUntil(clock, deadline,
+                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+}
+
+VBOARD_EXPORT int pthread_timedjoin_np(pthread_t thread, void** result, const timespec* deadline) {
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_clockjoin_np)>("pthread_clockjoin_np");
+    return WaitUntil(CLOCK_REALTIME, deadline, [=](clockid_t by, const timespec* then) {
+        return real(thread, result, by, then);
+    });
+}
+
+VBOARD_EXPORT int pthread_clockjoin_np(pthread_t thread, void** result, clockid_t clock,
+                                       const timespec* deadline) {
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_clockjoin_np)>("pthread_clockjoin_np");
+    return WaitUntil(clock, deadline, [=](clockid_t by, const timespec* then) {
+        return real(thread, result, by, then);
+    });
+}
+
+VBOARD_EXPORT int mq_timedsend(mqd_t queue, const char* text, std::size_t length, unsigned priority,
+                               const timespec* deadline) {
+    static const auto real = vboard::RealNamed<decltype(&mq_timedsend)>("mq_timedsend");
+    return WaitUntilOrFail(CLOCK_REALTIME, deadline, [=](clockid_t, const timespec* then) {
+        return real(queue, text, length, priority, then);
+    });
+}
+
+VBOARD_EXPORT ssize_t mq_timedreceive(mqd_t queue, char* text, std::size_t size, unsigned* priority,
+                                      const timespec* deadline) {
+    static const auto real = vboard::RealNamed<decltype(&mq_timedreceive)>("mq_timedreceive");
+    ssize_t length = -1;
+    const int failed =
+        WaitUntilOrFail(CLOCK_REALTIME, deadline, [&](clockid_t, const timespec* then) {
+            length = real(queue, text, size, priority, then);
+            return length < 0 ? -1 : 0;
+        });
+    return failed < 0 ? -1 : length;
+}
+
+VBOARD_EXPORT int semtimedop(int set, sembuf* operations, std::size_t count,
+                             const timespec* timeout) __THROW {
+    static const auto real = vboard::RealNamed<decltype(&semtimedop)>("semtimedop");
+    return WaitFor(timeout,
+                   [=](const timespec* then) { return real(set, operations, count, then); });
 }
 
 VBOARD_EXPORT int epoll_wait(int set, epoll_event* events, int most, int timeout) {
@@ -217,12 +259,7 @@ VBOARD_EXPORT int epoll_pwait2(int set, epoll_event* events, int most, const tim
 VBOARD_EXPORT int sigtimedwait(const sigset_t* signals, siginfo_t* information,
                                const timespec* timeout) {
     static const auto real = vboard::RealNamed<decltype(&sigtimedwait)>("sigtimedwait");
-    OutsideWait away(vboard::TimeoutOf(timeout));
-    const auto then = away.RealTimeout();
-    const timespec length = vboard::TimespecOf(then.value_or(Duration::zero()));
-    const int signal = real(signals, information, then ? &length : nullptr);
-    away.Ended(signal < 0 && errno == EAGAIN);
-    return signal;
+    return WaitFor(timeout, [=](const timespec* then) { return real(signals, information, then); });
 }
 
 // The way to the kernel past libc's own functions, on which Rust's threads wait for each other. As
@@ -248,8 +285,8 @@ VBOARD_EXPORT int sigtimedwait(const sigset_t* signals, siginfo_t* information,
         (words[1] & FUTEX_CLOCK_REALTIME) != 0 ? CLOCK_REALTIME : CLOCK_MONOTONIC;
     OutsideWait away = operation == FUTEX_WAIT ? OutsideWait(DurationOf(*deadline))
                                                : OutsideWait(clock, DurationOf(*deadline));
-    const timespec then = operation == FUTEX_WAIT ? vboard::TimespecOf(*away.RealTimeout())
-                                                  : away.RealDeadline(clock);
+    const timespec then = vboard::TimespecOf(operation == FUTEX_WAIT ? *away.RealTimeout()
+                                                                     : away.RealDeadline(clock));
     const long result = real(number, words[0], words[1], words[2], &then, words[4], words[5]);
     away.Ended(result < 0 && errno == ETIMEDOUT);
     return result;
@@ -257,20 +294,28 @@ VBOARD_EXPORT int sigtimedwait(const sigset_t* signals, siginfo_t* information,
 
 VBOARD_EXPORT pid_t wait(int* status) {
     static const auto real = vboard::RealNamed<decltype(&wait)>("wait");
-    return Reaped(real(status));
+    return vboard::Reaped(real(status));
 }
 
 VBOARD_EXPORT pid_t waitpid(pid_t child, int* status, int options) {
     static const auto real = vboard::RealNamed<decltype(&waitpid)>("waitpid");
-    return Reaped(real(child, status, options));
+    return vboard::Reaped(real(child, status, options));
 }
 
 VBOARD_EXPORT pid_t wait3(int* status, int options, rusage* usage) __THROWNL {
     static const auto real = vboard::RealNamed<decltype(&wait3)>("wait3");
-    return Reaped(real(status, options, usage));
+    return vboard::Reaped(real(status, options, usage));
 }
 
 VBOARD_EXPORT pid_t wait4(pid_t child, int* status, int options, rusage* usage) __THROWNL {
     static const auto real = vboard::RealNamed<decltype(&wait4)>("wait4");
-    return Reaped(real(child, status, options, usage));
+    return vboard::Reaped(real(child, status, options, usage));
+}
+
+VBOARD_EXPORT int waitid(idtype_t kind, id_t child, siginfo_t* information, int options) {
+    static const auto real = vboard::RealNamed<decltype(&waitid)>("waitid");
+    const int result = real(kind, child, information, options);
+    const bool nobody = information != nullptr && information->si_pid == 0;
+    static_cast<void>(vboard::Reaped(result == 0 && !nobody ? 1 : 0));
+    return result;
 }

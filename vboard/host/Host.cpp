@@ -125,6 +125,10 @@ bool Host::Owns(std::string_view path) const {
 }
 
 PathKind Host::Find(std::string_view path) const {
+    if (path.size() > 1 && path.ends_with('/')) {
+        const PathKind kind = Find(path.substr(0, path.size() - 1));
+        return kind == PathKind::kFolder ? kind : PathKind::kNone;
+    }
     if (IsGpioPath(path) && m_gpios != nullptr) {
         return m_gpios->Find(path);
     }
@@ -133,6 +137,17 @@ PathKind Host::Find(std::string_view path) const {
         return PathKind::kNone;
     }
     return found->second->IsTerminal() ? PathKind::kTerminal : PathKind::kDevice;
+}
+
+int Host::WhyNone(std::string_view path) const {
+    for (std::size_t end = path.rfind('/'); end != std::string_view::npos && end > 0;
+         end = path.rfind('/', end - 1)) {
+        const PathKind kind = Find(path.substr(0, end));
+        if (kind != PathKind::kNone) {
+            return kind == PathKind::kFolder ? ENOENT : ENOTDIR;
+        }
+    }
+    return ENOENT;
 }
 
 void Host::Tell(std::string_view name, std::string_view path, std::string_view detail,
@@ -166,7 +181,9 @@ std::vector<std::string> Host::NamesIn(std::string_view path) const {
 }
 
 Device::Opened Host::OpenDevice(std::string_view path, int flags) {
-    if (const int error = RefusedOpening(Find(path), flags); error != 0) {
+    const PathKind kind = Find(path);
+    const bool belowFile = kind == PathKind::kNone && WhyNone(path) == ENOTDIR;
+    if (const int error = belowFile ? ENOTDIR : RefusedOpening(kind, flags); error != 0) {
         return {nullptr, error};
     }
     if (IsGpioPath(path) && m_gpios != nullptr) {
@@ -356,7 +373,8 @@ IoResult Host::ControlFlow(OpenFile& file, int action) {
 }
 
 IoResult Host::Select(std::string_view name, std::span<Watched> files,
-                      std::optional<Duration> timeout, const std::function<bool()>& othersReady) {
+                      std::optional<Duration> timeout,
+                      const std::function<IoResult()>& othersReady) {
     const std::string_view path = files.empty() ? std::string_view{} : files.front().file->path;
     const CallFault fault = m_faults.OnCall(CallKind::kSelect, path, 0);
     const auto struck = Struck(fault, name, path);
@@ -367,12 +385,16 @@ IoResult Host::Select(std::string_view name, std::span<Watched> files,
     // An ordered fault may keep the program from seeing that a file is ready.
     const bool blind = fault.kind == CallFault::Kind::kCount;
     const bool eachEvent = name == "select";
+    const std::optional<Duration> given = timeout;
     const auto countReady = [files, blind, eachEvent] {
         return blind ? 0 : CountReady(files, eachEvent);
     };
     const bool othersAwaited = othersReady != nullptr;
-    const auto anyReady = [&] { return countReady() > 0 || (othersAwaited && othersReady()); };
+    const auto anyReady = [&] { return countReady() > 0 || (othersAwaited && othersReady() > 0); };
     IoResult count = countReady();
+    if (count == 0 && othersAwaited && othersReady() > 0) {
+        timeout = Duration::zero();
+    }
     if (count == 0 && timeout == Duration::zero()) {
         // The answer is that of this moment; what comes meanwhile is for the next question.
         m_clock.RunUntil([&countReady] { return countReady() > 0; },
@@ -392,11 +414,17 @@ IoResult Host::Select(std::string_view name, std::span<Watched> files,
         }
         count = waited == VirtualClock::Waited::kInterrupted ? -EINTR : countReady();
     }
+    const IoResult others = count >= 0 && othersAwaited ? othersReady() : 0;
+    TellSelect(name, files, given, count + others);
+    return count;
+}
+
+void Host::TellSelect(std::string_view name, std::span<const Watched> files,
+                      std::optional<Duration> timeout, IoResult count) {
     if (m_probe.Listening()) {
-        Tell(name, path,
+        Tell(name, files.empty() ? std::string_view{} : files.front().file->path,
              timeout ? Formatted("timeout {} us", timeout->count() / 1000) : "no timeout", count);
     }
-    return count;
 }
 
 Duration Host::Pause(Duration length) {

@@ -68,8 +68,11 @@ public:
     /// True for every path that must not reach the machine's own hardware: the devices of this
     /// board, and hardware that this board does not have.
     [[nodiscard]] bool Owns(std::string_view path) const;
-    /// What an owned path names; kNone when this board does not have it.
+    /// What an owned path names; kNone when this board does not have it. With a slash at its end it
+    /// names folders only.
     [[nodiscard]] PathKind Find(std::string_view path) const;
+    /// Why an owned path of kind kNone leads nowhere: ENOTDIR below a file, else ENOENT.
+    [[nodiscard]] int WhyNone(std::string_view path) const;
 
     /// The names in a folder of the board, in their order. Empty for what is none.
     [[nodiscard]] std::vector<std::string> NamesIn(std::string_view path) const;
@@ -94,12 +97,15 @@ public:
     IoResult ControlFlow(OpenFile& file, int action);
 
     /// Waits until one of the files is ready or `timeout` has passed (none: no limit). The count of
-    /// ready files, or -errno. Where the program awaits other files as well, `othersReady` ends the
-    /// wait, too, and one that the board can't end is answered with kWouldWaitForEver and no
-    /// verdict.
+    /// ready files, or -errno. Where the program awaits other files as well, `othersReady` counts
+    /// those of them that are ready. They end the wait, too, and one that the board can't end is
+    /// answered with kWouldWaitForEver and no verdict.
     IoResult Select(std::string_view name, std::span<Watched> files,
                     std::optional<Duration> timeout,
-                    const std::function<bool()>& othersReady = nullptr);
+                    const std::function<IoResult()>& othersReady = nullptr);
+    /// Tells of a wait that ended outside of the board, with what the program got.
+    void TellSelect(std::string_view name, std::span<const Watched> files,
+                    std::optional<Duration> timeout, IoResult count);
 
     /// A pause of the program. Returns what is left of it when a signal ended it.
     Duration Pause(Duration length);

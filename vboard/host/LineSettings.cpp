@@ -117,6 +117,11 @@ std::optional<int> ActionOf(unsigned long request) {
     return found == nullptr || found->reads ? std::nullopt : std::optional(found->action);
 }
 
+std::size_t SettingsBytes(unsigned long request) {
+    const Request* found = FindRequest(request);
+    return found == nullptr ? 0 : found->sizeBytes;
+}
+
 KernelSettings ToKernel(const termios& settings) {
     KernelSettings kernel{settings.c_iflag,
                           settings.c_oflag,

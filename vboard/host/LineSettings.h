@@ -48,6 +48,8 @@ static_assert(sizeof(KernelSettings) == 44);
 /// The action of tcsetattr that a request stands for (TCSETS, TCSETSW, TCSETSF and the same with a
 /// 2 at the end); none for any other request.
 [[nodiscard]] std::optional<int> ActionOf(unsigned long request);
+/// The length of the shape that goes with either; 0 for any other request.
+[[nodiscard]] std::size_t SettingsBytes(unsigned long request);
 
 /// Stores settings in the kernel's shape that goes with a request of ReadsSettings.
 void StoreSettings(unsigned long request, const termios& settings, void* argument);

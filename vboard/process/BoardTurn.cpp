@@ -14,6 +14,7 @@
 
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/ThreadWatch.h"
+#include "vboard/time/MustHold.h"
 
 namespace vboard {
 namespace {
@@ -46,6 +47,19 @@ void Nap(long ns) {
     static_cast<void>(Real().clock_nanosleep(CLOCK_MONOTONIC, 0, &length, nullptr));
 }
 
+thread_local int t_depth = 0;
+thread_local int t_inLine = 0;            ///< Above 0 where this thread is in the code of the line.
+thread_local bool t_stoodInLine = false;  ///< For the turn that it has.
+
+/// A thread in the code of the line: what its allocator calls from here is not the program's.
+class InCode {
+public:
+    InCode() { ++t_inLine; }
+    ~InCode() { --t_inLine; }
+    InCode(const InCode&) = delete;
+    InCode& operator=(const InCode&) = delete;
+};
+
 /// Threads on their way into the line. One that sleeps for its lock does not rest.
 std::atomic<int> g_arriving{0};
 
@@ -63,6 +77,7 @@ public:
     Held& operator=(const Held&) = delete;
 
 private:
+    InCode m_inCode;
     pthread_mutex_t& m_lock;
 };
 
@@ -97,8 +112,6 @@ private:
 
 /// Never destroyed: threads may use the board after every destructor has run.
 Line* g_line = nullptr;
-thread_local int t_depth = 0;
-thread_local bool t_stoodInLine = false;  ///< For the turn that it has.
 
 Line& TheLine() {
     static Line* const first = g_line = new Line;
@@ -185,6 +198,7 @@ long Line::NapBefore(const InLine& place, int look) const {
 
 /// Waits until this thread is to go on, and takes the turn. True when time may move for its wait.
 bool Line::Enter(const VirtualClock::Wait* wait) {
+    const InCode inCode;
     const InLine own{gettid(), wait};
     Lock(m_lock);
     const auto behind = std::find_if(m_places.begin(), m_places.end(), [&own](const InLine* other) {
@@ -271,6 +285,10 @@ public:
 
 }  // namespace
 
+bool BoardTurn::IsMine() {
+    return t_depth > 0 || t_inLine > 0;
+}
+
 bool BoardTurn::IsAlone() {
     return __libc_single_threaded != 0;
 }
@@ -283,6 +301,7 @@ void BoardTurn::Take() {
 }
 
 void BoardTurn::GiveBack() {
+    MustHold(t_depth > 0, "a turn that is given back has been taken");
     if (--t_depth == 0 && std::exchange(t_stoodInLine, false)) {
         TheLine().GiveBack();
     }

@@ -36,6 +36,9 @@ public:
     /// In a child of fork, which has one thread, whatever its parent had: nobody has the turn.
     static void BeginAnew();
 
+    /// True in a thread that has the turn, or is about to: what it calls now is not the program's
+    /// call. The program's own allocator, for one, may ask for the time.
+    [[nodiscard]] static bool IsMine();
     /// True where the program has one thread only.
     [[nodiscard]] static bool IsAlone();
     /// True when no other thread can run at this moment. Does not wait for it.

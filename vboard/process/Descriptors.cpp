@@ -15,6 +15,7 @@
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/RunLink.h"
 #include "vboard/text/Format.h"
+#include "vboard/time/MustHold.h"
 
 namespace vboard {
 namespace {
@@ -63,7 +64,9 @@ int NotedFlags(int descriptor, int opened) {
 }  // namespace
 
 void Descriptors::Put(int descriptor, std::shared_ptr<OpenFile> file) {
-    auto& page = m_pages.at(static_cast<std::size_t>(descriptor / kPageFiles));
+    MustHold(descriptor >= 0 && descriptor < kPages * kPageFiles && file != nullptr,
+             "a file of the board has a number that a kernel gives");
+    auto& page = m_pages[static_cast<std::size_t>(descriptor / kPageFiles)];
     if (page.load(std::memory_order_relaxed) == nullptr) {
         page.store(new Page, std::memory_order_release);
     }
@@ -86,9 +89,10 @@ std::shared_ptr<OpenFile> Descriptors::Take(int descriptor) {
 }
 
 Descriptors& TheDescriptors() {
-    // Never destroyed: the program may close descriptors after every destructor has run.
-    static auto* descriptors = new Descriptors;
-    return *descriptors;
+    // Never made and never destroyed: the program may open and close before every constructor and
+    // after every destructor has run, and from the middle of an allocation.
+    static constinit Descriptors descriptors;
+    return descriptors;
 }
 
 int MakePlaceholder(std::string_view path, int flags) {

@@ -12,6 +12,8 @@ constexpr unsigned kDeviceMajor = 240;
 
 constexpr std::uint32_t kInodeBits = 0x7FFFFFFF;
 
+}  // namespace
+
 std::uint64_t InodeOf(std::string_view path) {
     std::uint32_t sum = 2166136261U;  // FNV-1a
     for (const char letter : path) {
@@ -19,8 +21,6 @@ std::uint64_t InodeOf(std::string_view path) {
     }
     return (sum & kInodeBits) | 1U;
 }
-
-}  // namespace
 
 IoResult LookUpFacts(const Host& host, std::string_view path, FileFacts& facts) {
     facts.inode = InodeOf(path);
@@ -43,11 +43,11 @@ IoResult LookUpFacts(const Host& host, std::string_view path, FileFacts& facts) 
         case PathKind::kNone:
             break;
     }
-    return -ENOENT;
+    return -host.WhyNone(path);
 }
 
 IoResult StoreStatx(const Host& host, std::string_view path, struct statx* stored) {
-    if (stored == nullptr) {
+    if (!CanWrite(stored)) {
         return -EFAULT;
     }
     FileFacts facts{};

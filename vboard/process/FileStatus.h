@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "vboard/host/Host.h"
+#include "vboard/process/ProgramMemory.h"
 
 namespace vboard {
 
@@ -24,14 +25,17 @@ struct FileFacts {
 
 inline constexpr unsigned kFileBlockBytes = 4096;
 
-/// -ENOENT where the path does not exist; else 0 and `facts`.
+/// The number of a path of the board, whether it exists or not.
+[[nodiscard]] std::uint64_t InodeOf(std::string_view path);
+
+/// -ENOENT or -ENOTDIR where the path does not exist; else 0 and `facts`.
 [[nodiscard]] IoResult LookUpFacts(const Host& host, std::string_view path, FileFacts& facts);
 
-/// Fills a struct stat of any width; -EFAULT for none. All widths have the same name, so each
-/// source needs a function of its own: static.
+/// Fills a struct stat of any width; -EFAULT where there is none. All widths have the same name, so
+/// each source needs a function of its own: static.
 template <class Status>
 static IoResult StoreStatus(const Host& host, std::string_view path, Status* stored) {
-    if (stored == nullptr) {
+    if (!CanWrite(stored)) {
         return -EFAULT;
     }
     FileFacts facts{};

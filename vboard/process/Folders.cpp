@@ -5,24 +5,39 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <vector>
 
+#include "vboard/host/SysfsGpio.h"
 #include "vboard/process/FileStatus.h"
+#include "vboard/process/ProgramMemory.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/RunLink.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
 namespace {
 
-/// Behind the DIR* that a program gets for a folder of the board.
+/// What a listing tells of one name.
+struct Name {
+    std::string name;
+    std::uint64_t inode;
+    std::uint8_t type;  ///< DT_CHR and its like.
+};
+
+/// Behind the DIR* that a program gets for a folder of the board, and for one of the machine's in
+/// which the board has files.
 struct Folder {
     int descriptor = -1;
     std::string path;
-    std::vector<std::string> names;
+    DIR* machines = nullptr;  ///< The machine's own, if it is one of those.
+    std::vector<Name> names;
     std::size_t next = 0;
     struct dirent entry {};
     struct dirent64 wideEntry {};
@@ -44,17 +59,64 @@ Folder* Find(DIR* folder) {
     return found == folders.end() ? nullptr : found->get();
 }
 
-std::vector<std::string> NamesIn(const std::string& path) {
-    std::vector<std::string> names{".", ".."};
-    const std::vector<std::string> own = TheHost().NamesIn(path);
-    names.insert(names.end(), own.begin(), own.end());
+Name NameOf(const std::string& folder, const std::string& name) {
+    const bool special = name == "." || name == "..";
+    FileFacts facts{};
+    const std::string path = special ? folder : Formatted("{}/{}", folder, name);
+    static_cast<void>(LookUpFacts(TheHost(), path, facts));
+    return {name, facts.inode, static_cast<std::uint8_t>(IFTODT(facts.mode))};
+}
+
+std::vector<Name> NamesIn(const std::string& path) {
+    std::vector<Name> names{NameOf(path, "."), NameOf(path, "..")};
+    for (const std::string& name : TheHost().NamesIn(path)) {
+        names.push_back(NameOf(path, name));
+    }
     return names;
 }
 
-std::uint8_t KindOf(const std::string& path) {
-    FileFacts facts{};
-    static_cast<void>(LookUpFacts(TheHost(), path, facts));
-    return static_cast<std::uint8_t>(IFTODT(facts.mode));
+/// A file of the board in a folder of the machine.
+struct Guest {
+    std::string folder;
+    Name name;
+};
+
+std::vector<Guest> Guests() {
+    std::vector<Guest> guests;
+    const auto add = [&guests](std::string_view path, std::uint8_t type) {
+        const std::size_t slash = path.rfind('/');
+        if (slash != std::string_view::npos && slash > 0) {
+            guests.push_back({std::string(path.substr(0, slash)),
+                              {std::string(path.substr(slash + 1)), InodeOf(path), type}});
+        }
+    };
+    const RunMemory& memory = RunLink::Get()->Memory();
+    add(memory.portPath.data(), DT_CHR);
+    add(memory.commPath.data(), DT_CHR);
+    add(SysfsGpio::kFolder, DT_DIR);
+    return guests;
+}
+
+/// The machine's names but those that the board stands for, and the board's own.
+std::vector<Name> MixedNames(DIR* machines, const std::string& path) {
+    std::vector<Name> names;
+    while (const struct dirent64* entry = Real().readdir64(machines)) {
+        if (!RunLink::Get()->Owns(Formatted("{}/{}", path, entry->d_name))) {
+            names.push_back({entry->d_name, entry->d_ino, entry->d_type});
+        }
+    }
+    for (const Guest& guest : Guests()) {
+        if (guest.folder == path) {
+            names.push_back(guest.name);
+        }
+    }
+    return names;
+}
+
+DIR* Keep(std::unique_ptr<Folder> folder) {
+    OpenFolders().push_back(std::move(folder));
+    ++g_openFolders;
+    return reinterpret_cast<DIR*>(OpenFolders().back().get());
 }
 
 template <class Entry>
@@ -63,17 +125,14 @@ bool Fill(DIR* folder, Entry& entry) {
     if (open.next >= open.names.size()) {
         return false;
     }
-    const std::string& name = open.names[open.next++];
-    const bool special = name == "." || name == "..";
-    FileFacts facts{};
-    const std::string path = special ? open.path : Formatted("{}/{}", open.path, name);
-    static_cast<void>(LookUpFacts(TheHost(), path, facts));
+    const Name& name = open.names[open.next++];
     entry = {};
-    entry.d_ino = static_cast<decltype(entry.d_ino)>(facts.inode);
+    entry.d_ino = static_cast<decltype(entry.d_ino)>(name.inode);
     entry.d_off = static_cast<decltype(entry.d_off)>(open.next);
     entry.d_reclen = sizeof entry;
-    entry.d_type = KindOf(path);
-    std::copy_n(name.begin(), std::min(name.size(), sizeof entry.d_name - 1), entry.d_name);
+    entry.d_type = name.type;
+    std::copy_n(name.name.begin(), std::min(name.name.size(), sizeof entry.d_name - 1),
+                entry.d_name);
     return true;
 }
 
@@ -94,9 +153,43 @@ DIR* FolderOn(int descriptor) {
     folder->descriptor = descriptor;
     folder->path = file->path;
     folder->names = NamesIn(file->path);
-    OpenFolders().push_back(std::move(folder));
-    ++g_openFolders;
-    return reinterpret_cast<DIR*>(OpenFolders().back().get());
+    return Keep(std::move(folder));
+}
+
+DIR* Listed(DIR* machines) {
+    if (machines == nullptr || RunLink::Get() == nullptr) {
+        return machines;
+    }
+    const int before = errno;
+    std::array<char, PATH_MAX> link{};
+    const int descriptor = Real().dirfd(machines);
+    const ssize_t length = Real().readlink(Formatted("/proc/self/fd/{}", descriptor).c_str(),
+                                           link.data(), link.size());
+    errno = before;
+    const std::string path(link.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    const std::vector<Guest> guests = Guests();
+    if (std::none_of(guests.begin(), guests.end(),
+                     [&path](const Guest& guest) { return guest.folder == path; })) {
+        return machines;
+    }
+    const BoardTurn turn;
+    auto folder = std::make_unique<Folder>();
+    folder->descriptor = descriptor;
+    folder->path = path;
+    folder->machines = machines;
+    folder->names = MixedNames(machines, path);
+    return Keep(std::move(folder));
+}
+
+DIR* OpenAnyFolder(const char* path, int from) {
+    if (const Place place = HostFor(path, LastLink::kFollowed, from)) {
+        return OpenFolder(place);
+    }
+    if (from == AT_FDCWD) {
+        return Listed(Real().opendir(path));
+    }
+    const int descriptor = Real().openat(from, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return descriptor < 0 ? nullptr : Listed(Real().fdopendir(descriptor));
 }
 
 bool IsOurs(DIR* folder) {
@@ -110,11 +203,12 @@ bool IsOurs(DIR* folder) {
 int CloseFolder(DIR* folder) {
     const BoardTurn turn;
     const int descriptor = Find(folder)->descriptor;
+    DIR* const machines = Find(folder)->machines;
     std::erase_if(OpenFolders(), [folder](const auto& each) {
         return reinterpret_cast<DIR*>(each.get()) == folder;
     });
     --g_openFolders;
-    return CloseDescriptor(descriptor);
+    return machines != nullptr ? Real().closedir(machines) : CloseDescriptor(descriptor);
 }
 
 int DescriptorOf(DIR* folder) {
@@ -130,7 +224,10 @@ long PlaceIn(DIR* folder) {
 void GoTo(DIR* folder, long place) {
     const BoardTurn turn;
     Folder& open = *Find(folder);
-    if (place == 0) {
+    if (place == 0 && open.machines != nullptr) {
+        Real().rewinddir(open.machines);
+        open.names = MixedNames(open.machines, open.path);
+    } else if (place == 0) {
         open.names = NamesIn(open.path);
     }
     open.next = static_cast<std::size_t>(std::max(place, 0L));
@@ -166,6 +263,10 @@ char* StoreText(const std::string& text, char* buffer, std::size_t size) {
     }
     if (size != 0 && text.size() >= size) {
         errno = ERANGE;
+        return nullptr;
+    }
+    if (buffer != nullptr && !CanWrite(buffer, text.size() + 1)) {
+        errno = EFAULT;
         return nullptr;
     }
     char* stored = buffer == nullptr

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Listing the board's folders.
+// Listing the board's folders, and the machine's in which the board has files.
 
 #include <dirent.h>
+#include <fcntl.h>
 
 #include <string>
 
@@ -16,7 +17,13 @@ namespace vboard {
 /// fdopendir(3) on a descriptor of the board.
 [[nodiscard]] DIR* FolderOn(int descriptor);
 
-/// True for a folder that one of the two has opened.
+/// A folder that libc has opened, in which the board may have files: then a listing with these, and
+/// without the machine's of the same kind, which are not there for the program.
+[[nodiscard]] DIR* Listed(DIR* machines);
+/// opendir(3) of any path, seen from the folder `from` as openat(2) does.
+[[nodiscard]] DIR* OpenAnyFolder(const char* path, int from = AT_FDCWD);
+
+/// True for a folder that one of these has opened, where it is not libc's own.
 [[nodiscard]] bool IsOurs(DIR* folder);
 // What can be done with such a folder, as the functions of dirent.h do it.
 int CloseFolder(DIR* folder);

@@ -10,6 +10,7 @@
 #include <set>
 
 #include "vboard/process/FileStatus.h"
+#include "vboard/process/ProgramMemory.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/RunLink.h"
 #include "vboard/process/World.h"
@@ -127,11 +128,11 @@ IoResult LockFile(OpenFile& file, int operation) {
 }
 
 IoResult LockRange(OpenFile& file, int command, struct flock64* range) {
-    if (range == nullptr) {
+    const bool sets = command != F_GETLK64 && command != F_OFD_GETLK;
+    if (!CanRead(range) || (!sets && !CanWrite(range))) {
         return -EFAULT;
     }
     const int access = file.flags & O_ACCMODE;
-    const bool sets = command != F_GETLK64 && command != F_OFD_GETLK;
     if (sets && ((range->l_type == F_RDLCK && access == O_WRONLY) ||
                  (range->l_type == F_WRLCK && access == O_RDONLY))) {
         return -EBADF;
@@ -155,7 +156,7 @@ IoResult LockRange(OpenFile& file, int command, struct flock64* range) {
 }
 
 IoResult LockRange(OpenFile& file, int command, struct flock* range) {
-    if (range == nullptr) {
+    if (!CanRead(range) || (command == F_GETLK && !CanWrite(range))) {
         return -EFAULT;
     }
     struct flock64 wide {};

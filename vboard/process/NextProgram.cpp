@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/process/NextProgram.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <string_view>
 
 #include "vboard/board/ProgramFile.h"
-#include "vboard/process/RunLink.h"
+#include "vboard/process/MemoryOwner.h"
+#include "vboard/process/ProgramMemory.h"
+#include "vboard/process/RealLibc.h"
+#include "vboard/process/World.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
@@ -51,43 +56,101 @@ char* Find(char* const* variables, std::string_view name) {
     return nullptr;
 }
 
+/// What keeps a program from the board, in words; empty where nothing does.
+std::string WhyNotOnBoard(const char* file, bool inPath) {
+    std::string problem;
+    if (RunLink::Get() == nullptr || TheTies().library.empty() || !IsText(file)) {
+        return problem;
+    }
+    const std::string path = inPath ? FindProgram(file) : file;
+    if (!CanBeOnBoard(path, TheTies().kind, problem)) {
+        return problem;
+    }
+    // Below another root, or for another user, it may be out of sight.
+    return Real().access(TheTies().library.c_str(), R_OK) == 0
+               ? ""
+               : Formatted(
+                     "'{}' can't be started where the board's library '{}' is out of its "
+                     "sight: make it visible there",
+                     file, TheTies().library);
+}
+
 }  // namespace
 
 NextProgram::NextProgram(const char* file, bool inPath, char* const* variables)
     : NextProgram(variables) {
-    std::string problem;
-    if (file != nullptr && RunLink::Get() != nullptr && !TheTies().library.empty() &&
-        !CanBeOnBoard(inPath ? FindProgram(file) : file, TheTies().kind, problem)) {
+    const std::string problem = WhyNotOnBoard(file, inPath);
+    if (!problem.empty()) {
         FailRun(problem);
     }
 }
 
 NextProgram::NextProgram(char* const* variables) : m_variables(variables) {
-    if (RunLink::Get() == nullptr || TheTies().library.empty()) {
+    RunLink* link = RunLink::Get();
+    if (link == nullptr || TheTies().library.empty()) {
         return;
     }
+    if (RunsInParentsMemory()) {
+        link->BeginOwnTime();  // vfork does not tell; both go on from here.
+    }
     const Ties& ties = TheTies();
+    if (link->HasOwnTime()) {
+        World* world = World::IfMade();
+        const Instant own = world != nullptr ? world->Now() : link->OwnTime();
+        m_time = Formatted("{}={}", kOwnTimeVariable, own.time_since_epoch().count());
+    }
     const char* preload = Find(variables, kPreload);
     const bool loaded = preload != nullptr &&
                         std::string_view(preload).find(ties.library) != std::string_view::npos;
     const char* session = Find(variables, kSessionVariable);
-    if (loaded && session != nullptr) {
+    const char* time = Find(variables, kOwnTimeVariable);
+    if (loaded && session != nullptr && m_time == (time == nullptr ? "" : time)) {
         return;
     }
     for (char* const* variable = variables; variable != nullptr && *variable != nullptr;
          ++variable) {
-        if (*variable != preload && *variable != session) {
+        if (*variable != session && *variable != time && (loaded || *variable != preload)) {
             m_completed.push_back(*variable);
         }
     }
-    m_preload = Formatted("{}={}", kPreload, ties.library);
-    if (preload != nullptr) {
-        m_preload += Formatted(":{}", preload + kPreload.size() + 1);
+    if (!loaded) {
+        m_preload = Formatted("{}={}", kPreload, ties.library);
+        if (preload != nullptr) {
+            m_preload += Formatted(":{}", preload + kPreload.size() + 1);
+        }
+        m_completed.push_back(m_preload.data());
     }
-    m_completed.push_back(m_preload.data());
     m_completed.push_back(const_cast<char*>(ties.session.c_str()));
+    if (!m_time.empty()) {
+        m_completed.push_back(m_time.data());
+    }
     m_completed.push_back(nullptr);
     m_variables = m_completed.data();
+}
+
+bool NextProgram::CanStart(const char* file, bool inPath) {
+    const std::string problem = WhyNotOnBoard(file, inPath);
+    if (problem.empty()) {
+        return true;
+    }
+    RunLink::Get()->Memory().report.ownError = 1;
+    Remark(problem);
+    return false;
+}
+
+NextProgram NextProgram::Beside(char* const* variables) {
+    if (RunLink* link = RunLink::Get()) {
+        link->BeginOwnTime();
+    }
+    return NextProgram(variables);
+}
+
+WithTies::WithTies() : m_before(environ), m_next(NextProgram::Beside(environ)) {
+    environ = const_cast<char**>(m_next.Variables());
+}
+
+WithTies::~WithTies() {
+    environ = m_before;
 }
 
 }  // namespace vboard

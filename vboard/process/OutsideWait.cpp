@@ -7,6 +7,7 @@
 #include "vboard/process/ProgramTime.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/RunLink.h"
+#include "vboard/time/MustHold.h"
 
 namespace vboard {
 namespace {
@@ -68,14 +69,14 @@ void OutsideWait::Begin(std::optional<Duration> timeout) {
     }
 }
 
-timespec OutsideWait::RealDeadline(clockid_t clock) const {
-    timespec deadline{};
+Duration OutsideWait::RealDeadline(clockid_t clock) const {
+    MustHold(m_realTimeout.has_value(), "a wait that is asked for its end has one");
     const std::int64_t now = MachineNs(clock);
-    StoreDuration(Duration{now + std::min(m_realTimeout->count(), INT64_MAX - now)}, deadline);
-    return deadline;
+    return Duration{now + std::min<std::int64_t>(m_realTimeout->count(), INT64_MAX - now)};
 }
 
 bool OutsideWait::IsTooEarly() const {
+    MustHold(m_timeout.has_value(), "a wait whose time is up has an end");
     if (!m_counts || *m_timeout > kShortWait || BoardTurn::OthersRest()) {
         return false;
     }
@@ -108,7 +109,11 @@ void OutsideWait::Take(Duration length, bool hears) {
     const int kept = errno;
     const BoardTurn turn;
     const Instant end = length > Instant::max() - m_begin ? Instant::max() : m_begin + length;
-    if (World* world = World::IfMade()) {
+    World* world = World::IfMade();
+    if (hears) {
+        RunLink::Get()->HearOfOthers();
+    }
+    if (world != nullptr) {
         if (hears) {
             world->HearOfOthers();
         }

@@ -31,7 +31,7 @@ public:
     /// The time to wait on the machine: none without end.
     [[nodiscard]] std::optional<Duration> RealTimeout() const { return m_realTimeout; }
     /// What the machine's own `clock` shows when that time is up. Only for a wait with an end.
-    [[nodiscard]] timespec RealDeadline(clockid_t clock) const;
+    [[nodiscard]] Duration RealDeadline(clockid_t clock) const;
 
     /// True when the wait is a short one and other threads are still at work: its end says nothing
     /// about theirs, and it is better begun again. They are waited for.

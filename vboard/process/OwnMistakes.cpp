@@ -2,6 +2,7 @@
 #include "vboard/process/OwnMistakes.h"
 
 #include <exception>
+#include <typeinfo>
 
 #include "vboard/process/RunLink.h"
 #include "vboard/text/Format.h"
@@ -29,6 +30,21 @@ Instant (*theNow)() = nullptr;
 }
 
 }  // namespace
+
+// Every throw of the library comes here in place of the run-time library's own function
+// (--wrap=__cxa_throw): none is to look for a catch beyond this one.
+extern "C" {
+[[noreturn]] void __real___cxa_throw(void* thrown, std::type_info* type, void (*destroy)(void*));
+[[noreturn]] void __wrap___cxa_throw(void* thrown, std::type_info* type, void (*destroy)(void*)) {
+    try {
+        __real___cxa_throw(thrown, type, destroy);
+    } catch (const std::exception& exception) {
+        Mistake(exception.what());
+    } catch (...) {
+        Mistake("an exception of an unknown kind");
+    }
+}
+}
 
 // The library has a run-time library of its own, so the program's handler stays what it is.
 void EndRunOnOwnMistakes(Instant (*now)()) {

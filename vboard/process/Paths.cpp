@@ -8,7 +8,9 @@
 #include <climits>
 #include <string_view>
 
+#include "vboard/host/SysfsGpio.h"
 #include "vboard/process/Descriptors.h"
+#include "vboard/process/ProgramMemory.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/RunLink.h"
 #include "vboard/process/Standing.h"
@@ -42,6 +44,7 @@ public:
         while (!m_rest.empty()) {
             if (m_rest.front() == '/') {
                 m_rest.erase(0, m_rest.find_first_not_of('/'));
+                m_isFolder = m_rest.empty();
                 continue;
             }
             if (!Step(NextName())) {
@@ -52,6 +55,8 @@ public:
     }
 
     [[nodiscard]] const std::string& Done() const { return m_done; }
+    /// True where the path ends as only a folder's may, with a slash.
+    [[nodiscard]] bool IsFolder() const { return m_isFolder; }
 
 private:
     std::string NextName() {
@@ -63,6 +68,7 @@ private:
 
     bool Step(const std::string& name) {
         if (name == ".") {
+            m_isFolder = m_isFolder || m_rest.empty();
             return true;
         }
         if (name == "..") {
@@ -94,6 +100,7 @@ private:
     std::string m_done;
     std::string m_rest;
     bool m_missing = false;
+    bool m_isFolder = false;
     int m_links = 0;
 };
 
@@ -114,7 +121,7 @@ std::string FolderOf(int folder) {
 
 std::string BoardPath(int folder, const char* path, LastLink last) {
     const RunLink* link = RunLink::Get();
-    if (link == nullptr || path == nullptr || *path == '\0') {
+    if (link == nullptr || !IsText(path) || *path == '\0') {
         return {};
     }
     const int before = errno;
@@ -124,7 +131,29 @@ std::string BoardPath(int folder, const char* path, LastLink last) {
     }
     const bool arrived = walk.Go(path);
     errno = before;
-    return arrived && link->Owns(walk.Done()) ? walk.Done() : std::string{};
+    if (!arrived || !link->Owns(walk.Done())) {
+        return {};
+    }
+    return walk.IsFolder() ? walk.Done() + "/" : walk.Done();
+}
+
+bool LiesAboveTheBoard(const char* path) {
+    const RunLink* link = RunLink::Get();
+    if (link == nullptr || !IsText(path) || *path == '\0') {
+        return false;
+    }
+    const int before = errno;
+    Walk walk(*link, LastLink::kFollowed);
+    if (*path != '/') {
+        walk.StandIn(FolderOf(AT_FDCWD));
+    }
+    const bool arrived = walk.Go(path);
+    errno = before;
+    const std::string folder = walk.Done() + "/";
+    const auto isBelow = [&folder](std::string_view file) { return file.starts_with(folder); };
+    return arrived &&
+           (isBelow("/dev/") || isBelow(SysfsGpio::kFolder) ||
+            isBelow(link->Memory().portPath.data()) || isBelow(link->Memory().commPath.data()));
 }
 
 }  // namespace vboard

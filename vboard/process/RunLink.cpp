@@ -94,8 +94,10 @@ bool RunLink::Make(const char* words) {
         FailRun("the run's report can't be mapped");
     }
     m_memory = static_cast<RunMemory*>(mapped);
-    static_cast<void>(pthread_atfork(
-        [] { Get()->m_ownNs = Get()->OwnTime().time_since_epoch().count(); }, nullptr, nullptr));
+    static_cast<void>(pthread_atfork([] { Get()->BeginOwnTime(); }, nullptr, nullptr));
+    if (const char* own = std::getenv(kOwnTimeVariable)) {
+        m_ownNs = std::strtoll(own, nullptr, 10);
+    }
     ++m_memory->report.loaded;
     return true;
 }
@@ -122,6 +124,9 @@ Instant RunLink::AskTime() {
 }
 
 void RunLink::PassTo(Instant when) {
+    if (m_ownNs) {
+        m_ownNs = std::max<std::int64_t>(*m_ownNs, when.time_since_epoch().count());
+    }
     RunReport& report = m_memory->report;
     report.boardTimeNs =
         std::max<std::int64_t>(report.boardTimeNs, when.time_since_epoch().count());

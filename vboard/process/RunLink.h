@@ -46,6 +46,9 @@ public:
     /// From its first fork on a process has a time of its own, which its children begin with: what
     /// they let pass at the same time passes once. Before, and here without one, it is the board's.
     [[nodiscard]] Instant OwnTime() const;
+    /// From here on this process has one, as after a fork.
+    void BeginOwnTime() { m_ownNs = OwnTime().time_since_epoch().count(); }
+    [[nodiscard]] bool HasOwnTime() const { return m_ownNs.has_value(); }
     /// The program has heard of what others have done: their time is its own as well.
     void HearOfOthers() { m_ownNs.reset(); }
 

@@ -49,7 +49,7 @@ int OpenGoneFolder(std::string_view path) {
 IoResult StandIn(const Host& host, const std::string& path) {
     const PathKind kind = host.Find(path);
     if (kind != PathKind::kFolder) {
-        return kind == PathKind::kNone ? -ENOENT : -ENOTDIR;
+        return kind == PathKind::kNone ? -host.WhyNone(path) : -ENOTDIR;
     }
     const int folder = OpenGoneFolder(path);
     const int result = folder < 0 ? -1 : Real().fchdir(folder);

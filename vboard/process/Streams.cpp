@@ -63,8 +63,9 @@ std::FILE* OpenStream(const Place& place, const char* mode) {
 
 std::FILE* StreamOn(int descriptor, const char* mode) {
     const int flags = FlagsOfMode(mode);
-    if (flags < 0 || !Allows(TheDescriptors().At(descriptor)->flags, flags)) {
-        errno = EINVAL;
+    const auto file = FileFor(descriptor);
+    if (file == nullptr || flags < 0 || !Allows(file->flags, flags)) {
+        errno = file == nullptr ? EBADF : EINVAL;
         return nullptr;
     }
     // libc looks at the kernel's descriptor before it makes a stream: it gets one that it likes.
@@ -108,6 +109,10 @@ void LeaveStream(std::FILE* stream) {
 
 std::int64_t FlushStream(std::FILE* stream, const void* data, std::size_t size) {
     const auto held = FileFor(stream->_fileno);
+    if (held == nullptr) {
+        errno = EBADF;  // Another thread has just closed it.
+        return 0;
+    }
     OpenFile& file = *held;
     const int before = errno;
     int error = 0;

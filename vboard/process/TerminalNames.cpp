@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include "vboard/host/RequestMemory.h"
+#include "vboard/process/ProgramMemory.h"
 #include "vboard/process/RealLibc.h"
 
 namespace vboard {
@@ -34,6 +36,9 @@ int TerminalName(const OpenFile& file, char* buffer, std::size_t size) {
     if (file.path.size() >= size) {
         return ERANGE;
     }
+    if (!CanWrite(buffer, file.path.size() + 1)) {
+        return EFAULT;
+    }
     *std::copy(file.path.begin(), file.path.end(), buffer) = '\0';
     return 0;
 }
@@ -44,6 +49,11 @@ IoResult AnyIoctl(int descriptor, OpenFile& file, unsigned long request, void* a
         const int result = Real().fcntl(descriptor, F_SETFD, request == FIOCLEX ? FD_CLOEXEC : 0);
         return result < 0 ? -errno : 0;
     }
+    const RequestMemory memory =
+        file.device->IsTerminal() || request == FIONBIO ? MemoryOf(request) : RequestMemory{};
+    if (!CanRead(argument, memory.readBytes) || !CanWrite(argument, memory.writtenBytes)) {
+        return -EFAULT;
+    }
     const int before = file.flags;
     const IoResult result = TheHost().Ioctl(file, request, argument);
     if (file.flags != before) {
@@ -53,11 +63,11 @@ IoResult AnyIoctl(int descriptor, OpenFile& file, unsigned long request, void* a
 }
 
 IoResult GetSettings(OpenFile& file, termios* settings) {
-    return settings == nullptr ? -EFAULT : TheHost().GetAttributes(file, *settings);
+    return CanWrite(settings) ? TheHost().GetAttributes(file, *settings) : -EFAULT;
 }
 
 IoResult SetSettings(OpenFile& file, int action, const termios* settings) {
-    return settings == nullptr ? -EFAULT : TheHost().SetAttributes(file, action, *settings);
+    return CanRead(settings) ? TheHost().SetAttributes(file, action, *settings) : -EFAULT;
 }
 
 }  // namespace vboard

@@ -19,6 +19,10 @@ bool IsMoreThanThereCanBe(rlim_t count) {
     return count > FD_SETSIZE && getrlimit(RLIMIT_NOFILE, &limit) == 0 && count >= limit.rlim_cur;
 }
 
+/// select(2): what poll says of a file that is ready for reading, and for writing.
+constexpr int kReadable = POLLIN | POLLHUP | POLLERR;
+constexpr int kWritable = POLLOUT | POLLERR;
+
 bool IsIn(const fd_set* set, int descriptor) {
     return set != nullptr && FD_ISSET(descriptor, set);
 }
@@ -56,8 +60,8 @@ int Keep(fd_set* set, const pollfd& file, int ready) {
 int KeepReady(const FileSets& sets, const std::vector<pollfd>& files) {
     int count = 0;
     for (const pollfd& file : files) {
-        count += Keep(sets.reading, file, POLLIN | POLLHUP | POLLERR);
-        count += Keep(sets.writing, file, POLLOUT | POLLERR);
+        count += Keep(sets.reading, file, kReadable);
+        count += Keep(sets.writing, file, kWritable);
         count += Keep(sets.excepting, file, POLLPRI);
     }
     return count;
@@ -92,6 +96,21 @@ Split SplitFiles(pollfd* files, nfds_t count) {
     return split;
 }
 
+/// What the program counts of those files: select what each is ready for, poll the files.
+IoResult CountReady(const std::vector<pollfd>& files, bool eachEvent) {
+    IoResult count = 0;
+    for (const pollfd& file : files) {
+        if (!eachEvent) {
+            count += file.revents != 0 ? 1 : 0;
+            continue;
+        }
+        count += (file.events & POLLIN) != 0 && (file.revents & kReadable) != 0 ? 1 : 0;
+        count += (file.events & POLLOUT) != 0 && (file.revents & kWritable) != 0 ? 1 : 0;
+        count += (file.events & file.revents & POLLPRI) != 0 ? 1 : 0;
+    }
+    return count;
+}
+
 void StoreReady(const Split& split) {
     for (std::size_t i = 0; i < split.ours.size(); ++i) {
         const Readiness ready = split.watched[i].ready;
@@ -114,6 +133,25 @@ FileSets SetsOf(int count, fd_set* reading, fd_set* writing, fd_set* excepting) 
     return {all ? FD_SETSIZE : count, reading, writing, excepting};
 }
 
+int Refusal(const FileSets& sets) {
+    if (sets.count < 0) {
+        return EINVAL;
+    }
+    constexpr int kWordBits = 8 * static_cast<int>(sizeof(fd_mask));
+    const auto words = static_cast<std::size_t>((sets.count + kWordBits - 1) / kWordBits);
+    const auto there = [bytes = words * sizeof(fd_mask)](fd_set* set) {
+        return set == nullptr || CanWrite(set, bytes);
+    };
+    return there(sets.reading) && there(sets.writing) && there(sets.excepting) ? 0 : EFAULT;
+}
+
+int Refusal(const pollfd* files, nfds_t count) {
+    if (IsMoreThanThereCanBe(count)) {
+        return EINVAL;
+    }
+    return CanWrite(const_cast<pollfd*>(files), count * sizeof(pollfd)) ? 0 : EFAULT;
+}
+
 bool AnyOurs(const FileSets& sets) {
     for (int descriptor = 0; descriptor < sets.count; ++descriptor) {
         if (IsInAny(sets, descriptor) && TheDescriptors().Has(descriptor)) {
@@ -124,9 +162,7 @@ bool AnyOurs(const FileSets& sets) {
 }
 
 bool AnyOurs(const pollfd* files, nfds_t count) {
-    // The kernel has the errors for what can't be looked at.
-    return files != nullptr && !IsMoreThanThereCanBe(count) &&
-           std::any_of(files, files + count,
+    return std::any_of(files, files + count,
                        [](const pollfd& file) { return TheDescriptors().Has(file.fd); });
 }
 
@@ -141,14 +177,12 @@ bool Empty(const FileSets& sets) {
 
 int PollFiles(std::string_view name, pollfd* files, nfds_t count, std::optional<Duration> timeout) {
     Split split = SplitFiles(files, count);
-    std::function<bool()> othersReady;
+    std::function<IoResult()> othersReady;
     if (!split.others.empty()) {
-        othersReady = [&others = split.others] {
-            return Real().poll(others.data(), others.size(), 0) != 0;
+        othersReady = [&others = split.others, eachEvent = name == "select"] {
+            static_cast<void>(Real().poll(others.data(), others.size(), 0));
+            return CountReady(others, eachEvent);
         };
-    }
-    if (othersReady && othersReady()) {
-        timeout = Duration::zero();
     }
     IoResult result = 0;
     {
@@ -159,6 +193,9 @@ int PollFiles(std::string_view name, pollfd* files, nfds_t count, std::optional<
         OutsideWait away(std::nullopt);
         static_cast<void>(Real().poll(split.others.data(), split.others.size(), -1));
         away.Ended(false);
+        const BoardTurn turn;
+        TheHost().TellSelect(name, split.watched, timeout,
+                             CountReady(split.others, name == "select"));
     } else if (result < 0) {
         errno = static_cast<int>(-result);
         return -1;
@@ -204,8 +241,13 @@ std::optional<Duration> AskClock(clockid_t clock) {
     if (link == nullptr) {
         return std::nullopt;
     }
-    const BoardTurn turn;
     World* world = World::IfMade();
+    if (BoardTurn::IsMine()) {
+        // From the middle of another call: time does not move.
+        const Instant then = world != nullptr ? world->Now() : link->OwnTime();
+        return *offset + then.time_since_epoch();
+    }
+    const BoardTurn turn;
     const Instant now = world != nullptr ? world->AskTime() : link->AskTime();
     return *offset + now.time_since_epoch();
 }

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "vboard/process/ProgramMemory.h"
 #include "vboard/process/ProgramTime.h"
 #include "vboard/process/Wrapping.h"
 
@@ -30,7 +31,32 @@ struct FileSets {
 /// not taken at its word.
 [[nodiscard]] FileSets SetsOf(int count, fd_set* reading, fd_set* writing, fd_set* excepting);
 
-/// True when one of the files is the board's. Never of files that are nowhere or too many.
+/// The errno with which select and poll refuse what they are given before they look at a file:
+/// memory that is not there, counts that can't be. 0 for all else.
+[[nodiscard]] int Refusal(const FileSets& sets);
+[[nodiscard]] int Refusal(const pollfd* files, nfds_t count);
+/// The same of a timeout, which may be none.
+template <class Timeout>
+[[nodiscard]] static int TimeoutRefusal(const Timeout* timeout) {
+    if (timeout == nullptr) {
+        return 0;
+    }
+    if (!CanRead(timeout)) {
+        return EFAULT;
+    }
+    if constexpr (requires { timeout->tv_nsec; }) {
+        return IsLength(*timeout) ? 0 : EINVAL;
+    } else {
+        return IsTimeout(*timeout) ? 0 : EINVAL;
+    }
+}
+/// The same of the length of a pause, which there must be.
+template <class Timespec>
+[[nodiscard]] static int LengthRefusal(const Timespec* length) {
+    return length == nullptr ? EFAULT : TimeoutRefusal(length);
+}
+
+/// True when one of the files is the board's.
 [[nodiscard]] bool AnyOurs(const FileSets& sets);
 [[nodiscard]] bool AnyOurs(const pollfd* files, nfds_t count);
 /// True when there is no file at all: a wait for time alone.

@@ -14,7 +14,6 @@
 #include "vboard/faults/FaultPlanParser.h"
 #include "vboard/probe/LoaderCodes.h"
 #include "vboard/process/BoardTurn.h"
-#include "vboard/process/OwnMistakes.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/text/Format.h"
 
@@ -62,7 +61,6 @@ World* World::Get() {
 }
 
 void World::Make() {
-    EndRunOnOwnMistakes([] { return s_world == nullptr ? Instant{} : s_world->Now(); });
     const Session& session = m_link.TheSession();
     std::string problem;
     if (!m_file.Attach(session.boardDescriptor, problem)) {
@@ -73,8 +71,10 @@ void World::Make() {
     m_process = getpid();
     m_report->owner = m_process;
     m_lastUse = ++m_report->uses;
-    m_born = m_link.OwnTime();
     const Instant start{Duration{m_report->boardTimeNs}};
+    if (m_link.OwnTime() < start) {
+        m_behind = m_link.OwnTime();
+    }
     OrderFaults(session);
     m_board = std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), m_file.ChipEraseWords(),
                                       *m_faults, *this, start);
@@ -156,12 +156,15 @@ void World::Follow() {
 
 Duration World::Pause(Duration length) {
     // From the program's own time on: others may have let theirs pass at the same time.
-    const Instant begin = m_born.value_or(Now());
+    const Instant begin = Now();
     const Instant end = length > Instant::max() - begin ? Instant::max() : begin + length;
     Host& host = TheHost();
     const Duration rest = std::max(Duration::zero(), end - Now());
     const Duration possible = std::min(rest, kLastInstant - Now());
     const Duration left = host.Pause(possible);
+    if (end < Now()) {
+        m_behind = end;
+    }
     Keep();
     if (possible < rest && left == Duration::zero()) {
         WaitsForEver("a pause", {}, "a time after the year 2261");
@@ -170,11 +173,15 @@ Duration World::Pause(Duration length) {
 }
 
 Instant World::AskTime() {
+    const Instant now = Now();
+    if (m_behind) {
+        m_behind = now + kTimeOfAsking;
+        return now;
+    }
     if (m_report->owner == m_process || m_report->uses == m_lastUse) {
         return TheHost().AskTime();
     }
     // The time of its own, while another program has the board.
-    const Instant now = Now();
     m_board->Clock().SkipTo(now + kTimeOfAsking);
     return now;
 }
@@ -187,6 +194,7 @@ void World::PassOutside(Instant end) {
 }
 
 void World::HearOfOthers() {
+    m_behind.reset();
     m_board->Clock().SkipTo(Instant{Duration{m_report->boardTimeNs}});
 }
 
@@ -246,7 +254,7 @@ void World::OnLoaderCommand(const LoaderCommand& command) {
 }
 
 void World::LetSettle() {
-    const std::int64_t nowNs = Now().time_since_epoch().count();
+    const std::int64_t nowNs = m_board->Clock().Now().time_since_epoch().count();
     m_board->Settle();
     Keep();
     m_report->virtualTimeNs = nowNs;
@@ -321,7 +329,7 @@ void World::NoteVerdict(Verdict verdict, std::string_view text) {
     m_report->verdictTimeNs = m_report->virtualTimeNs;
     const std::size_t length = std::min(text.size(), m_report->verdictText.size() - 1);
     std::copy_n(text.begin(), length, m_report->verdictText.begin());
-    m_report->verdictText.at(length) = '\0';
+    m_report->verdictText[length] = '\0';
 }
 
 void World::EndProgram(Verdict verdict, std::string_view text) {

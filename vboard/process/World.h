@@ -18,6 +18,7 @@
 #include "vboard/process/Recordings.h"
 #include "vboard/process/RunLink.h"
 #include "vboard/record/Transcript.h"
+#include "vboard/time/MustHold.h"
 
 namespace vboard {
 
@@ -31,11 +32,12 @@ public:
     /// The host, for a call of the program: the board is brought up to date first if another
     /// program of the run has used it meanwhile.
     [[nodiscard]] Host& TheHost() {
-        m_born.reset();
+        m_behind.reset();
         TakeTurn();
         return m_board->TheHost();
     }
-    [[nodiscard]] Instant Now() { return m_board->Clock().Now(); }
+    /// The program's time.
+    [[nodiscard]] Instant Now() { return m_behind.value_or(m_board->Clock().Now()); }
     /// Returns what is left of it when a signal ended it.
     Duration Pause(Duration length);
     /// The time for a program that asks for it, which takes a moment.
@@ -84,8 +86,10 @@ private:
     RunLink& m_link;
     std::uint64_t m_lastUse = 0;  ///< RunReport::uses, when this program last had the board.
     bool m_hasForked = false;
-    std::optional<Instant> m_born;  ///< The process's own time, until it first uses the board.
-    int m_process = 0;              ///< What a vforked child does is not this world's.
+    /// The process's own time where the board's is later: others have let theirs pass at the same
+    /// time. Until it uses the board or hears of them.
+    std::optional<Instant> m_behind;
+    int m_process = 0;  ///< What a vforked child does is not this world's.
     bool m_ended = false;
     bool m_made = false;
     bool m_over = false;
@@ -102,7 +106,9 @@ private:
 
 /// The host of a world that is known to exist, because one of its files is open. Needs the turn.
 [[nodiscard]] inline Host& TheHost() {
-    return World::IfMade()->TheHost();
+    World* world = World::IfMade();
+    MustHold(world != nullptr, "a file of the board is open on a board that has been made");
+    return world->TheHost();
 }
 
 }  // namespace vboard

@@ -13,8 +13,11 @@
 
 #include "vboard/process/Locks.h"
 #include "vboard/process/MemoryOwner.h"
+#include "vboard/process/OwnMistakes.h"
+#include "vboard/process/ProgramMemory.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/text/Format.h"
+#include "vboard/time/MustHold.h"
 
 namespace vboard {
 namespace {
@@ -25,7 +28,7 @@ IoResult SizeOf(const iovec* pieces, int count, std::size_t most) {
     if (count < 0 || count > IOV_MAX) {
         return -EINVAL;
     }
-    if (pieces == nullptr && count > 0) {
+    if (!CanRead(pieces, static_cast<std::size_t>(count) * sizeof(iovec))) {
         return -EFAULT;
     }
     std::size_t size = 0;
@@ -33,9 +36,6 @@ IoResult SizeOf(const iovec* pieces, int count, std::size_t most) {
         const std::size_t length = pieces[i].iov_len;
         if (length > static_cast<std::size_t>(SSIZE_MAX) - size) {
             return -EINVAL;
-        }
-        if (pieces[i].iov_base == nullptr && length > 0) {
-            return -EFAULT;
         }
         size += length;
     }
@@ -46,6 +46,21 @@ IoResult SizeOf(const iovec* pieces, int count, std::size_t most) {
 constexpr std::size_t kMostReadBytes = std::size_t{1} << 20;
 /// The most that Linux moves in one call.
 constexpr std::size_t kMostMovedBytes = 0x7FFFF000;
+
+/// How many bytes from the first on are there, by `look`, which tells it of one piece.
+template <class Look>
+std::size_t BytesIn(const iovec* pieces, int count, Look look) {
+    std::size_t size = 0;
+    for (int i = 0; i < count; ++i) {
+        const std::size_t wanted = std::min(pieces[i].iov_len, kMostMovedBytes - size);
+        const std::size_t there = look(pieces[i], wanted);
+        size += there;
+        if (there < wanted) {
+            break;
+        }
+    }
+    return size;
+}
 
 int SetStatusFlags(int descriptor, OpenFile& file, int flags) {
     constexpr int kChangeable = O_APPEND | O_NONBLOCK;
@@ -115,8 +130,9 @@ int OpenDescriptor(const Place& place, int flags, std::string_view mode) {
     const int before = errno;
     if (RunsInParentsMemory()) {
         // The program that it becomes finds the file behind the descriptor.
-        errno = Exists(place) < 0 ? ENOENT : before;
-        return errno == ENOENT ? -1 : MakePlaceholder(place.Path(), flags);
+        const IoResult exists = Exists(place);
+        errno = exists < 0 ? static_cast<int>(-exists) : before;
+        return exists < 0 ? -1 : MakePlaceholder(place.Path(), flags);
     }
     int error = 0;
     const CallKind how = mode.empty() ? CallKind::kOpen : CallKind::kFopen;
@@ -148,6 +164,10 @@ void NameRefusedSet(const std::string& path) {
 IoResult Forget(int descriptor) {
     const BoardTurn turn;
     const std::shared_ptr<OpenFile> file = TheDescriptors().Take(descriptor);
+    if (file == nullptr) {
+        return -EBADF;  // Another thread has just closed it.
+    }
+    MustHold(file->descriptors >= 0, "no more descriptors of a file go than came");
     if (file->descriptors > 0) {
         return 0;
     }
@@ -212,12 +232,33 @@ int Replaced(int original, int target, int copy) {
     return Copied(original, copy);
 }
 
+IoResult ReadInto(OpenFile& file, void* buffer, std::size_t size) {
+    const std::size_t room = WritableBytes(buffer, std::min(size, kMostReadBytes));
+    return room == 0 && size > 0
+               ? -EFAULT
+               : TheHost().Read(file, std::span(static_cast<std::uint8_t*>(buffer), room));
+}
+
+IoResult WriteFrom(OpenFile& file, const void* data, std::size_t size) {
+    const std::size_t there = ReadableBytes(data, std::min(size, kMostMovedBytes));
+    return there == 0 && size > 0
+               ? -EFAULT
+               : TheHost().Write(CallKind::kWrite, file,
+                                 std::span(static_cast<const std::uint8_t*>(data), there));
+}
+
 IoResult ReadPieces(OpenFile& file, const iovec* pieces, int count) {
-    const IoResult size = SizeOf(pieces, count, kMostReadBytes);
-    if (size < 0) {
-        return size;
+    const IoResult asked = SizeOf(pieces, count, kMostReadBytes);
+    if (asked < 0) {
+        return asked;
     }
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
+    const auto size = BytesIn(pieces, count, [](const iovec& piece, std::size_t most) {
+        return WritableBytes(piece.iov_base, most);
+    });
+    if (size == 0 && asked > 0) {
+        return -EFAULT;
+    }
+    std::vector<std::uint8_t> bytes(std::min(size, static_cast<std::size_t>(asked)));
     const IoResult result = TheHost().Read(file, bytes);
     std::size_t left = result > 0 ? static_cast<std::size_t>(result) : 0;
     const std::uint8_t* next = bytes.data();
@@ -231,32 +272,32 @@ IoResult ReadPieces(OpenFile& file, const iovec* pieces, int count) {
 }
 
 IoResult WritePieces(OpenFile& file, const iovec* pieces, int count) {
-    const IoResult size = SizeOf(pieces, count, kMostMovedBytes);
-    if (size < 0) {
-        return size;
+    const IoResult asked = SizeOf(pieces, count, kMostMovedBytes);
+    if (asked < 0) {
+        return asked;
+    }
+    const auto there = BytesIn(pieces, count, [](const iovec& piece, std::size_t most) {
+        return ReadableBytes(piece.iov_base, most);
+    });
+    if (there == 0 && asked > 0) {
+        return -EFAULT;
     }
     // All as one, since the board sees a write as one.
     std::vector<std::uint8_t> bytes;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < count && bytes.size() < there; ++i) {
         const auto* start = static_cast<const std::uint8_t*>(pieces[i].iov_base);
-        bytes.insert(bytes.end(), start, start + pieces[i].iov_len);
+        const std::size_t part = std::min(pieces[i].iov_len, there - bytes.size());
+        bytes.insert(bytes.end(), start, start + part);
     }
     return TheHost().Write(CallKind::kWrite, file, bytes);
 }
 
 IoResult ReadAt(OpenFile& file, void* buffer, std::size_t size, std::int64_t offset) {
-    const auto read = [&] {
-        return TheHost().Read(file, std::span(static_cast<std::uint8_t*>(buffer), size));
-    };
-    return AtPlace(file, offset, read);
+    return AtPlace(file, offset, [&] { return ReadInto(file, buffer, size); });
 }
 
 IoResult WriteAt(OpenFile& file, const void* data, std::size_t size, std::int64_t offset) {
-    const auto write = [&] {
-        return TheHost().Write(CallKind::kWrite, file,
-                               std::span(static_cast<const std::uint8_t*>(data), size));
-    };
-    return AtPlace(file, offset, write);
+    return AtPlace(file, offset, [&] { return WriteFrom(file, data, size); });
 }
 
 IoResult ReadPiecesAt(OpenFile& file, const iovec* pieces, int count, std::int64_t offset) {
@@ -316,6 +357,9 @@ IoResult Say(OpenFile& file, const char* format, va_list arguments) {
 
 int ControlDescriptor(int descriptor, int command, void* argument) {
     const auto held = FileFor(descriptor);
+    if (held == nullptr) {
+        return Refused(EBADF);  // Another thread has just closed it.
+    }
     OpenFile& file = *held;
     switch (command) {
         case F_GETFL:
@@ -364,14 +408,22 @@ void AdoptInherited() {
 }
 
 IoResult Exists(const Place& place) {
-    return place.TheHost().Find(place.Path()) == PathKind::kNone ? -ENOENT : 0;
+    const Host& host = place.TheHost();
+    return host.Find(place.Path()) == PathKind::kNone ? -host.WhyNone(place.Path()) : 0;
 }
 
 }  // namespace vboard
 
 namespace {
+vboard::Instant TimeOfAMistake() {
+    vboard::World* world = vboard::World::IfMade();
+    const vboard::RunLink* link = vboard::RunLink::Get();
+    return world != nullptr ? world->Now() : link != nullptr ? link->OwnTime() : vboard::Instant{};
+}
+
 // Before main: the program may have come into being with devices open.
 __attribute__((constructor)) void BeginningOfProgram() {
+    vboard::EndRunOnOwnMistakes(TimeOfAMistake);
     vboard::AdoptInherited();
 }
 }  // namespace

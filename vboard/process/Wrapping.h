@@ -34,7 +34,11 @@ public:
     Place() = default;
     /// `path` is the board's name for the file.
     Place(World& world, std::string path)
-        : m_turn(std::in_place), m_host(&world.TheHost()), m_path(std::move(path)) {}
+        : m_turn(std::in_place), m_host(&world.TheHost()), m_path(std::move(path)) {
+        if (m_path.ends_with('/') && m_host->Find(m_path) == PathKind::kFolder) {
+            m_path.pop_back();
+        }
+    }
     explicit operator bool() const { return m_host != nullptr; }
     [[nodiscard]] Host& TheHost() const { return *m_host; }
     [[nodiscard]] const std::string& Path() const { return m_path; }
@@ -105,6 +109,10 @@ int Copied(int original, int copy);
 /// The same for dup2 and dup3, which close `target` if it was the board's.
 int Replaced(int original, int target, int copy);
 
+/// read(2) and write(2) with the program's memory: as much of it as there is; -EFAULT for none.
+IoResult ReadInto(OpenFile& file, void* buffer, std::size_t size);
+IoResult WriteFrom(OpenFile& file, const void* data, std::size_t size);
+
 /// Reading and writing in pieces, and at a place of its own.
 IoResult ReadPieces(OpenFile& file, const iovec* pieces, int count);
 IoResult WritePieces(OpenFile& file, const iovec* pieces, int count);
@@ -130,7 +138,7 @@ void AdoptInherited();
 /// fcntl on a descriptor of the board. `argument` is the third word, whatever it is.
 int ControlDescriptor(int descriptor, int command, void* argument);
 
-/// 0 where a path of the board exists, else -ENOENT.
+/// 0 where a path of the board exists, else -ENOENT or -ENOTDIR.
 [[nodiscard]] IoResult Exists(const Place& place);
 
 }  // namespace vboard

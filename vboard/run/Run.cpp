@@ -18,6 +18,7 @@
 #include "vboard/run/BoardAccess.h"
 #include "vboard/run/FaultOrder.h"
 #include "vboard/run/FileClaims.h"
+#include "vboard/run/LibraryWatch.h"
 #include "vboard/run/ProgramStart.h"
 #include "vboard/run/ReplayLine.h"
 #include "vboard/run/RunOptions.h"
@@ -42,6 +43,7 @@ struct RunFiles {
     Descriptor faults;
     RunOutputs outputs;
     SummaryOrder summary;
+    bool endedWithoutLibrary = false;
 };
 
 bool OpenReport(RunFiles& files, std::string& problem) {
@@ -187,7 +189,7 @@ void HandOnSignal(int signal) {
 
 /// Starts the program and waits for its end. What ends the runner is handed on to the program, so
 /// that the run has an end that can be told. False when there is no process for it.
-bool StartAndWait(const RunOptions& options, const RunFiles& files, const std::string& library,
+bool StartAndWait(const RunOptions& options, RunFiles& files, const std::string& library,
                   int& status) {
     sigset_t ending;
     sigset_t before;
@@ -211,6 +213,8 @@ bool StartAndWait(const RunOptions& options, const RunFiles& files, const std::s
         signal(SIGPIPE, SIG_IGN);
     }
     sigprocmask(SIG_SETMASK, &before, nullptr);
+    files.endedWithoutLibrary = program > 0 && options.via.empty() &&
+                                EndIfWithoutLibrary(program, library, *files.reportMemory);
     while (program > 0 && waitpid(program, &status, 0) < 0 && errno == EINTR) {
     }
     return program > 0;
@@ -281,10 +285,12 @@ bool Report(const RunOptions& options, const RunFiles& files, int status) {
         return false;
     }
     if (report.loaded == 0) {
-        Say(
-            Formatted("'{}' ended without having loaded the library of the board: nothing of what "
-                      "it did has reached the board",
-                      NameOfProgram(options)));
+        Say(Formatted(
+            "'{}' {} the library of the board{}: nothing of what it did has reached "
+            "the board",
+            NameOfProgram(options),
+            files.endedWithoutLibrary ? "has started without" : "ended without having loaded",
+            files.endedWithoutLibrary ? " and was ended" : ""));
         return false;
     }
     return Summarize(options, files, status) && losses.empty();
