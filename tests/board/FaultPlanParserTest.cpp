@@ -77,6 +77,15 @@ TEST(FaultRuleText, CountsOccurrencesInEveryForm) {
     EXPECT_EQ(occurrences("cell:0x2100#1=stuck-erased"), Range(1, 1));
 }
 
+TEST(FaultRuleText, TakesRowsOfUpTo4096Bytes) {
+    std::string row;
+    for (int count = 0; count < 4096; ++count) {
+        row += " 90";
+    }
+    EXPECT_EQ(Parsed("read=bytes" + row).outcome.bytes, std::vector<std::uint8_t>(4096, 0x90));
+    EXPECT_NE(ProblemOf("read=bytes 90" + row).find("is not a row of bytes"), std::string::npos);
+}
+
 TEST(FaultRuleText, ReadsTimesExactlyInEveryUnit) {
     const auto from = [](std::string_view text) {
         return Parsed(std::string("read@") + std::string(text) + "=eio").from.time_since_epoch();

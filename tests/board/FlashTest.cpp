@@ -89,6 +89,15 @@ TEST_F(FlashTest, EveryAddressBelongsToItsRegion) {
     EXPECT_EQ(flash.Layout().RegionAt(0x10000), Region::kNone);
 }
 
+TEST_F(FlashTest, HoldsWhatLiesInMemoryFromItsFirstByteToItsLast) {
+    const Flash flash = Make();
+    EXPECT_FALSE(flash.Holds(0x0FFF, 1));
+    EXPECT_FALSE(flash.Holds(0x0FFF, 2));
+    EXPECT_TRUE(flash.Holds(0x1000, 0x100));
+    EXPECT_TRUE(flash.Holds(0xFF00, 0x100));
+    EXPECT_FALSE(flash.Holds(0xFF00, 0x101));
+}
+
 TEST_F(FlashTest, SegmentsTileMainMemoryOnMultiplesOfTheirSize) {
     const Flash flash = Make();
     EXPECT_EQ(flash.Layout().SegmentOf(0x2100).first, 0x2100) << "the lowest is cut by the range";

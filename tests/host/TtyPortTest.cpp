@@ -274,6 +274,20 @@ TEST_F(LoaderPort, CountsWhatPassesItAndItsErrors) {
     EXPECT_EQ(counts.frame, 1);
 }
 
+TEST_F(LoaderPort, ASpeedAboveItsHighestStaysWhatItWas) {
+    // A speed without a constant, as the kernel's own request has it.
+    constexpr tcflag_t kOther = 010000;
+    for (const auto& [asked, kept] :
+         {std::pair(250'000U, 250'000U), {4'000'001U, 250'000U}, {4'000'000U, 4'000'000U}}) {
+        termios settings = Raw(PARENB);
+        settings.c_cflag = (settings.c_cflag & ~tcflag_t{CBAUD}) | kOther;
+        settings.c_ispeed = asked;
+        settings.c_ospeed = asked;
+        EXPECT_EQ(file->SetAttributes(TCSANOW, settings), 0);
+        EXPECT_EQ(vboard::FormatOf(bench.port.Attributes()).bitsPerSecond, kept);
+    }
+}
+
 TEST_F(LoaderPort, ExclusiveUseIsToldAndKeepsOthersOut) {
     const auto told = [this] {
         int exclusive = -1;

@@ -373,6 +373,21 @@ TEST(SerialLane, ABreakOfHalfACharacterIsReadAsItsBits) {
     EXPECT_EQ(bench.Got(), "f0");
 }
 
+TEST(SerialLane, AnEdgeRightInTheMiddleOfABitCountsAsBeforeItWithRoundingForgiven) {
+    using Ns = vboard::Duration;
+    const SerialFormat format{9600, 8, Parity::kNone, 1};
+    // A break that ends about the middle of the last data bit.
+    const Ns middle = vboard::TimeOfHalfBits(17, 9600);
+    for (const auto& [length, read] :
+         {std::pair(middle - Ns{1}, "80"), {middle + Ns{3}, "80"}, {middle + Ns{4}, "00"}}) {
+        LaneBench bench(format);
+        bench.lane.SetBreak(true);
+        bench.clock.Pass(length);
+        bench.lane.SetBreak(false);
+        EXPECT_EQ(bench.Got(), read) << length.count();
+    }
+}
+
 TEST(SerialLane, TheTimeOfABitIsRoundedOnceACharacter) {
     using Ns = vboard::Duration;
     EXPECT_EQ((SerialFormat{9600, 8, Parity::kEven, 1}.CharacterTime()), Ns{1'145'833});
