@@ -11,13 +11,6 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
-#include <span>
-#include <vector>
-
-#include "vboard/process/OutsideWait.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/Waiting.h"
 
@@ -28,33 +21,18 @@ using vboard::AskClock;
 using vboard::Duration;
 using vboard::DurationOf;
 using vboard::FileSets;
-using vboard::OutsideWait;
 using vboard::PauseVirtually;
 using vboard::PollFiles;
+using vboard::PollOthers;
 using vboard::PollTimeout;
 using vboard::Real;
 using vboard::Refused;
+using vboard::SelectOthers;
 using vboard::Slept;
 using vboard::TimeoutOf;
 
 using std::chrono_literals::operator""us;
 using std::chrono_literals::operator""s;
-
-constexpr timespec kNoTime{0, 0};
-
-/// The poll of files that are not the board's.
-int PollOthers(pollfd* files, nfds_t count, std::optional<Duration> timeout, const sigset_t* mask) {
-    OutsideWait away(timeout);
-    if (const int now = Real().ppoll(files, count, &kNoTime, mask); now != 0) {
-        away.EndedAtOnce();
-        return now;
-    }
-    const auto real = away.RealTimeout();
-    const timespec length = vboard::TimespecOf(real.value_or(Duration::zero()));
-    const int ready = Real().ppoll(files, count, real ? &length : nullptr, mask);
-    away.Ended(ready == 0);
-    return ready;
-}
 
 int Poll(pollfd* files, nfds_t count, int timeout) {
     if (const int error = vboard::Refusal(files, count); error != 0) {
@@ -87,43 +65,6 @@ int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const si
         return Slept(*left);
     }
     return PollOthers(files, count, TimeoutOf(timeout), mask);
-}
-
-/// The words of a set that select looks at.
-std::span<fd_mask> WordsOf(fd_set* set, int count) {
-    const int words = set == nullptr ? 0 : (count + NFDBITS - 1) / NFDBITS;
-    return {reinterpret_cast<fd_mask*>(set), static_cast<std::size_t>(words)};
-}
-
-/// What is ready in these sets now. They stay as they are where nothing is.
-int SelectNow(const FileSets& sets, const sigset_t* mask) {
-    std::array<std::vector<fd_mask>, 3> copies;
-    const std::array<fd_set*, 3> all{sets.reading, sets.writing, sets.excepting};
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        const std::span<fd_mask> words = WordsOf(all.at(i), sets.count);
-        copies.at(i).assign(words.begin(), words.end());
-    }
-    const int ready =
-        Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting, &kNoTime, mask);
-    for (std::size_t i = 0; ready == 0 && i < all.size(); ++i) {
-        std::copy(copies.at(i).begin(), copies.at(i).end(), WordsOf(all.at(i), sets.count).begin());
-    }
-    return ready;
-}
-
-/// The select of files that are not the board's. What is left of the timeout is not told.
-int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const sigset_t* mask) {
-    OutsideWait away(timeout);
-    if (const int now = SelectNow(sets, mask); now != 0) {
-        away.EndedAtOnce();
-        return now;
-    }
-    const auto real = away.RealTimeout();
-    const timespec length = vboard::TimespecOf(real.value_or(Duration::zero()));
-    const int ready = Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting,
-                                     real ? &length : nullptr, mask);
-    away.Ended(ready == 0);
-    return ready;
 }
 
 }  // namespace

@@ -37,7 +37,9 @@ using vboard::LastLink;
 using vboard::PauseVirtually;
 using vboard::Place;
 using vboard::PollFiles;
+using vboard::PollOthers;
 using vboard::Refused;
+using vboard::SelectOthers;
 using vboard::Slept;
 using vboard::TheHost;
 using vboard::TimeoutOf;
@@ -62,8 +64,11 @@ VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set
                               : std::nullopt) {
         return Slept(*left);
     }
-    static const auto real = vboard::RealNamed<decltype(&__select64)>("__select64");
-    return real(count, reading, writing, excepting, timeout);
+    return SelectOthers(sets,
+                        timeout == nullptr
+                            ? std::nullopt
+                            : std::optional(DurationOf(timeout->tv_sec, timeout->tv_usec, 1us)),
+                        nullptr);
 }
 
 VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
@@ -81,8 +86,7 @@ VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_se
                                                             : std::nullopt) {
         return Slept(*left);
     }
-    static const auto real = vboard::RealNamed<decltype(&__pselect64)>("__pselect64");
-    return real(count, reading, writing, excepting, timeout, mask);
+    return SelectOthers(sets, TimeoutOf(timeout), mask);
 }
 
 VBOARD_EXPORT int __ppoll64(pollfd* files, nfds_t count, const timespec* timeout,
@@ -99,8 +103,7 @@ VBOARD_EXPORT int __ppoll64(pollfd* files, nfds_t count, const timespec* timeout
                                                            : std::nullopt) {
         return Slept(*left);
     }
-    static const auto real = vboard::RealNamed<decltype(&__ppoll64)>("__ppoll64");
-    return real(files, count, timeout, mask);
+    return PollOthers(files, count, TimeoutOf(timeout), mask);
 }
 
 VBOARD_EXPORT int __nanosleep64(const timespec* length, timespec* remaining) {

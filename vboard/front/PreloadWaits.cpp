@@ -71,6 +71,44 @@ int Milliseconds(std::optional<Duration> timeout) {
                    : -1;
 }
 
+bool IsFutex(long number) {
+#ifdef SYS_futex_time64
+    return number == SYS_futex || number == SYS_futex_time64;
+#else
+    return number == SYS_futex;
+#endif
+}
+
+/// The times of a futex in 64 bits, on a 32-bit machine.
+struct WideTimespec {
+    std::int64_t tv_sec;
+    std::int64_t tv_nsec;
+};
+
+/// A system call with its words; a wait of futex(2) has its time in the fourth.
+template <class Timespec>
+long Futex(long number, const std::array<long, 6>& words) {
+    static const auto real = vboard::RealNamed<long (*)(long, ...)>("syscall");
+    const int operation = static_cast<int>(words[1]) & FUTEX_CMD_MASK;
+    // The words of a system call are numbers, also those that point.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    const auto* deadline = reinterpret_cast<const Timespec*>(words[3]);
+    const bool waits = operation == FUTEX_WAIT || operation == FUTEX_WAIT_BITSET;
+    if (!IsFutex(number) || !waits || !HasDeadline(deadline)) {
+        return real(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+    }
+    const clockid_t clock =
+        (words[1] & FUTEX_CLOCK_REALTIME) != 0 ? CLOCK_REALTIME : CLOCK_MONOTONIC;
+    OutsideWait away = operation == FUTEX_WAIT ? OutsideWait(DurationOf(*deadline))
+                                               : OutsideWait(clock, DurationOf(*deadline));
+    Timespec then{};
+    vboard::StoreDuration(operation == FUTEX_WAIT ? *away.RealTimeout() : away.RealDeadline(clock),
+                          then);
+    const long result = real(number, words[0], words[1], words[2], &then, words[4], words[5]);
+    away.Ended(result < 0 && errno == ETIMEDOUT);
+    return result;
+}
+
 }  // namespace
 
 VBOARD_EXPORT int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* lock,
@@ -264,7 +302,7 @@ VBOARD_EXPORT int sigtimedwait(const sigset_t* signals, siginfo_t* information,
 
 // The way to the kernel past libc's own functions, on which Rust's threads wait for each other. As
 // many words are read as any call has, whatever was passed, as libc does; a sanitizer would object.
-[[gnu::no_sanitize_address]] VBOARD_EXPORT long syscall(long number, ...) __THROW {
+VBOARD_EXPORT __attribute__((no_sanitize_address)) long syscall(long number, ...) __THROW {
     va_list arguments;
     va_start(arguments, number);
     std::array<long, 6> words{};
@@ -272,24 +310,12 @@ VBOARD_EXPORT int sigtimedwait(const sigset_t* signals, siginfo_t* information,
         word = va_arg(arguments, long);
     }
     va_end(arguments);
-    static const auto real = vboard::RealNamed<long (*)(long, ...)>("syscall");
-    const int operation = static_cast<int>(words[1]) & FUTEX_CMD_MASK;
-    // The words of a system call are numbers, also those that point.
-    // NOLINTNEXTLINE(performance-no-int-to-ptr)
-    const auto* deadline = reinterpret_cast<const timespec*>(words[3]);
-    const bool waits = operation == FUTEX_WAIT || operation == FUTEX_WAIT_BITSET;
-    if (number != SYS_futex || !waits || !HasDeadline(deadline)) {
-        return real(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+#ifdef SYS_futex_time64
+    if (number == SYS_futex_time64) {
+        return Futex<WideTimespec>(number, words);
     }
-    const clockid_t clock =
-        (words[1] & FUTEX_CLOCK_REALTIME) != 0 ? CLOCK_REALTIME : CLOCK_MONOTONIC;
-    OutsideWait away = operation == FUTEX_WAIT ? OutsideWait(DurationOf(*deadline))
-                                               : OutsideWait(clock, DurationOf(*deadline));
-    const timespec then = vboard::TimespecOf(operation == FUTEX_WAIT ? *away.RealTimeout()
-                                                                     : away.RealDeadline(clock));
-    const long result = real(number, words[0], words[1], words[2], &then, words[4], words[5]);
-    away.Ended(result < 0 && errno == ETIMEDOUT);
-    return result;
+#endif
+    return Futex<timespec>(number, words);
 }
 
 VBOARD_EXPORT pid_t wait(int* status) {

@@ -4,8 +4,11 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <functional>
 #include <iterator>
+#include <span>
 
 #include "vboard/process/OutsideWait.h"
 #include "vboard/process/RealLibc.h"
@@ -109,6 +112,30 @@ IoResult CountReady(const std::vector<pollfd>& files, bool eachEvent) {
         count += (file.events & file.revents & POLLPRI) != 0 ? 1 : 0;
     }
     return count;
+}
+
+constexpr timespec kNoTime{0, 0};
+
+/// The words of a set that select looks at.
+std::span<fd_mask> WordsOf(fd_set* set, int count) {
+    const int words = set == nullptr ? 0 : (count + NFDBITS - 1) / NFDBITS;
+    return {reinterpret_cast<fd_mask*>(set), static_cast<std::size_t>(words)};
+}
+
+/// What is ready in these sets now. They stay as they are where nothing is.
+int SelectNow(const FileSets& sets, const sigset_t* mask) {
+    std::array<std::vector<fd_mask>, 3> copies;
+    const std::array<fd_set*, 3> all{sets.reading, sets.writing, sets.excepting};
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const std::span<fd_mask> words = WordsOf(all.at(i), sets.count);
+        copies.at(i).assign(words.begin(), words.end());
+    }
+    const int ready =
+        Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting, &kNoTime, mask);
+    for (std::size_t i = 0; ready == 0 && i < all.size(); ++i) {
+        std::copy(copies.at(i).begin(), copies.at(i).end(), WordsOf(all.at(i), sets.count).begin());
+    }
+    return ready;
 }
 
 void StoreReady(const Split& split) {
@@ -221,6 +248,33 @@ int SelectFiles(const FileSets& sets, std::optional<Duration> timeout) {
         return -1;
     }
     return KeepReady(sets, files);
+}
+
+int PollOthers(pollfd* files, nfds_t count, std::optional<Duration> timeout, const sigset_t* mask) {
+    OutsideWait away(timeout);
+    if (const int now = Real().ppoll(files, count, &kNoTime, mask); now != 0) {
+        away.EndedAtOnce();
+        return now;
+    }
+    const auto real = away.RealTimeout();
+    const timespec length = TimespecOf(real.value_or(Duration::zero()));
+    const int ready = Real().ppoll(files, count, real ? &length : nullptr, mask);
+    away.Ended(ready == 0);
+    return ready;
+}
+
+int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const sigset_t* mask) {
+    OutsideWait away(timeout);
+    if (const int now = SelectNow(sets, mask); now != 0) {
+        away.EndedAtOnce();
+        return now;
+    }
+    const auto real = away.RealTimeout();
+    const timespec length = TimespecOf(real.value_or(Duration::zero()));
+    const int ready = Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting,
+                                     real ? &length : nullptr, mask);
+    away.Ended(ready == 0);
+    return ready;
 }
 
 std::optional<Duration> PauseVirtually(Duration length) {

@@ -6,6 +6,7 @@
 // only a wait that nothing on the board can end waits for the others in real time.
 
 #include <poll.h>
+#include <signal.h>
 #include <sys/select.h>
 #include <time.h>
 
@@ -65,6 +66,11 @@ template <class Timespec>
 /// select(2) and poll(2) where some of the files are the board's. `timeout`: none is no limit.
 int SelectFiles(const FileSets& sets, std::optional<Duration> timeout);
 int PollFiles(std::string_view name, pollfd* files, nfds_t count, std::optional<Duration> timeout);
+
+/// The same where none of the files is the board's: the clock goes on by what the wait takes.
+/// `mask` may be nullptr. What is left of select's timeout is not told.
+int PollOthers(pollfd* files, nfds_t count, std::optional<Duration> timeout, const sigset_t* mask);
+int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const sigset_t* mask);
 
 /// select(2) with its timeout, which becomes what is left of it.
 template <class Timeval>
