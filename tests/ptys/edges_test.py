@@ -102,13 +102,15 @@ class Edges(unittest.TestCase):
         # A pseudo-terminal has no parity to keep.
         self.assertEqual(control & termios.CSIZE, termios.CS8)
 
-    def test_the_virtual_board_names_a_missing_proc(self):
-        vboard = os.path.join(os.path.dirname(PROGRAM), "vboard")
-        hidden = 'mount -t tmpfs none /proc && exec "$@"'
-        command = ["unshare", "--mount", "sh", "-c", hidden, "sh", vboard, "run", "--", "true"]
-        ended = subprocess.run(command, capture_output=True, text=True, check=False)
-        self.assertEqual(ended.returncode, 125)
-        self.assertTrue(ended.stderr.startswith("vboard: there is no /proc here"), ended.stderr)
+    def test_the_virtual_board_and_the_test_of_its_package_name_a_missing_proc(self):
+        programs = os.path.dirname(PROGRAM)
+        of_package = os.path.join(os.path.dirname(__file__), "../../debian/tests/program-an-image")
+        environment = {**os.environ, "PATH": f"{programs}:{os.environ['PATH']}"}
+        for command in (["vboard", "run", "--", "true"], [of_package]):
+            hidden = ["unshare", "--mount", "sh", "-c", 'mount -t tmpfs none /proc && exec "$@"', "sh", *command]
+            ended = subprocess.run(hidden, capture_output=True, text=True, check=False, env=environment)
+            self.assertEqual(ended.returncode, 125)
+            self.assertTrue(ended.stderr.startswith("vboard: there is no /proc here"), ended.stderr)
 
 
 if __name__ == "__main__":
