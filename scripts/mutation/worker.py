@@ -35,7 +35,7 @@ class Worker:
     def prepare(self, log):
         """Brings the copy up to date, builds it, and measures how long the tests take."""
         self._copy_sources()
-        options = ["-DCMAKE_BUILD_TYPE=", "-DCMAKE_CXX_FLAGS=-O0 -w",
+        options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w",
                    "-DFLASHMCU_WARNINGS_AS_ERRORS=OFF"]
         if shutil.which("ld.lld"):
             options.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld")
