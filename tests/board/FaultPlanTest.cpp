@@ -44,7 +44,7 @@ public:
     std::string Calls(CallKind kind, std::string_view path, int count) {
         std::string text;
         for (int i = 0; i < count; ++i) {
-            switch (plan.OnCall(kind, path, 16).kind) {
+            switch (plan.FaultOfCall(kind, path, 16).kind) {
                 case CallFault::Kind::kNone:
                     text += ".";
                     break;
@@ -149,7 +149,7 @@ TEST(FaultPlanCalls, OfTwoRulesForOneCallTheFirstDecidesAndBothCount) {
 
 TEST(FaultPlanCalls, OutcomesCarryTheirNumbersAndBytes) {
     PlannedWorld world{"read#1=enospc", "read#2=short 3", "read#3=bytes 90 a0", "read#4=silence"};
-    const auto next = [&] { return world.plan.OnCall(CallKind::kRead, "/dev/ttyS1", 8); };
+    const auto next = [&] { return world.plan.FaultOfCall(CallKind::kRead, "/dev/ttyS1", 8); };
     EXPECT_EQ(next().error, ENOSPC);
     const CallFault shortened = next();
     EXPECT_EQ(shortened.kind, CallFault::Kind::kCount);
@@ -159,7 +159,7 @@ TEST(FaultPlanCalls, OutcomesCarryTheirNumbersAndBytes) {
     EXPECT_EQ(replaced.bytes, (Bytes{0x90, 0xA0}));
     EXPECT_EQ(next().kind, CallFault::Kind::kSilence);
     const CallFault timedOut =
-        PlannedWorld{"select=timeout"}.plan.OnCall(CallKind::kSelect, "/dev/knxspi", 0);
+        PlannedWorld{"select=timeout"}.plan.FaultOfCall(CallKind::kSelect, "/dev/knxspi", 0);
     EXPECT_EQ(timedOut.kind, CallFault::Kind::kCount);
     EXPECT_EQ(timedOut.count, 0U);
 }
@@ -178,36 +178,36 @@ TEST(FaultPlanCalls, AreListedWithTheNumberThatOrdersThem) {
     PlannedWorld world{};
     std::string lines;
     world.plan.SetCallLine([&](std::string_view line) { lines += std::string(line) + "\n"; });
-    static_cast<void>(world.plan.OnCall(CallKind::kOpen, "/dev/ttyS1", 0));
-    static_cast<void>(world.plan.OnCall(CallKind::kRead, "/dev/ttyS1", 16));
-    static_cast<void>(world.plan.OnCall(CallKind::kPause, "", 0));
+    static_cast<void>(world.plan.FaultOfCall(CallKind::kOpen, "/dev/ttyS1", 0));
+    static_cast<void>(world.plan.FaultOfCall(CallKind::kRead, "/dev/ttyS1", 16));
+    static_cast<void>(world.plan.FaultOfCall(CallKind::kPause, "", 0));
     EXPECT_EQ(lines, "1 open /dev/ttyS1 0\n2 read /dev/ttyS1 16\n3 pause - 0\n");
 }
 
 TEST(FaultPlanCharacters, AreStruckByDirection) {
     PlannedWorld world{"char:to-host#2=change 41", "char:to-chip=parity", "char#4=lost"};
     using Kind = CharacterFault::Kind;
-    EXPECT_EQ(world.plan.OnCharacter(false, 0x90).kind, Kind::kNone);
-    EXPECT_EQ(world.plan.OnCharacter(true, 0x80).kind, Kind::kParity);
-    const CharacterFault changed = world.plan.OnCharacter(false, 0x90);
+    EXPECT_EQ(world.plan.FaultOfCharacter(false, 0x90).kind, Kind::kNone);
+    EXPECT_EQ(world.plan.FaultOfCharacter(true, 0x80).kind, Kind::kParity);
+    const CharacterFault changed = world.plan.FaultOfCharacter(false, 0x90);
     EXPECT_EQ(changed.kind, Kind::kChanged);
     EXPECT_EQ(changed.value, 0x41);
-    EXPECT_EQ(world.plan.OnCharacter(true, 0x80).kind, Kind::kLost);
+    EXPECT_EQ(world.plan.FaultOfCharacter(true, 0x80).kind, Kind::kLost);
 }
 
 TEST(FaultPlanCharacters, AreLateByTheTimeOrdered) {
     PlannedWorld world{"char=late 1.5ms", "char#2=double"};
-    const CharacterFault late = world.plan.OnCharacter(true, 0x80);
+    const CharacterFault late = world.plan.FaultOfCharacter(true, 0x80);
     EXPECT_EQ(late.kind, CharacterFault::Kind::kLate);
     EXPECT_EQ(late.delay, 1500us);
-    EXPECT_EQ(world.plan.OnCharacter(true, 0x80).kind, CharacterFault::Kind::kDoubled);
+    EXPECT_EQ(world.plan.FaultOfCharacter(true, 0x80).kind, CharacterFault::Kind::kDoubled);
 }
 
 TEST(FaultPlanAnswers, AreStruckByTheCommandTheyAnswer) {
     PlannedWorld world{"answer:write#2=nak", "answer:sync=preceded 41 42", "answer#4=silence",
                        "answer:erase=late 1s", "answer:password=ack"};
     const auto answer = [&](std::uint8_t command) {
-        return world.plan.OnAnswer(command, 0x2100, Bytes{0x90});
+        return world.plan.FaultOfAnswer(command, 0x2100, Bytes{0x90});
     };
     using Kind = AnswerFault::Kind;
     EXPECT_EQ(answer(kReceiveBlock).kind, Kind::kNone);
@@ -220,13 +220,13 @@ TEST(FaultPlanAnswers, AreStruckByTheCommandTheyAnswer) {
     const AnswerFault silent = answer(kMassErase);
     EXPECT_EQ(silent.kind, Kind::kReplaced);
     EXPECT_EQ(silent.bytes, Bytes{});
-    EXPECT_EQ(answer(kErase).delay, 1s);
+    EXPECT_EQ(answer(kEraseFlash).delay, 1s);
     EXPECT_EQ(answer(kReceivePassword).bytes, (Bytes{0x90}));
 }
 
 TEST(FaultPlanAnswers, PowerCutAtAnAnswerTakesTheAnswerWithIt) {
     PlannedWorld world{"answer=power off 5ms"};
-    const AnswerFault fault = world.plan.OnAnswer(kSyncByte, 0, Bytes{0x90});
+    const AnswerFault fault = world.plan.FaultOfAnswer(kSyncByte, 0, Bytes{0x90});
     EXPECT_EQ(fault.kind, AnswerFault::Kind::kReplaced);
     EXPECT_EQ(fault.bytes, Bytes{});
     EXPECT_EQ(world.Said(), "fault answer=power off 5ms");
@@ -238,19 +238,19 @@ TEST(FaultPlanAnswers, PowerCutAtAnAnswerTakesTheAnswerWithIt) {
 
 TEST(FaultPlanCells, ThatStickErasedTakeNoProgrammingButErase) {
     PlannedWorld world{"cell:0x2100-0x2101=stuck-erased"};
-    EXPECT_EQ(world.plan.OnProgram(0x20FF, 0xFF, 0x12), 0x12);
-    EXPECT_EQ(world.plan.OnProgram(0x2100, 0xFF, 0x12), 0xFF);
-    EXPECT_EQ(world.plan.OnProgram(0x2101, 0xF0, 0x10), 0xF0);
-    EXPECT_EQ(world.plan.OnErase(0x2100, 0x12), 0xFF);
+    EXPECT_EQ(world.plan.CellAfterProgramming(0x20FF, 0xFF, 0x12), 0x12);
+    EXPECT_EQ(world.plan.CellAfterProgramming(0x2100, 0xFF, 0x12), 0xFF);
+    EXPECT_EQ(world.plan.CellAfterProgramming(0x2101, 0xF0, 0x10), 0xF0);
+    EXPECT_EQ(world.plan.CellAfterErase(0x2100, 0x12), 0xFF);
     EXPECT_EQ(world.plan.Strikes(), 2U);
 }
 
 TEST(FaultPlanCells, ThatStickProgrammedTakeNoEraseButProgramming) {
     PlannedWorld world{"cell:0x2100=stuck-programmed"};
-    EXPECT_EQ(world.plan.OnErase(0x2100, 0x12), 0x12);
-    EXPECT_EQ(world.plan.OnErase(0x2100, 0x12), 0x12);
-    EXPECT_EQ(world.plan.OnErase(0x2101, 0x12), 0xFF);
-    EXPECT_EQ(world.plan.OnProgram(0x2100, 0x12, 0x02), 0x02);
+    EXPECT_EQ(world.plan.CellAfterErase(0x2100, 0x12), 0x12);
+    EXPECT_EQ(world.plan.CellAfterErase(0x2100, 0x12), 0x12);
+    EXPECT_EQ(world.plan.CellAfterErase(0x2101, 0x12), 0xFF);
+    EXPECT_EQ(world.plan.CellAfterProgramming(0x2100, 0x12, 0x02), 0x02);
 }
 
 TEST(FaultPlanEdges, AreStruckByLineAndDirection) {
@@ -308,9 +308,9 @@ TEST(FaultPlanTimes, AnInstantBeforeTheStartOfTheProgramIsOver) {
 
 TEST(FaultPlanAlone, DecidesWithoutAClockOrAProbe) {
     FaultPlan plan(Rules({"read#2=eio", "call#3=power off", "power@1s=off"}), {});
-    EXPECT_EQ(plan.OnCall(CallKind::kRead, "", 1).kind, CallFault::Kind::kNone);
-    EXPECT_EQ(plan.OnCall(CallKind::kRead, "", 1).kind, CallFault::Kind::kErrno);
-    EXPECT_EQ(plan.OnCall(CallKind::kRead, "", 1).kind, CallFault::Kind::kNone);
+    EXPECT_EQ(plan.FaultOfCall(CallKind::kRead, "", 1).kind, CallFault::Kind::kNone);
+    EXPECT_EQ(plan.FaultOfCall(CallKind::kRead, "", 1).kind, CallFault::Kind::kErrno);
+    EXPECT_EQ(plan.FaultOfCall(CallKind::kRead, "", 1).kind, CallFault::Kind::kNone);
     plan.End();
 }
 

@@ -89,12 +89,12 @@ TEST(Noise, EveryStrikeIsNotedAsTheRuleThatOrdersIt) {
     plan.SetNoise(NoiseSource(1.0, 5));
     plan.Begin(clock, notes, control);
     for (int event = 0; event < 100; ++event) {
-        static_cast<void>(plan.OnCall(CallKind::kRead, "/dev/ttyS1", 16));
-        static_cast<void>(plan.OnCall(CallKind::kPause, "", 0));
-        static_cast<void>(plan.OnCharacter(event % 2 == 0, 0x80));
-        static_cast<void>(plan.OnAnswer(0x80, 0, {}));
-        static_cast<void>(plan.OnProgram(0x2100, 0xFF, 0));
-        static_cast<void>(plan.OnErase(0x2100, 0));
+        static_cast<void>(plan.FaultOfCall(CallKind::kRead, "/dev/ttyS1", 16));
+        static_cast<void>(plan.FaultOfCall(CallKind::kPause, "", 0));
+        static_cast<void>(plan.FaultOfCharacter(event % 2 == 0, 0x80));
+        static_cast<void>(plan.FaultOfAnswer(0x80, 0, {}));
+        static_cast<void>(plan.CellAfterProgramming(0x2100, 0xFF, 0));
+        static_cast<void>(plan.CellAfterErase(0x2100, 0));
         static_cast<void>(plan.EdgeArrives("reset_gpio", event % 2 == 0));
     }
     EXPECT_EQ(notes.seen, (std::set{FaultPlace::kCall, FaultPlace::kCharacter, FaultPlace::kAnswer,
@@ -107,9 +107,9 @@ TEST(Noise, StrikesWhereNoRuleDoes) {
     ASSERT_TRUE(ParseFaultRule("read=enoent", rules.front(), problem));
     FaultPlan plan(rules, {});
     plan.SetNoise(NoiseSource(1.0, 5));
-    EXPECT_EQ(plan.OnCall(CallKind::kRead, "/dev/ttyS1", 16).kind, CallFault::Kind::kErrno);
+    EXPECT_EQ(plan.FaultOfCall(CallKind::kRead, "/dev/ttyS1", 16).kind, CallFault::Kind::kErrno);
     EXPECT_EQ(plan.Strikes(), 1U);
-    static_cast<void>(plan.OnCall(CallKind::kRead, "/dev/ttyS1", 16));
+    static_cast<void>(plan.FaultOfCall(CallKind::kRead, "/dev/ttyS1", 16));
     EXPECT_EQ(plan.Strikes(), 2U);
 }
 

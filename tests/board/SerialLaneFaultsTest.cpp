@@ -22,7 +22,7 @@ public:
     std::map<int, CharacterFault> faults;
     int asked = 0;
 
-    CharacterFault OnCharacter(bool /*toChip*/, std::uint8_t /*value*/) override {
+    CharacterFault FaultOfCharacter(bool /*toChip*/, std::uint8_t /*value*/) override {
         const auto found = faults.find(++asked);
         return found == faults.end() ? CharacterFault{} : found->second;
     }

@@ -20,7 +20,7 @@ constexpr std::uint32_t kLoader = 2;
 class FirstCharacterFault : public Faults {
 public:
     explicit FirstCharacterFault(CharacterFault fault) : m_fault(fault) {}
-    CharacterFault OnCharacter(bool /*toChip*/, std::uint8_t /*value*/) override {
+    CharacterFault FaultOfCharacter(bool /*toChip*/, std::uint8_t /*value*/) override {
         return std::exchange(m_fault, {});
     }
 

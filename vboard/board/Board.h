@@ -32,6 +32,8 @@ struct BoardState {
     bool operator==(const BoardState& other) const;
 };
 
+/// All rooms of one board with their clock, connected. It lives as long as the program that uses
+/// it.
 class Board : private FaultControl {
 public:
     /// What `memory` and `eraseWords` show, `faults` and `control` must outlive the board. The
@@ -63,7 +65,9 @@ public:
     /// character that has begun still arrives.
     void SetPower(bool on) override;
 
+    /// The one clock of all rooms. Lives as long as the board.
     [[nodiscard]] VirtualClock& Clock() { return m_clock; }
+    /// What the program's calls meet. Lives as long as the board.
     [[nodiscard]] Host& TheHost() { return m_host; }
 
 private:

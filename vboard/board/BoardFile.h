@@ -24,6 +24,7 @@ namespace vboard {
 
 class BoardFile {
 public:
+    /// The length of every board file, whatever it holds.
     static constexpr std::size_t kFileSizeBytes = 0x12000;
 
     BoardFile() = default;
@@ -49,7 +50,9 @@ public:
     /// The same from a descriptor that can only be read: nothing of the board may be changed.
     [[nodiscard]] bool AttachForReading(int descriptor, std::string& problem);
 
+    /// What the board is made of, as the file says. After Create or Attach only.
     [[nodiscard]] const BoardSetup& Setup() const { return m_setup; }
+    /// The state that was stored or read last.
     [[nodiscard]] const BoardState& State() const { return m_state; }
     /// The mapped memory of the chip.
     [[nodiscard]] Memory ChipMemory() const;

@@ -3,11 +3,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <utility>
 
 #include "vboard/host/SysfsGpio.h"
 #include "vboard/text/Format.h"
+#include "vboard/text/Numbers.h"
 
 namespace vboard {
 namespace {
@@ -19,7 +19,8 @@ constexpr std::size_t kLongestName = 60;
 constexpr std::string_view kNoDevice = "none";
 
 constexpr std::array<ChipOptionInfo, 8> kBoardOptions{{
-    {"model", "BRDA, BRDB, BRDC", "BRDA", "wiring of the board: GPIO numbers and device names", ""},
+    {"model", "a name of `vboard list models`", "the first of them",
+     "wiring of the board: GPIO numbers and device names", ""},
     {"name", "letters, digits, '-', '_' and '.'", "the model's", "name of a board that is no model",
      ""},
     {"lines", "three numbers from 0 to 255, with commas", "the model's",
@@ -29,47 +30,46 @@ constexpr std::array<ChipOptionInfo, 8> kBoardOptions{{
     {"comm", "a path below /dev/, or none", "the model's", "name of the communication device", ""},
     {"receive-trigger", "1..16", "1",
      "characters that the port's receive FIFO gathers before it hands them on", "16550-type UARTs"},
-    {"start", "running, erased, loader, reset, silent", "running",
-     "what a new board does at first: a name of `vboard list states`", ""},
+    {"start", "a name of `vboard list states`", "the first of them",
+     "what a new board does at first", ""},
 }};
 
-constexpr std::array<std::pair<std::string_view, StartState>, 5> kStarts{{
-    {"running", StartState::kRunning},
-    {"erased", StartState::kErased},
-    {"loader", StartState::kLoader},
-    {"reset", StartState::kReset},
-    {"silent", StartState::kSilent},
+constexpr std::array<StartStateInfo, 5> kStartStates{{
+    {StartState::kRunning, "running", "the application runs, if the memory holds one"},
+    {StartState::kErased, "erased", "the whole memory is erased and nothing runs"},
+    {StartState::kLoader, "loader", "the chip is in its loader, locked, with all lines released"},
+    {StartState::kReset, "reset", "RESET_GPIO is an output at 1 and holds the chip in reset"},
+    {StartState::kSilent, "silent", "the chip never says anything, whatever it does"},
 }};
 
+/// The rows' names with commas between them, and `last` before the last one.
 template <class Rows>
-std::string Names(const Rows& rows) {
+std::string Names(const Rows& rows, std::string_view last = ", ") {
     std::string names;
     for (const auto& row : rows) {
-        names += Formatted("{}{}", names.empty() ? "" : ", ", row.name);
+        if (!names.empty()) {
+            names += &row == &rows.back() ? last : ", ";
+        }
+        names += row.name;
     }
     return names;
 }
 
 bool ParseTrigger(std::string_view value, unsigned& trigger) {
-    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), trigger);
-    return error == std::errc{} && end == value.data() + value.size() && trigger >= 1 &&
-           trigger <= kLargestTrigger;
+    return ParseWhole(value, 10, trigger) && trigger >= 1 && trigger <= kLargestTrigger;
 }
 
 bool ParseLines(std::string_view value, std::array<unsigned, kHostLineCount>& gpios) {
-    const char* next = value.data();
-    const char* const end = value.data() + value.size();
     for (unsigned& gpio : gpios) {
-        if (&gpio != gpios.data() && (next == end || *next++ != ',')) {
+        const bool isLast = &gpio == &gpios.back();
+        const std::size_t end = isLast ? value.size() : value.find(',');
+        if (end == std::string_view::npos || !ParseWhole(value.substr(0, end), 10, gpio) ||
+            gpio >= kGpioCount) {
             return false;
         }
-        const auto [behind, error] = std::from_chars(next, end, gpio);
-        if (error != std::errc{} || gpio >= kGpioCount) {
-            return false;
-        }
-        next = behind;
+        value.remove_prefix(isLast ? end : end + 1);
     }
-    return next == end && gpios[0] != gpios[1] && gpios[0] != gpios[2] && gpios[1] != gpios[2];
+    return gpios[0] != gpios[1] && gpios[0] != gpios[2] && gpios[1] != gpios[2];
 }
 
 bool IsName(std::string_view value) {
@@ -105,6 +105,10 @@ bool IsWiring(std::string_view key, std::string_view value, std::string& problem
 }
 
 }  // namespace
+
+std::span<const StartStateInfo> AllStartStates() {
+    return kStartStates;
+}
 
 std::span<const ChipOptionInfo> BoardSetup::BoardOptions() {
     return kBoardOptions;
@@ -174,14 +178,13 @@ bool BoardSetup::Take(std::string_view key, std::string_view value, std::string&
         }
         m_receiveTrigger = trigger;
     } else if (key == "start") {
-        const auto* found = std::find_if(kStarts.begin(), kStarts.end(),
-                                         [value](const auto& row) { return row.first == value; });
-        if (found == kStarts.end()) {
-            problem = Formatted("'start' takes running, erased, loader, reset or silent, not '{}'",
-                                value);
+        const auto* found = std::find_if(kStartStates.begin(), kStartStates.end(),
+                                         [value](const auto& row) { return row.name == value; });
+        if (found == kStartStates.end()) {
+            problem = Formatted("'start' takes {}, not '{}'", Names(kStartStates, " or "), value);
             return false;
         }
-        m_start = found->second;
+        m_start = found->state;
     } else {
         return SetChipOption(m_options, key, value, problem);
     }

@@ -5,7 +5,9 @@
 // KEY=VALUE.
 
 #include <array>
+#include <cstdint>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,9 +17,20 @@
 
 namespace vboard {
 
-/// What a board does when it is new. The words for them stand in board/StartState.h.
+/// What a board does when it is new.
 enum class StartState : std::uint8_t { kRunning, kErased, kLoader, kReset, kSilent };
 
+/// One row of the listing of start states.
+struct StartStateInfo {
+    StartState state;
+    std::string_view name;  ///< The word for it in settings.
+    std::string_view meaning;
+};
+
+/// The table, in the order of the enumeration.
+[[nodiscard]] std::span<const StartStateInfo> AllStartStates();
+
+/// A setup is always whole: what was not set is as the model and the part have it.
 class BoardSetup {
 public:
     /// A BRDA board with the default part.
@@ -38,6 +51,7 @@ public:
     [[nodiscard]] std::string_view Name() const;
     /// GPIO numbers of the chip's lines, in the order of HostLine.
     [[nodiscard]] const std::array<unsigned, kHostLineCount>& Gpios() const { return m_gpios; }
+    /// The part on the board; a row of the table of parts.
     [[nodiscard]] const ChipModel& Part() const { return *m_part; }
     /// The chip's options; a board that starts silent has a silent chip.
     [[nodiscard]] const ChipOptions& Options() const { return m_effectiveOptions; }
@@ -45,10 +59,13 @@ public:
     [[nodiscard]] const std::map<std::string, std::string, std::less<>>& Settings() const {
         return m_set;
     }
+    /// Path of the programming port, below /dev/.
     [[nodiscard]] const std::string& PortPath() const { return m_portPath; }
     /// Empty when the board has no communication device.
     [[nodiscard]] const std::string& CommPath() const { return m_commPath; }
+    /// What a new board does at first. A kept one goes on where it was.
     [[nodiscard]] StartState Start() const { return m_start; }
+    /// Characters that the port's receive FIFO gathers before it hands them on: 1 to 16.
     [[nodiscard]] unsigned ReceiveTrigger() const { return m_receiveTrigger; }
 
     /// Keys of the board itself, for listings; the chip's stand in AllChipOptions().

@@ -2,22 +2,10 @@
 #include "vboard/board/StartState.h"
 
 #include <algorithm>
-#include <array>
 
 #include "vboard/text/Format.h"
 
 namespace vboard {
-namespace {
-
-constexpr std::array<StartStateInfo, 5> kStartStates{{
-    {StartState::kRunning, "running", "the application runs, if the memory holds one"},
-    {StartState::kErased, "erased", "the whole memory is erased and nothing runs"},
-    {StartState::kLoader, "loader", "the chip is in its loader, locked, with all lines released"},
-    {StartState::kReset, "reset", "RESET_GPIO is an output at 1 and holds the chip in reset"},
-    {StartState::kSilent, "silent", "the chip never says anything, whatever it does"},
-}};
-
-}  // namespace
 
 bool FitsFlash(const ChipModel& part, const image::MemoryImage& image, std::string& problem) {
     for (std::size_t address = 0; address < kMemorySizeBytes; ++address) {
@@ -34,10 +22,6 @@ bool FitsFlash(const ChipModel& part, const image::MemoryImage& image, std::stri
     return true;
 }
 
-std::span<const StartStateInfo> AllStartStates() {
-    return kStartStates;
-}
-
 bool FillMemory(const BoardSetup& setup, const image::MemoryImage* image, Memory memory,
                 std::string& problem) {
     const bool erased = setup.Start() == StartState::kErased;
@@ -48,10 +32,11 @@ bool FillMemory(const BoardSetup& setup, const image::MemoryImage* image, Memory
     if (image != nullptr && !FitsFlash(setup.Part(), *image, problem)) {
         return false;
     }
-    std::fill(memory.begin(), memory.end(), kErasedByte);
     if (image == nullptr && !erased) {
         FillWithOldFirmware(memory, setup.Options());
+        return true;
     }
+    std::fill(memory.begin(), memory.end(), kErasedByte);
     for (std::size_t address = 0; image != nullptr && address < memory.size(); ++address) {
         memory[address] = image->At(static_cast<std::uint16_t>(address));
     }

@@ -5,22 +5,12 @@
 
 #include <cstdint>
 #include <span>
-#include <string_view>
+#include <string>
 
 #include "image/MemoryImage.h"
 #include "vboard/board/Board.h"
 
 namespace vboard {
-
-/// One row of the listing of start states.
-struct StartStateInfo {
-    StartState state;
-    std::string_view name;
-    std::string_view meaning;
-};
-
-/// The table, in the order of the enumeration.
-[[nodiscard]] std::span<const StartStateInfo> AllStartStates();
 
 /// False, with a sentence in `problem`, for an image with a byte where the part has no flash.
 [[nodiscard]] bool FitsFlash(const ChipModel& part, const image::MemoryImage& image,

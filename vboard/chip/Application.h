@@ -38,8 +38,10 @@ public:
     void Resume();
     /// Ends at once; answers under way are never given.
     void Stop();
+    /// True from the start on, also while it can not answer yet.
     [[nodiscard]] bool Running() const { return m_running; }
 
+    /// A message without its length byte has arrived on the second link. Lost unless it is running.
     void Receive(std::span<const std::uint8_t> message);
 
     /// The word, low byte first, at the option's address, as it is in memory now.

@@ -184,7 +184,7 @@ void BootLoader::EndWork() {
 
 void BootLoader::Answer() {
     PrepareAnswer();
-    const AnswerFault fault = m_faults.OnAnswer(m_frame.command, m_frame.address, m_answer);
+    const AnswerFault fault = m_faults.FaultOfAnswer(m_frame.command, m_frame.address, m_answer);
     ApplyFault(fault);
     const Duration delay =
         m_answerDelay + (fault.kind == AnswerFault::Kind::kLate ? fault.delay : Duration::zero());

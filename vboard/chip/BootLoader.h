@@ -58,12 +58,16 @@ public:
     /// Waits for a sync, or is off, as it was when it was kept; announces its signals.
     void Restore(bool running, bool unlocked);
 
+    /// A character has arrived, told at the end of its stop bit. Lost while the loader is off,
+    /// works or answers.
     void Receive(const ReceivedCharacter& character);
 
     /// Brings memory to what it is at this instant in the middle of a work.
     void UpdateMemory();
 
+    /// True once the right password has come since the last entry.
     [[nodiscard]] bool Unlocked() const { return m_commands.Unlocked(); }
+    /// The format in which it sends and receives at present.
     [[nodiscard]] const SerialFormat& Format() const { return m_format; }
 
 private:

@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/chip/Chip.h"
 
-#include "vboard/chip/Application.h"
-#include "vboard/chip/BootLoader.h"
-#include "vboard/chip/EntryDetector.h"
-#include "vboard/chip/Flash.h"
-#include "vboard/chip/PulseFilter.h"
-#include "vboard/chip/SignalOutput.h"
-
 namespace vboard {
 namespace {
 
@@ -19,42 +12,8 @@ std::uint32_t Number(PinLevel level) {
 
 }  // namespace
 
-class Chip::Parts {
-public:
-    Parts(VirtualClock& clock, Probe& probe, Faults& faults, const ChipModel& model,
-          const ChipOptions& options, Memory memory, EraseWords eraseWords);
-
-    void Restore(const ChipState& state);
-    [[nodiscard]] ChipState State() const;
-    void SetPin(Pin pin, PinLevel level);
-    void SetPower(bool on);
-
-    BootLoader& Loader() { return m_loader; }
-    Application& Firmware() { return m_application; }
-
-private:
-    [[nodiscard]] static ChipMode ModeFor(const ChipState& state);
-
-    void Act(EntryDetector::Verdict verdict);
-    void EndAll();
-    void SetMode(ChipMode mode);
-    void Run(bool firmware);
-
-    Flash m_flash;
-    EntryDetector m_detector;
-    PulseFilter m_rstNmiFilter;
-    PulseFilter m_tckFilter;
-    BootLoader m_loader;
-    Application m_application;
-    ChipMode m_mode = ChipMode::kStopped;
-    SignalOutput m_holdSignal;
-    SignalOutput m_rstNmiSignal;
-    SignalOutput m_tckSignal;
-    SignalOutput m_modeSignal;
-};
-
-Chip::Parts::Parts(VirtualClock& clock, Probe& probe, Faults& faults, const ChipModel& model,
-                   const ChipOptions& options, Memory memory, EraseWords eraseWords)
+Chip::Chip(VirtualClock& clock, Probe& probe, Faults& faults, const ChipModel& model,
+           const ChipOptions& options, Memory memory, EraseWords eraseWords)
     : m_flash(model, options, faults, memory, eraseWords),
       m_rstNmiFilter(clock, options.minimumPulse, PinLevel::kHigh,
                      [this](PinLevel level) { Act(m_detector.SetPin(Pin::kRstNmi, level)); }),
@@ -70,7 +29,7 @@ Chip::Parts::Parts(VirtualClock& clock, Probe& probe, Faults& faults, const Chip
 
 // A kept state that its own pins contradict is put right by the pins: a chip held in reset is in
 // reset, and one that is not has left it by the reset vector.
-ChipMode Chip::Parts::ModeFor(const ChipState& state) {
+ChipMode Chip::ModeFor(const ChipState& state) {
     if (state.mode == ChipMode::kUnpowered) {
         return ChipMode::kUnpowered;
     }
@@ -81,7 +40,7 @@ ChipMode Chip::Parts::ModeFor(const ChipState& state) {
     return state.mode == ChipMode::kReset || armedWithoutTck ? ChipMode::kApplication : state.mode;
 }
 
-void Chip::Parts::Restore(const ChipState& state) {
+void Chip::Restore(const ChipState& state) {
     m_mode = ModeFor(state);
     const bool vectorDecides =
         m_mode == ChipMode::kApplication && state.mode != ChipMode::kApplication;
@@ -104,7 +63,7 @@ void Chip::Parts::Restore(const ChipState& state) {
     }
 }
 
-ChipState Chip::Parts::State() const {
+ChipState Chip::State() const {
     const auto level = [](const SignalOutput& pin) { return static_cast<PinLevel>(pin.Value()); };
     return {m_mode,
             level(m_holdSignal),
@@ -114,7 +73,7 @@ ChipState Chip::Parts::State() const {
             m_loader.Unlocked()};
 }
 
-void Chip::Parts::SetPin(Pin pin, PinLevel level) {
+void Chip::SetPin(Pin pin, PinLevel level) {
     switch (pin) {
         case Pin::kHold:
             m_holdSignal.Set(Number(level));
@@ -131,7 +90,7 @@ void Chip::Parts::SetPin(Pin pin, PinLevel level) {
     }
 }
 
-void Chip::Parts::SetPower(bool on) {
+void Chip::SetPower(bool on) {
     const auto verdict = m_detector.SetPower(on);
     if (on) {
         Act(verdict);
@@ -141,7 +100,7 @@ void Chip::Parts::SetPower(bool on) {
     }
 }
 
-void Chip::Parts::Act(EntryDetector::Verdict verdict) {
+void Chip::Act(EntryDetector::Verdict verdict) {
     switch (verdict) {
         case EntryDetector::Verdict::kNone:
             return;
@@ -162,7 +121,7 @@ void Chip::Parts::Act(EntryDetector::Verdict verdict) {
     }
 }
 
-void Chip::Parts::Run(bool firmware) {
+void Chip::Run(bool firmware) {
     SetMode(firmware ? ChipMode::kApplication : ChipMode::kStopped);
     EndAll();
     if (firmware) {
@@ -170,68 +129,46 @@ void Chip::Parts::Run(bool firmware) {
     }
 }
 
-void Chip::Parts::EndAll() {
+void Chip::EndAll() {
     m_loader.Leave();
     m_application.Stop();
 }
 
-void Chip::Parts::SetMode(ChipMode mode) {
+void Chip::SetMode(ChipMode mode) {
     m_mode = mode;
     m_modeSignal.Set(static_cast<std::uint32_t>(mode));
 }
 
-Chip::Chip(VirtualClock& clock, Probe& probe, Faults& faults, const ChipModel& model,
-           const ChipOptions& options, Memory memory, EraseWords eraseWords)
-    : m_parts(std::make_unique<Parts>(clock, probe, faults, model, options, memory, eraseWords)) {}
-
-Chip::~Chip() = default;
-
 void Chip::ConnectSerial(SerialSink* sink) {
-    m_parts->Loader().ConnectSerial(sink);
+    m_loader.ConnectSerial(sink);
 }
 
 void Chip::ConnectMessages(MessageSink* sink) {
-    m_parts->Firmware().ConnectMessages(sink);
-}
-
-void Chip::Restore(const ChipState& state) {
-    m_parts->Restore(state);
-}
-
-ChipState Chip::State() const {
-    return m_parts->State();
-}
-
-void Chip::SetPin(Pin pin, PinLevel level) {
-    m_parts->SetPin(pin, level);
-}
-
-void Chip::SetPower(bool on) {
-    m_parts->SetPower(on);
+    m_application.ConnectMessages(sink);
 }
 
 void Chip::Receive(const ReceivedCharacter& character) {
-    m_parts->Loader().Receive(character);
+    m_loader.Receive(character);
 }
 
 void Chip::ReceiveMessage(std::span<const std::uint8_t> message) {
-    m_parts->Firmware().Receive(message);
+    m_application.Receive(message);
 }
 
 const SerialFormat& Chip::Format() const {
-    return m_parts->Loader().Format();
+    return m_loader.Format();
 }
 
 bool Chip::RunningVersion(std::uint16_t& version) const {
-    if (!m_parts->Firmware().Running()) {
+    if (!m_application.Running()) {
         return false;
     }
-    version = m_parts->Firmware().Version();
+    version = m_application.Version();
     return true;
 }
 
 void Chip::UpdateMemory() {
-    m_parts->Loader().UpdateMemory();
+    m_loader.UpdateMemory();
 }
 
 }  // namespace vboard

@@ -7,14 +7,19 @@
 // It knows nothing of files, paths, host lines or the program under test.
 
 #include <cstdint>
-#include <memory>
 #include <span>
 
+#include "vboard/chip/Application.h"
+#include "vboard/chip/BootLoader.h"
 #include "vboard/chip/ChipModel.h"
+#include "vboard/chip/EntryDetector.h"
 #include "vboard/chip/EraseMargins.h"
+#include "vboard/chip/Flash.h"
 #include "vboard/chip/Memory.h"
 #include "vboard/chip/Pins.h"
+#include "vboard/chip/PulseFilter.h"
 #include "vboard/chip/SerialFormat.h"
+#include "vboard/chip/SignalOutput.h"
 #include "vboard/chip/Sinks.h"
 #include "vboard/faults/Faults.h"
 #include "vboard/probe/Modes.h"
@@ -34,6 +39,8 @@ struct ChipState {
     bool operator==(const ChipState&) const = default;
 };
 
+/// One part on a board. Nothing happens in it but at edges, at what is received, and at instants
+/// that it has asked the clock for.
 class Chip {
 public:
     /// `model` and `options` are copied. `memory` holds what is in the chip and is changed in
@@ -41,7 +48,7 @@ public:
     /// it is erased. The two, `clock`, `probe` and `faults` must outlive the chip.
     Chip(VirtualClock& clock, Probe& probe, Faults& faults, const ChipModel& model,
          const ChipOptions& options, Memory memory, EraseWords eraseWords);
-    ~Chip();
+    ~Chip() = default;
     Chip(const Chip&) = delete;
     Chip& operator=(const Chip&) = delete;
 
@@ -80,8 +87,24 @@ public:
     void UpdateMemory();
 
 private:
-    class Parts;
-    std::unique_ptr<Parts> m_parts;
+    [[nodiscard]] static ChipMode ModeFor(const ChipState& state);
+
+    void Act(EntryDetector::Verdict verdict);
+    void EndAll();
+    void SetMode(ChipMode mode);
+    void Run(bool firmware);
+
+    Flash m_flash;
+    EntryDetector m_detector;
+    PulseFilter m_rstNmiFilter;
+    PulseFilter m_tckFilter;
+    BootLoader m_loader;
+    Application m_application;
+    ChipMode m_mode = ChipMode::kStopped;
+    SignalOutput m_holdSignal;
+    SignalOutput m_rstNmiSignal;
+    SignalOutput m_tckSignal;
+    SignalOutput m_modeSignal;
 };
 
 }  // namespace vboard

@@ -19,9 +19,11 @@ namespace vboard {
 struct AddressRange {
     std::uint16_t first = 0;
     std::uint16_t last = 0;
+    /// True for both ends and what is between them.
     [[nodiscard]] constexpr bool Contains(std::uint16_t address) const {
         return address >= first && address <= last;
     }
+    /// At least 1, at most the 65536 of the whole address space.
     [[nodiscard]] constexpr std::size_t SizeBytes() const { return std::size_t{last} - first + 1; }
 };
 
@@ -90,12 +92,14 @@ struct ChipOptionInfo {
     std::string_view source;
 };
 
+/// The table of parts.
 [[nodiscard]] std::span<const ChipModel> AllChipModels();
 /// nullptr when there is no such part.
 [[nodiscard]] const ChipModel* FindChipModel(std::string_view name);
 /// The part that a board carries when nothing else is said.
 [[nodiscard]] const ChipModel& DefaultChipModel();
 
+/// The table of keys that every part takes.
 [[nodiscard]] std::span<const ChipOptionInfo> AllChipOptions();
 /// Sets one option from its text. False, with one clear sentence in `problem` that names the
 /// accepted values, when the key or the value is not one; `options` is then unchanged.

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 
 #include <array>
-#include <charconv>
 #include <cstddef>
 
 #include "vboard/chip/ChipModel.h"
 
 #include "vboard/text/Format.h"
+#include "vboard/text/Numbers.h"
 
 namespace vboard {
 namespace {
@@ -16,12 +16,9 @@ using Setter = bool (*)(ChipOptions&, std::string_view);
 // Decimal, or hexadecimal after 0x; nothing else, no sign, no blank.
 bool ParseNumber(std::string_view text, std::uint32_t least, std::uint32_t most,
                  std::uint32_t& number) {
-    const bool isHex = text.starts_with("0x") || text.starts_with("0X");
-    const std::string_view digits = isHex ? text.substr(2) : text;
-    const char* const end = digits.data() + digits.size();
+    const int base = TakeHexPrefix(text) ? 16 : 10;
     std::uint32_t parsed = 0;
-    const auto [stop, error] = std::from_chars(digits.data(), end, parsed, isHex ? 16 : 10);
-    if (digits.empty() || error != std::errc{} || stop != end || parsed < least || parsed > most) {
+    if (!ParseWhole(text, base, parsed) || parsed < least || parsed > most) {
         return false;
     }
     number = parsed;

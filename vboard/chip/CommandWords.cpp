@@ -28,7 +28,7 @@ std::string PlainWords(const Frame& frame) {
             return Formatted("write {} bytes at {:#06x}", frame.data.size(), address);
         case kTransmitBlock:
             return Formatted("read {} bytes at {:#06x}", length, address);
-        case kErase:
+        case kEraseFlash:
             return WordsForErase(frame);
         case kMassErase:
             return "mass erase";

@@ -34,6 +34,7 @@ struct WeakBytes {
 /// it lacks, and kErasedSince. All zeros stand for a chip as delivered, which lacks nothing.
 using EraseWords = std::span<std::uint32_t, kMostSegments>;
 
+/// Counts the erase time of one chip in the words that are kept for it.
 class EraseMargins {
 public:
     /// `words` is changed in place and must outlive this.

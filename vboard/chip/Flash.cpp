@@ -147,7 +147,7 @@ void Flash::ProgramByte(std::uint16_t address, std::uint8_t value) {
     if (m_cumulativeErase && value != kErasedByte) {
         m_margins.Program(address);
     }
-    cell = m_faults.OnProgram(address, cell, static_cast<std::uint8_t>(cell & value));
+    cell = m_faults.CellAfterProgramming(address, cell, static_cast<std::uint8_t>(cell & value));
 }
 
 void Flash::Finish() {
@@ -204,7 +204,7 @@ void Flash::EraseCells(AddressRange cells) {
         for (std::size_t address = segment.first; address <= segment.last; ++address) {
             std::uint8_t& cell = m_memory[address];
             if (cell != kErasedByte) {
-                cell = m_faults.OnErase(static_cast<std::uint16_t>(address), cell);
+                cell = m_faults.CellAfterErase(static_cast<std::uint16_t>(address), cell);
             }
         }
     });

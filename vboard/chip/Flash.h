@@ -29,15 +29,18 @@ namespace vboard {
 /// Periods of the flash clock for a word: data sheets give 30 (inside a block) to 35 (the first or
 /// a single word). The loaders write single words, so the longer.
 inline constexpr std::uint32_t kWordPeriods = 35;
+/// Periods of the flash clock for the erase of one segment (data sheets).
 inline constexpr std::uint32_t kSegmentErasePeriods = 4819;
 
 /// What the boot ROM tells of the part, from 0x0FF0 to 0x0FFF (SLAU319AF, 2.4.4): the chip id in
 /// the first two bytes, the loader's version from the eleventh on, high byte first. The version
 /// command answers with the same sixteen bytes. The rest is not published and 0 here.
 inline constexpr AddressRange kRomFacts{0x0FF0, 0x0FFF};
+/// Where in these sixteen bytes the two words stand.
 inline constexpr std::size_t kRomChipIdAt = 0;
 inline constexpr std::size_t kRomLoaderVersionAt = 10;
 
+/// One memory, and at most one work on it at a time.
 class Flash {
 public:
     /// All but the options' and the model's values must outlive the flash. The facts in the boot
@@ -45,10 +48,12 @@ public:
     Flash(const ChipModel& model, const ChipOptions& options, Faults& faults, Memory memory,
           EraseWords eraseWords);
 
+    /// How the address space of this part is divided.
     [[nodiscard]] const Segments& Layout() const { return m_layout; }
     /// True when every byte is flash or RAM.
     [[nodiscard]] bool Holds(std::uint16_t address, std::size_t sizeBytes) const;
 
+    /// The byte as a program on the chip would read it now.
     [[nodiscard]] std::uint8_t ByteAt(std::uint16_t address) const { return m_memory[address]; }
     /// Little-endian; the byte above 0xFFFF is the one at 0.
     [[nodiscard]] std::uint16_t WordAt(std::uint16_t address) const;

@@ -20,9 +20,12 @@
 namespace vboard {
 
 inline constexpr std::size_t kFrameHeadBytes = 8;  ///< Before the data.
+/// Behind the data: CKL and CKH.
 inline constexpr std::size_t kChecksumBytes = 2;
+/// The most data of one frame (SLAU319, data frames of the loader).
 inline constexpr std::size_t kMaxBlockBytes = 250;
 
+/// The last two bytes of a frame, in the order in which they are sent.
 struct FrameChecksum {
     std::uint8_t low = 0;
     std::uint8_t high = 0;
@@ -41,10 +44,13 @@ struct Frame {
     std::span<const std::uint8_t> data;
 };
 
+/// Gathers the characters of one frame at a time and says when it is whole or can not become so.
 class FrameDecoder {
 public:
+    /// How far the frame has come.
     enum class Status : std::uint8_t { kIncomplete, kWhole, kDefect };
 
+    /// The first thing that was wrong with it.
     enum class Defect : std::uint8_t {
         kNone,
         kHeader,    ///< The first character is not 0x80 to 0x8F.
@@ -62,6 +68,7 @@ public:
 
     /// What has come, as far as it has come: fields that have not are 0.
     [[nodiscard]] Frame Taken() const;
+    /// kNone until Take has said kDefect.
     [[nodiscard]] Defect WhatIsWrong() const { return m_defect; }
 
 private:

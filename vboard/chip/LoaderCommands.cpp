@@ -52,7 +52,7 @@ std::span<const LoaderCommands::Row> LoaderCommands::Rows() {
         {kReceivePassword, false, false, kPasswordBytes, nullptr, &LoaderCommands::ReceivePassword},
         {kReceiveBlock, true, true, -1, nullptr, &LoaderCommands::ReceiveBlock},
         {kTransmitBlock, true, true, 0, nullptr, &LoaderCommands::TransmitBlock},
-        {kErase, true, true, 0, nullptr, &LoaderCommands::EraseArea},
+        {kEraseFlash, true, true, 0, nullptr, &LoaderCommands::EraseArea},
         {kMassErase, false, false, 0, nullptr, &LoaderCommands::MassErase},
         {kLoadProgramCounter, true, false, 0, nullptr, &LoaderCommands::LoadProgramCounter},
         {kEraseCheck, true, true, 0, &ChipModel::hasEraseCheck, &LoaderCommands::EraseCheck},
@@ -108,7 +108,7 @@ LoaderCommands::Result LoaderCommands::Finish(Result result) {
     if (m_frame.command == kReceiveBlock) {
         return FinishBlock(result);
     }
-    if (m_frame.command == kErase && m_frame.lengthField == kEraseSegmentWord &&
+    if (m_frame.command == kEraseFlash && m_frame.lengthField == kEraseSegmentWord &&
         m_model.checksAfterSegmentErase) {
         const AddressRange segment = m_flash.Layout().SegmentOf(m_frame.address);
         return m_flash.IsErased(segment.first, segment.SizeBytes()) ? result

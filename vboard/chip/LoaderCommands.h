@@ -40,6 +40,7 @@ namespace vboard {
 /// The interrupt vectors, whose content is the password.
 inline constexpr AddressRange kVectors{0xFFE0, 0xFFFF};
 
+/// The commands of one loader, of the generation that the part has.
 class LoaderCommands {
 public:
     /// What comes after the answer.
@@ -50,6 +51,7 @@ public:
         kJump,      ///< The loader ends.
     };
 
+    /// What a command comes to: an answer, at once or after a work of the flash.
     struct Result {
         std::uint8_t answer = kAckByte;
         std::span<const std::uint8_t> data;  ///< Answered in a data frame instead, unless empty.
@@ -59,10 +61,12 @@ public:
         std::string_view refusal;  ///< Why the answer is 0xA0; static.
     };
 
+    /// `flash` must outlive the commands; the rest is copied.
     LoaderCommands(const ChipModel& model, const ChipOptions& options, Flash& flash);
 
     /// The loader has been entered anew, or is put into a kept state.
     void Enter(bool unlocked);
+    /// True once the right password has come since the last entry.
     [[nodiscard]] bool Unlocked() const { return m_unlocked; }
 
     /// Carries out the frame, or begins to where flash takes its time. `frame` must last until

@@ -13,6 +13,7 @@ namespace vboard {
 
 class PulseFilter {
 public:
+    /// Gets the level that the pin has had long enough.
     using Seen = std::function<void(PinLevel)>;
 
     /// `seen` is told each change that lasts at least `minimum`; with a minimum of zero it is told

@@ -20,6 +20,7 @@ enum class Region : std::uint8_t { kMain, kInfo, kRam, kNone };
 /// Room for the segments of any part in the table.
 inline constexpr std::size_t kMostSegments = 512;
 
+/// The layout of one part. Holds copies, so it may be copied freely.
 class Segments {
 public:
     /// What it needs of `model` is copied.
@@ -37,6 +38,7 @@ public:
     /// first, then those of information memory, each from the lowest address on.
     [[nodiscard]] std::size_t IndexOf(std::uint16_t flashAddress) const;
 
+    /// Main memory and information memory, each as one range.
     [[nodiscard]] const AddressRange& Main() const { return m_main; }
     [[nodiscard]] const AddressRange& Info() const { return m_info; }
 

@@ -16,6 +16,7 @@ public:
     SignalOutput(Probe& probe, Signal signal)
         : m_probe(probe), m_signal(signal), m_value(InfoOf(signal).idleValue) {}
 
+    /// Announces the value unless it was announced last.
     void Set(std::uint32_t value) {
         if (value != m_value) {
             Announce(value);
@@ -26,6 +27,7 @@ public:
         m_value = value;
         m_probe.OnSignal(m_signal, value);
     }
+    /// What was announced last.
     [[nodiscard]] std::uint32_t Value() const { return m_value; }
 
 private:

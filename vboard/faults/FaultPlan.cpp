@@ -236,7 +236,7 @@ const FaultOutcome* FaultPlan::StrikeByNoise(const Event& event) {
     return &m_noiseOutcome;
 }
 
-CallFault FaultPlan::OnCall(CallKind kind, std::string_view path, std::size_t sizeBytes) {
+CallFault FaultPlan::FaultOfCall(CallKind kind, std::string_view path, std::size_t sizeBytes) {
     const PlaceInfo& info = InfoOf(PlaceOf(kind));
     if (m_callLine) {
         m_callLine(Formatted("{} {} {} {}", m_seen.front() + 1, info.word,
@@ -257,7 +257,7 @@ CallFault FaultPlan::OnCall(CallKind kind, std::string_view path, std::size_t si
     return CallFaultOf(*struck);
 }
 
-CharacterFault FaultPlan::OnCharacter(bool toChip, std::uint8_t /*value*/) {
+CharacterFault FaultPlan::FaultOfCharacter(bool toChip, std::uint8_t /*value*/) {
     const std::string_view direction = toChip ? "to-chip" : "to-host";
     const PlaceInfo& info = InfoOf(FaultPlace::kCharacter);
     const FaultOutcome* struck = Strike(
@@ -270,8 +270,8 @@ CharacterFault FaultPlan::OnCharacter(bool toChip, std::uint8_t /*value*/) {
     return CharacterFaultOf(*struck);
 }
 
-AnswerFault FaultPlan::OnAnswer(std::uint8_t command, std::uint16_t /*address*/,
-                                std::span<const std::uint8_t> /*answer*/) {
+AnswerFault FaultPlan::FaultOfAnswer(std::uint8_t command, std::uint16_t /*address*/,
+                                     std::span<const std::uint8_t> /*answer*/) {
     const PlaceInfo& info = InfoOf(FaultPlace::kAnswer);
     const FaultOutcome* struck =
         Strike({Stream::kAnswers, info.place, info.actions},
@@ -294,14 +294,15 @@ bool FaultPlan::CellStruck(Stream stream, FaultAction action, std::uint16_t addr
     return Strike({stream, FaultPlace::kCell, BitOf(action)}, fits) != nullptr;
 }
 
-std::uint8_t FaultPlan::OnProgram(std::uint16_t address, std::uint8_t old, std::uint8_t wanted) {
+std::uint8_t FaultPlan::CellAfterProgramming(std::uint16_t address, std::uint8_t old,
+                                             std::uint8_t wanted) {
     return CellStruck(Stream::kProgramming, FaultAction::kStuckErased, address) ? old : wanted;
 }
 
-std::uint8_t FaultPlan::OnErase(std::uint16_t address, std::uint8_t old) {
+std::uint8_t FaultPlan::CellAfterErase(std::uint16_t address, std::uint8_t old) {
     return CellStruck(Stream::kErasing, FaultAction::kStuckProgrammed, address)
                ? old
-               : Faults::OnErase(address, old);
+               : Faults::CellAfterErase(address, old);
 }
 
 bool FaultPlan::EdgeArrives(std::string_view line, bool high) {

@@ -33,15 +33,19 @@ struct FaultNames {
     std::string comm;
 };
 
+/// The faults of one run: those ordered by rules, random ones beside them where there is noise.
 class FaultPlan : public Faults {
 public:
     /// One line for each call that can be made to fail, without a line end:
     /// "NUMBER KIND PATH SIZE", with "-" for no path. The number is the one of `call#NUMBER`.
     using CallLine = std::function<void(std::string_view)>;
 
+    /// `names` are the devices of this board. Rules strike in the order in which they are given.
     FaultPlan(std::vector<FaultRule> rules, const FaultNames& names);
 
+    /// Lets random faults strike as well, where no rule does.
     void SetNoise(const NoiseSource& noise) { m_noise = noise; }
+    /// Lists each call that can be made to fail. Before the first of them.
     void SetCallLine(CallLine callLine) { m_callLine = std::move(callLine); }
 
     /// Strikes so far.
@@ -49,12 +53,13 @@ public:
 
     void Begin(VirtualClock& clock, Probe& probe, FaultControl& control) override;
     void End() override;
-    CallFault OnCall(CallKind kind, std::string_view path, std::size_t sizeBytes) override;
-    CharacterFault OnCharacter(bool toChip, std::uint8_t value) override;
-    AnswerFault OnAnswer(std::uint8_t command, std::uint16_t address,
-                         std::span<const std::uint8_t> answer) override;
-    std::uint8_t OnProgram(std::uint16_t address, std::uint8_t old, std::uint8_t wanted) override;
-    std::uint8_t OnErase(std::uint16_t address, std::uint8_t old) override;
+    CallFault FaultOfCall(CallKind kind, std::string_view path, std::size_t sizeBytes) override;
+    CharacterFault FaultOfCharacter(bool toChip, std::uint8_t value) override;
+    AnswerFault FaultOfAnswer(std::uint8_t command, std::uint16_t address,
+                              std::span<const std::uint8_t> answer) override;
+    std::uint8_t CellAfterProgramming(std::uint16_t address, std::uint8_t old,
+                                      std::uint8_t wanted) override;
+    std::uint8_t CellAfterErase(std::uint16_t address, std::uint8_t old) override;
     bool EdgeArrives(std::string_view line, bool high) override;
 
 private:

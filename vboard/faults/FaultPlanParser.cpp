@@ -5,13 +5,13 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <limits>
 #include <optional>
 #include <utility>
 
 #include "vboard/text/Format.h"
+#include "vboard/text/Numbers.h"
 
 namespace vboard {
 namespace {
@@ -42,17 +42,9 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-template <class Number>
-bool ParseNumber(std::string_view text, int base, Number& number) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-    return error == std::errc{} && end == text.data() + text.size();
-}
-
 bool ParseHex(std::string_view text, unsigned& number) {
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        text.remove_prefix(2);
-    }
-    return ParseNumber(text, 16, number);
+    static_cast<void>(TakeHexPrefix(text));
+    return ParseWhole(text, 16, number);
 }
 
 /// The fraction is read digit by digit, so that 0.1 s is exactly 100 ms.
@@ -69,7 +61,7 @@ bool ParseTime(std::string_view text, Duration& time) {
     const std::string_view number = text.substr(0, unitAt);
     const std::size_t dot = std::min(number.find('.'), number.size());
     std::int64_t whole = 0;
-    if (unit == kUnits.end() || !ParseNumber(number.substr(0, dot), 10, whole) ||
+    if (unit == kUnits.end() || !ParseWhole(number.substr(0, dot), 10, whole) ||
         whole > kLargestTimeNs / unit->second) {
         return false;
     }
@@ -282,12 +274,12 @@ Check TakeOccurrences(const PlaceInfo& place, std::optional<std::string_view> wo
     }
     const std::size_t dots = word->find("..");
     Occurrences& wanted = rule.occurrences;
-    bool right = ParseNumber(word->substr(0, dots), 10, wanted.first) && wanted.first >= 1;
+    bool right = ParseWhole(word->substr(0, dots), 10, wanted.first) && wanted.first >= 1;
     wanted.last = wanted.first;
     if (dots != std::string_view::npos) {
         const std::string_view last = word->substr(dots + 2);
         wanted.last = kNoEnd;
-        right = right && (last.empty() || ParseNumber(last, 10, wanted.last));
+        right = right && (last.empty() || ParseWhole(last, 10, wanted.last));
     }
     if (!right || wanted.last < wanted.first) {
         return Wrong{*word, "is no occurrence",
@@ -317,9 +309,8 @@ Check TakeArgument(const ActionInfo& action, std::string_view text, FaultOutcome
                        ? Check{}
                        : Wrong{text, "is too much", Formatted("'{}' without more", action.word)};
         case ArgumentKind::kCount:
-            return ParseNumber(text, 10, outcome.count)
-                       ? Check{}
-                       : Wrong{text, "is no count", FormOf(action)};
+            return ParseWhole(text, 10, outcome.count) ? Check{}
+                                                       : Wrong{text, "is no count", FormOf(action)};
         case ArgumentKind::kByte:
             return ParseBytes(text, outcome.bytes) && outcome.bytes.size() == 1
                        ? Check{}

@@ -12,6 +12,7 @@
 
 namespace vboard {
 
+/// What a strike does. Which of the numbers count depends on the action.
 struct FaultOutcome {
     FaultAction action = FaultAction::kLost;
     int error = 0;                    ///< ERRNO.
@@ -24,11 +25,13 @@ struct FaultOutcome {
 struct Occurrences {
     std::uint64_t first = 1;
     std::uint64_t last = 1;
+    /// True for an event of this number.
     [[nodiscard]] constexpr bool Contains(std::uint64_t number) const {
         return number >= first && number <= last;
     }
 };
 
+/// One rule of a plan: the events that it is for, which of them it strikes, and how.
 struct FaultRule {
     std::string text;  ///< As it was ordered.
     FaultPlace place = FaultPlace::kCall;

@@ -119,7 +119,7 @@ constexpr std::array<ActionInfo, static_cast<std::size_t>(FaultAction::kCount)> 
 
 constexpr std::array<AnswerName, 11> kAnswers{{
     {"sync", kSyncByte}, {"password", kReceivePassword}, {"write", kReceiveBlock},
-    {"read", kTransmitBlock}, {"erase", kErase}, {"mass-erase", kMassErase},
+    {"read", kTransmitBlock}, {"erase", kEraseFlash}, {"mass-erase", kMassErase},
     {"load-pc", kLoadProgramCounter}, {"erase-check", kEraseCheck}, {"version", kTransmitVersion},
     {"change-speed", kChangeSpeed}, {"memory-offset", kSetMemoryOffset},
 }};

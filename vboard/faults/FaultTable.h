@@ -47,6 +47,7 @@ enum class TargetKind : std::uint8_t {
     kLine,       ///< A host line by its signal name.
 };
 
+/// What may happen at a place; kCount is none of them.
 enum class FaultAction : std::uint8_t {
     kErrno,
     kShort,
@@ -86,6 +87,7 @@ enum class ArgumentKind : std::uint8_t {
     return std::uint32_t{1} << static_cast<unsigned>(action);
 }
 
+/// A row of the table of places. Texts are static.
 struct PlaceInfo {
     FaultPlace place;
     std::string_view word;
@@ -96,11 +98,13 @@ struct PlaceInfo {
     std::string_view meaning;
     std::string_view example;  ///< A whole rule.
 
+    /// Whether `action` can happen here.
     [[nodiscard]] constexpr bool Takes(FaultAction action) const {
         return (actions & BitOf(action)) != 0;
     }
 };
 
+/// A row of the table of what may happen. Texts are static.
 struct ActionInfo {
     FaultAction action;
     std::string_view word;  ///< May be two words; ERRNO stands for the name of any errno.
@@ -115,14 +119,17 @@ struct AnswerName {
     std::uint8_t command;  ///< Frame byte 1; 0x80 for the sync byte.
 };
 
+/// The tables, each in the order of its enumeration or of its listing.
 [[nodiscard]] std::span<const PlaceInfo> AllFaultPlaces();
 [[nodiscard]] std::span<const ActionInfo> AllFaultActions();
 [[nodiscard]] std::span<const AnswerName> AllAnswerNames();
 /// The host lines whose edges can be lost, by their signal names.
 [[nodiscard]] std::span<const std::string_view> AllFaultLines();
 
+/// The row of a place or an action; not for kCount.
 [[nodiscard]] const PlaceInfo& InfoOf(FaultPlace place);
 [[nodiscard]] const ActionInfo& InfoOf(FaultAction action);
+/// The place at which a call of this kind is struck.
 [[nodiscard]] FaultPlace PlaceOf(CallKind kind);
 
 /// How an outcome is written, for listings: "short N".

@@ -33,6 +33,7 @@ enum class CallKind : std::uint8_t {
     kPause,  ///< usleep and its relatives; can only be a place to kill at.
 };
 
+/// A call of the program, before it acts on the board.
 struct CallFault {
     enum class Kind : std::uint8_t {
         kNone,
@@ -87,6 +88,7 @@ public:
     virtual void Kill() = 0;
 };
 
+/// Asked wherever something may go wrong. This one lets everything go well; FaultPlan overrides it.
 class Faults {
 public:
     virtual ~Faults() = default;
@@ -99,25 +101,27 @@ public:
 
     /// Asked once for each call of the program that reaches the board. `path` is the device's,
     /// `sizeBytes` what a read or write asked for (0 for other calls).
-    virtual CallFault OnCall(CallKind /*kind*/, std::string_view /*path*/,
-                             std::size_t /*sizeBytes*/) {
+    virtual CallFault FaultOfCall(CallKind /*kind*/, std::string_view /*path*/,
+                                  std::size_t /*sizeBytes*/) {
         return {};
     }
     /// Asked once for each character put on the wire; `toChip` tells the direction.
-    virtual CharacterFault OnCharacter(bool /*toChip*/, std::uint8_t /*value*/) { return {}; }
+    virtual CharacterFault FaultOfCharacter(bool /*toChip*/, std::uint8_t /*value*/) { return {}; }
     /// Asked once for each answer of the loader to a command byte (0x80 for the sync).
-    virtual AnswerFault OnAnswer(std::uint8_t /*command*/, std::uint16_t /*address*/,
-                                 std::span<const std::uint8_t> /*answer*/) {
+    virtual AnswerFault FaultOfAnswer(std::uint8_t /*command*/, std::uint16_t /*address*/,
+                                      std::span<const std::uint8_t> /*answer*/) {
         return {};
     }
     /// What a flash cell at `address` holding `old` takes on when `wanted` (already the AND of
     /// both) is programmed.
-    virtual std::uint8_t OnProgram(std::uint16_t /*address*/, std::uint8_t /*old*/,
-                                   std::uint8_t wanted) {
+    virtual std::uint8_t CellAfterProgramming(std::uint16_t /*address*/, std::uint8_t /*old*/,
+                                              std::uint8_t wanted) {
         return wanted;
     }
     /// What a flash cell holding `old` holds after an erase.
-    virtual std::uint8_t OnErase(std::uint16_t /*address*/, std::uint8_t /*old*/) { return 0xFF; }
+    virtual std::uint8_t CellAfterErase(std::uint16_t /*address*/, std::uint8_t /*old*/) {
+        return 0xFF;
+    }
     /// Whether an edge on a host line (its signal name: reset_gpio, rxd_nmi_gpio, msp_tck_gpio)
     /// reaches the chip.
     virtual bool EdgeArrives(std::string_view /*line*/, bool /*high*/) { return true; }

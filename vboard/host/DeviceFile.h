@@ -51,6 +51,7 @@ public:
     /// The request in words for a transcript, after it has been carried out.
     [[nodiscard]] virtual std::string Describe(unsigned long request, const void* argument) const;
 
+    /// What a read or a write would find at this instant; moves no time.
     [[nodiscard]] virtual Readiness Ready() const { return {true, true}; }
 
     /// Moves the place at which the next read or write begins, as lseek(2); -ESPIPE where there is
@@ -71,6 +72,7 @@ public:
 class Device {
 public:
     virtual ~Device() = default;
+    /// What an opening came to.
     struct Opened {
         std::unique_ptr<DeviceFile> file;  ///< Empty when the opening failed.
         int error = 0;                     ///< errno of the failure.

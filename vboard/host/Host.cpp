@@ -196,7 +196,7 @@ Device::Opened Host::OpenDevice(std::string_view path, int flags) {
 std::unique_ptr<OpenFile> Host::Open(CallKind how, std::string_view path, int flags,
                                      std::string_view detail, int& error) {
     const std::string_view name = how == CallKind::kFopen ? "fopen" : "open";
-    const auto struck = Struck(m_faults.OnCall(how, path, 0), name, path);
+    const auto struck = Struck(m_faults.FaultOfCall(how, path, 0), name, path);
     Device::Opened opened;
     if (struck) {
         opened.error = static_cast<int>(-*struck);
@@ -224,7 +224,8 @@ std::unique_ptr<OpenFile> Host::Inherit(std::string_view path, int flags) {
 }
 
 IoResult Host::Close(OpenFile& file) {
-    const auto struck = Struck(m_faults.OnCall(CallKind::kClose, file.path, 0), "close", file.path);
+    const auto struck =
+        Struck(m_faults.FaultOfCall(CallKind::kClose, file.path, 0), "close", file.path);
     // Linux frees the descriptor also when close reports an error.
     file.device.reset();
     Tell("close", file.path, {}, struck.value_or(0));
@@ -238,7 +239,7 @@ IoResult Host::Read(OpenFile& file, std::span<std::uint8_t> buffer) {
     if (buffer.data() == nullptr && !buffer.empty()) {
         return -EFAULT;
     }
-    const CallFault fault = m_faults.OnCall(CallKind::kRead, file.path, buffer.size());
+    const CallFault fault = m_faults.FaultOfCall(CallKind::kRead, file.path, buffer.size());
     const auto struck = Struck(fault, "read", file.path);
     IoResult result = 0;
     if (struck) {
@@ -270,7 +271,7 @@ IoResult Host::Write(CallKind how, OpenFile& file, std::span<const std::uint8_t>
         return -EFAULT;
     }
     const std::string_view name = how == CallKind::kFlush ? "flush" : "write";
-    const CallFault fault = m_faults.OnCall(how, file.path, data.size());
+    const CallFault fault = m_faults.FaultOfCall(how, file.path, data.size());
     const auto struck = Struck(fault, name, file.path);
     std::span<const std::uint8_t> carried = data;
     if (fault.kind == CallFault::Kind::kCount) {
@@ -291,7 +292,7 @@ IoResult Host::Write(CallKind how, OpenFile& file, std::span<const std::uint8_t>
 IoResult Host::Perform(CallKind kind, std::string_view name, const OpenFile& file,
                        const std::function<IoResult()>& carryOut,
                        const std::function<std::string()>& detail) {
-    const auto struck = Struck(m_faults.OnCall(kind, file.path, 0), name, file.path);
+    const auto struck = Struck(m_faults.FaultOfCall(kind, file.path, 0), name, file.path);
     m_probe.OnCallBegins();
     const IoResult result = struck ? *struck : carryOut();
     if (m_probe.Listening()) {
@@ -376,7 +377,7 @@ IoResult Host::Select(std::string_view name, std::span<Watched> files,
                       std::optional<Duration> timeout,
                       const std::function<IoResult()>& othersReady) {
     const std::string_view path = files.empty() ? std::string_view{} : files.front().file->path;
-    const CallFault fault = m_faults.OnCall(CallKind::kSelect, path, 0);
+    const CallFault fault = m_faults.FaultOfCall(CallKind::kSelect, path, 0);
     const auto struck = Struck(fault, name, path);
     if (struck) {
         Tell(name, path, {}, *struck);
@@ -429,7 +430,7 @@ void Host::TellSelect(std::string_view name, std::span<const Watched> files,
 
 Duration Host::Pause(Duration length) {
     // A pause fails for no reason of its own; what may strike here is an end of the program.
-    static_cast<void>(Struck(m_faults.OnCall(CallKind::kPause, {}, 0), "pause", {}));
+    static_cast<void>(Struck(m_faults.FaultOfCall(CallKind::kPause, {}, 0), "pause", {}));
     m_probe.OnPause(length);
     return m_clock.Pass(length);
 }

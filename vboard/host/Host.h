@@ -26,6 +26,7 @@ class SysfsGpio;
 class ProgramControl {
 public:
     virtual ~ProgramControl() = default;
+    /// Ends the program as SIGKILL does.
     virtual void Kill() = 0;
     /// `call` and `path` name what the program waits in.
     virtual void WaitsForEver(std::string_view call, std::string_view path,
@@ -53,6 +54,7 @@ struct Watched {
 /// What asking for the time takes.
 inline constexpr Duration kTimeOfAsking = std::chrono::microseconds{1};
 
+/// One host for one program. Its calls may let virtual time pass.
 class Host {
 public:
     /// True for paths under which a machine may have hardware of the kind that a board plays:
@@ -62,7 +64,9 @@ public:
     /// All must outlive the host.
     Host(VirtualClock& clock, Probe& probe, Faults& faults, ProgramControl& control);
 
+    /// Puts a device behind a path; it must outlive the host.
     void AddDevice(std::string path, Device& device);
+    /// Puts the files of the GPIO lines below their folder; they must outlive the host.
     void AddGpios(SysfsGpio& gpios);
 
     /// True for every path that must not reach the machine's own hardware: the devices of this

@@ -40,6 +40,7 @@ struct KernelSettings {
 };
 static_assert(sizeof(KernelSettings) == 44);
 
+/// The same settings in the other shape, either way.
 [[nodiscard]] KernelSettings ToKernel(const termios& settings);
 [[nodiscard]] termios FromKernel(const KernelSettings& settings);
 

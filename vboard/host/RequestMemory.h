@@ -11,6 +11,7 @@ struct RequestMemory {
     std::size_t readBytes = 0;
     std::size_t writtenBytes = 0;
 };
+/// Of one request of ioctl(2), by its number; nothing is looked at.
 [[nodiscard]] RequestMemory MemoryOf(unsigned long request);
 
 }  // namespace vboard

@@ -5,10 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <optional>
 #include <utility>
+
+#include "vboard/text/Numbers.h"
 
 namespace vboard {
 namespace {
@@ -42,12 +43,8 @@ struct GpioPath {
 /// A name's number: decimal digits alone, as the kernel names the folders.
 std::optional<unsigned> ParseFolderNumber(std::string_view text) {
     unsigned number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     const bool padded = text.size() > 1 && text.front() == '0';
-    if (error != std::errc{} || end != text.data() + text.size() || padded) {
-        return std::nullopt;
-    }
-    return number;
+    return !padded && ParseWhole(text, 10, number) ? std::optional(number) : std::nullopt;
 }
 
 /// A number as the kernel's kstrtol takes it: a sign, then decimal, 0x or 0 for octal; nothing else
@@ -58,9 +55,8 @@ std::optional<long> ParseNumber(std::string_view text) {
         text.remove_prefix(1);
     }
     int base = 10;
-    if (text.starts_with("0x") || text.starts_with("0X")) {
+    if (TakeHexPrefix(text)) {
         base = 16;
-        text.remove_prefix(2);
     } else if (text.size() > 1 && text.front() == '0') {
         base = 8;
     }
@@ -69,8 +65,7 @@ std::optional<long> ParseNumber(std::string_view text) {
         return std::nullopt;
     }
     long number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-    if (error != std::errc{} || end != text.data() + text.size()) {
+    if (!ParseWhole(text, base, number)) {
         return std::nullopt;
     }
     return negative ? -number : number;
@@ -360,7 +355,7 @@ IoResult SysfsGpio::SetEdge(unsigned gpio, std::string_view text) {
     if (found != kEdges.begin() && m_gpios.at(gpio).output) {
         return -EIO;  // An output can't raise interrupts.
     }
-    m_gpios.at(gpio).edge = static_cast<std::uint8_t>(found - kEdges.begin());
+    m_gpios.at(gpio).edge = static_cast<unsigned>(found - kEdges.begin()) & 3U;
     return 0;
 }
 

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "vboard/host/DeviceFile.h"
@@ -23,21 +24,26 @@ namespace vboard {
 /// Numbers that the host's GPIO controllers have: 0 to 255. Other numbers are refused with EINVAL.
 inline constexpr unsigned kGpioCount = 256;
 
-/// What the host remembers of one line. It outlives the export, as the hardware's registers do.
+/// What the host remembers of one line. It outlives the export, as the hardware's registers do. One
+/// byte, since all lines are copied and compared whenever one of them may have changed.
 struct GpioState {
-    bool exported = false;
-    bool output = false;
-    bool high = false;       ///< The output latch.
-    bool activeLow = false;  ///< "value" is the other way round.
-    std::uint8_t edge = 0;   ///< Which edges are told: none, rising, falling, both.
-    bool operator==(const GpioState&) const = default;
+    bool exported : 1 = false;
+    bool output : 1 = false;
+    bool high : 1 = false;         ///< The output latch.
+    bool activeLow : 1 = false;    ///< "value" is the other way round.
+    std::uint8_t edge : 2 = 0;     ///< Which edges are told: none, rising, falling, both.
+    std::uint8_t nothing : 2 = 0;  ///< So that all bits are something: lines compare as memory.
 };
+static_assert(sizeof(GpioState) == 1 && std::has_unique_object_representations_v<GpioState>);
 
 /// All of them, by number.
 using GpioStates = std::array<GpioState, kGpioCount>;
 
+/// The GPIO files of one host. A line that is not wired to the chip keeps what it is set to, and is
+/// low while it is an input.
 class SysfsGpio {
 public:
+    /// The folder of all of them, as on a machine.
     static constexpr std::string_view kFolder = "/sys/class/gpio";
 
     /// `gpios` are the numbers of the three wired lines, in the order of HostLine. `harness` must
@@ -51,6 +57,7 @@ public:
     /// The names in one of the folders; empty for what is none.
     [[nodiscard]] std::vector<std::string> NamesIn(std::string_view path) const;
 
+    /// Takes over a kept state; no level of a wired line moves by that.
     void Restore(unsigned gpio, const GpioState& state) { m_gpios.at(gpio) = state; }
     /// By number.
     [[nodiscard]] const GpioStates& States() const { return m_gpios; }

@@ -17,6 +17,7 @@ enum class ChipMode : std::uint8_t {
     kStopped = 4,      ///< Out of reset with nothing to run: the reset vector is erased.
     kUnpowered = 5,    ///< No supply: nothing moves, the flash keeps what it holds.
 };
+/// How many there are.
 inline constexpr std::size_t kChipModeCount = 6;
 
 /// True in the modes that an operation on the chip goes through: from the moment it is put into
@@ -33,6 +34,7 @@ enum class LoaderState : std::uint8_t {
     kWorking = 3,    ///< Deaf: carries out a command.
     kAnswering = 4,  ///< Deaf: sends.
 };
+/// How many there are.
 inline constexpr std::size_t kLoaderStateCount = 5;
 
 }  // namespace vboard

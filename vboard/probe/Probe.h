@@ -53,6 +53,7 @@ struct LoaderCommand {
     std::string_view words;     ///< "sync", "write 16 bytes at 0x2100", "bad checksum" ...
 };
 
+/// Gets announcements. Each does nothing here, so a listener overrides those that it is for.
 class Probe {
 public:
     virtual ~Probe() = default;
@@ -60,6 +61,7 @@ public:
     /// False where nobody would read it: a room may then leave out the work of composing a text.
     [[nodiscard]] virtual bool Listening() const { return false; }
 
+    /// A signal has this value from now on; it may be the one that it had.
     virtual void OnSignal(Signal /*signal*/, std::uint32_t /*value*/) {}
     /// A call is about to act on the board. What is announced before its OnCall at the same instant
     /// is its effect.

@@ -13,6 +13,7 @@ constexpr std::array<std::string_view, kChipModeCount> kChipModes{
 constexpr std::array<std::string_view, kLoaderStateCount> kLoaderStates{"off", "sync", "frame",
                                                                         "working", "answering"};
 
+// The idle level of a host line is that of its pull-up or pull-down.
 constexpr std::array<SignalInfo, kSignalCount> kSignals{{
     {Signal::kResetGpio, "reset_gpio", "line", 0, {}},
     {Signal::kRxdNmiGpio, "rxd_nmi_gpio", "line", 1, {}},

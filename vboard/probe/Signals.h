@@ -26,8 +26,10 @@ enum class Signal : std::uint8_t {
     kCount
 };
 
+/// How many there are.
 inline constexpr std::size_t kSignalCount = static_cast<std::size_t>(Signal::kCount);
 
+/// A row of the table of signals. Texts are static.
 struct SignalInfo {
     Signal signal;
     std::string_view name;    ///< As in waveforms and transcripts: lower case, underscores.

@@ -22,6 +22,7 @@
 
 namespace vboard {
 
+/// Has the turn for as long as it lives. Taking it waits until no other thread can run.
 class BoardTurn {
 public:
     /// A thread that has the turn may take it again; errno stays as it is.
@@ -51,6 +52,7 @@ public:
 /// `deadline` before it is back. Not to be made with the turn in hand.
 class Elsewhere {
 public:
+    /// Nothing: no deadline.
     explicit Elsewhere(std::optional<Instant> deadline);
     ~Elsewhere();
     Elsewhere(const Elsewhere&) = delete;

@@ -17,6 +17,7 @@
 
 namespace vboard {
 
+/// False where there is none, and for one that libc refuses with EINVAL.
 template <class Timespec>
 [[nodiscard]] static bool HasDeadline(const Timespec* deadline) {
     return deadline != nullptr && deadline->tv_nsec >= 0 && deadline->tv_nsec < 1'000'000'000;

@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <type_traits>
 #include <utility>
 
 #include "vboard/process/RealLibc.h"
@@ -92,6 +93,7 @@ Descriptors& TheDescriptors() {
     // Never made and never destroyed: the program may open and close before every constructor and
     // after every destructor has run, and from the middle of an allocation.
     static constinit Descriptors descriptors;
+    static_assert(std::is_trivially_destructible_v<Descriptors>);
     return descriptors;
 }
 

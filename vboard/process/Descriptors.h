@@ -60,6 +60,7 @@ private:
     int m_end = 0;
 };
 
+/// The program's table; never destroyed.
 [[nodiscard]] Descriptors& TheDescriptors();
 
 /// Makes a new descriptor for a file of the board, opened with `flags`: -1 and errno on failure.

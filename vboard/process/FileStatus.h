@@ -23,6 +23,7 @@ struct FileFacts {
     unsigned sizeBytes;
 };
 
+/// What st_blksize says of every file of the board.
 inline constexpr unsigned kFileBlockBytes = 4096;
 
 /// The number of a path of the board, whether it exists or not.
@@ -54,6 +55,7 @@ static IoResult StoreStatus(const Host& host, std::string_view path, Status* sto
     return 0;
 }
 
+/// The same for statx(2), which has one width.
 IoResult StoreStatx(const Host& host, std::string_view path, struct statx* status);
 
 }  // namespace vboard

@@ -50,7 +50,7 @@ int HolderOf(const OpenFile& file) {
         return found->second;
     }
     const RunLink& link = *RunLink::Get();
-    const std::string memory = Formatted("/proc/self/fd/{}", link.TheSession().reportDescriptor);
+    const std::string memory = Formatted("/proc/self/fd/{}", link.TheSession().memoryDescriptor);
     const int opened = Real().open(memory.c_str(), O_RDWR | O_CLOEXEC);
     // Out of the way of the numbers that the program expects to be given.
     constexpr int kOutOfTheWay = 100;
@@ -142,7 +142,7 @@ IoResult LockRange(OpenFile& file, int command, struct flock64* range) {
         return -EINVAL;
     }
     const int holder =
-        IsOfOpening(command) ? HolderOf(file) : RunLink::Get()->TheSession().reportDescriptor;
+        IsOfOpening(command) ? HolderOf(file) : RunLink::Get()->TheSession().memoryDescriptor;
     const IoResult result = holder < 0 ? -errno : LockStretch(holder, command, moved);
     if (result == 0 && !sets) {
         if (moved.l_type == F_UNLCK) {
@@ -216,7 +216,7 @@ void ReleaseLocks(const OpenFile& file) {
     all.l_type = F_UNLCK;
     all.l_start = BeginOf(file);
     all.l_len = kHalf;
-    static_cast<void>(LockStretch(RunLink::Get()->TheSession().reportDescriptor, F_SETLK64, all));
+    static_cast<void>(LockStretch(RunLink::Get()->TheSession().memoryDescriptor, F_SETLK64, all));
 }
 
 }  // namespace vboard

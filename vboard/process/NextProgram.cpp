@@ -6,11 +6,11 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "vboard/board/ProgramFile.h"
 #include "vboard/process/MemoryOwner.h"
 #include "vboard/process/ProgramMemory.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/World.h"
+#include "vboard/session/ProgramFile.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {

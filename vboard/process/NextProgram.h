@@ -42,6 +42,7 @@ private:
 /// of libc that start one with it.
 class WithTies {
 public:
+    /// Puts another environment in the place of the program's, which it gets back at the end.
     WithTies();
     ~WithTies();
     WithTies(const WithTies&) = delete;

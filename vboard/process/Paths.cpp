@@ -24,7 +24,8 @@ constexpr int kMostLinks = 40;
 
 /// What a symbolic link leads to; empty where `path` is none.
 std::string TargetOf(const std::string& path, bool& missing) {
-    std::array<char, PATH_MAX> target{};
+    // Not zeroed, since it is needed for each name of each path.
+    std::array<char, PATH_MAX> target;
     const ssize_t length = Real().readlink(path.c_str(), target.data(), target.size());
     missing = length < 0 && errno != EINVAL;
     return length > 0 ? std::string(target.data(), static_cast<std::size_t>(length)) : "";

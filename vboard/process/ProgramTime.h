@@ -24,6 +24,7 @@ constexpr Duration DurationOf(Seconds seconds, Fraction fraction, Duration unit)
 // The structures of time have two widths on 32-bit machines and the same names in both. Where they
 // are arguments, each source needs a function of its own: static.
 
+/// A timespec as a duration.
 template <class Timespec>
 static constexpr Duration DurationOf(const Timespec& time) {
     return DurationOf(time.tv_sec, time.tv_nsec, Duration{1});
@@ -33,6 +34,7 @@ template <class Timespec>
 [[nodiscard]] static constexpr bool IsLength(const Timespec& time) {
     return time.tv_sec >= 0 && time.tv_nsec >= 0 && time.tv_nsec < 1'000'000'000;
 }
+/// The same for select, whose microseconds may be more than a second.
 template <class Timeval>
 [[nodiscard]] static constexpr bool IsTimeout(const Timeval& time) {
     return time.tv_sec >= 0 && time.tv_usec >= 0;
@@ -44,12 +46,14 @@ static void StoreDuration(Duration length, Timespec& time) {
     time.tv_sec = static_cast<decltype(time.tv_sec)>(ns / 1'000'000'000);
     time.tv_nsec = static_cast<decltype(time.tv_nsec)>(ns % 1'000'000'000);
 }
+/// As a timespec of this source's width.
 [[maybe_unused]] static timespec TimespecOf(Duration length) {
     timespec time{};
     StoreDuration(length, time);
     return time;
 }
 
+/// A timeval of what has passed since 1970; not for negative ones.
 template <class Timeval>
 static void StoreTimeOfDay(Duration time, Timeval& stored) {
     stored.tv_sec = static_cast<decltype(stored.tv_sec)>(time / std::chrono::seconds{1});

@@ -10,24 +10,13 @@
 #include <dlfcn.h>
 
 namespace vboard {
-namespace {
-
-RealLibc LookUpAll() {
-    RealLibc real{};
-#define VBOARD_LOOK_UP(name) real.name = reinterpret_cast<decltype(real.name)>(FindReal(#name));
-    VBOARD_REAL_FUNCTIONS(VBOARD_LOOK_UP)
-#undef VBOARD_LOOK_UP
-    return real;
-}
-
-}  // namespace
 
 void* FindReal(const char* name) {
     return dlsym(RTLD_NEXT, name);
 }
 
 const RealLibc& Real() {
-    static const RealLibc real = LookUpAll();
+    static constinit const RealLibc real;
     return real;
 }
 

@@ -26,6 +26,7 @@
 #include <unistd.h>
 #include <utime.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 
@@ -61,18 +62,46 @@ namespace vboard {
     DO(execve) DO(execvp) DO(execvpe) DO(fexecve) DO(_exit) DO(_Exit)
 // clang-format on
 
+/// The address behind a name that no header declares; nullptr when the C library has none.
+[[nodiscard]] void* FindReal(const char* name);
+
+/// A function of the C library, called like the function itself. Looked up at its first call: a
+/// program needs a few of them, and looking up all would take longer than starting it.
+template <class Function>
+class RealFunction {
+public:
+    /// `name` must be static.
+    explicit constexpr RealFunction(const char* name) : m_name(name) {}
+
+    /// nullptr when the C library has none of that name.
+    operator Function() const {
+        Function found = m_found.load(std::memory_order_relaxed);
+        if (found == nullptr) {
+            found = reinterpret_cast<Function>(FindReal(m_name));
+            m_found.store(found, std::memory_order_relaxed);
+        }
+        return found;
+    }
+
+private:
+    const char* m_name;
+    mutable std::atomic<Function> m_found{nullptr};
+};
+
+// Attributes of libc's declarations that do not matter for calls of ours.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wignored-attributes"
+/// All of them, each under its own name.
 struct RealLibc {
 // A member's name can't stand in parentheses. NOLINTNEXTLINE(bugprone-macro-parentheses)
-#define VBOARD_MEMBER(name) decltype(&::name) name;
+#define VBOARD_MEMBER(name) RealFunction<decltype(&::name)> name{#name};
     VBOARD_REAL_FUNCTIONS(VBOARD_MEMBER)
 #undef VBOARD_MEMBER
 };
+#pragma GCC diagnostic pop
 
-/// Looked up once, at the first call.
+/// For a call past every wrapper: `Real().open(...)`.
 [[nodiscard]] const RealLibc& Real();
-
-/// The address behind a name that no header declares; nullptr when the C library has none.
-[[nodiscard]] void* FindReal(const char* name);
 
 /// The same as a function of its type.
 template <class Function>

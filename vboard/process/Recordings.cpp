@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/process/Recordings.h"
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include "vboard/process/RealLibc.h"
@@ -23,14 +22,9 @@ Recordings::Recordings(RunLink& link, Board& board, bool first) : m_first(first)
         m_waveLog = std::make_unique<WaveLog>(board.Clock());
         board.AddListener(*m_waveLog);
     }
-    if (session.summaryDescriptor >= 0) {
-        void* counts = mmap(nullptr, sizeof(SummaryCounts), PROT_READ | PROT_WRITE, MAP_SHARED,
-                            session.summaryDescriptor, 0);
-        if (counts != MAP_FAILED) {
-            m_summary =
-                std::make_unique<Summary>(board.Clock(), *static_cast<SummaryCounts*>(counts));
-            board.AddListener(*m_summary);
-        }
+    if (session.counts != 0) {
+        m_summary = std::make_unique<Summary>(board.Clock(), link.Memory().counts);
+        board.AddListener(*m_summary);
     }
 }
 

@@ -13,6 +13,7 @@
 #include "vboard/host/Host.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/text/Format.h"
+#include "vboard/text/Numbers.h"
 
 namespace vboard {
 namespace {
@@ -85,13 +86,14 @@ RunLink* RunLink::Get() {
 }
 
 bool RunLink::Make(const char* words) {
-    if (!Session::Parse(words, m_session)) {
+    int descriptor = -1;
+    if (!ParseWhole(words, 10, descriptor)) {
         return false;
     }
-    void* mapped = mmap(nullptr, sizeof(RunMemory), PROT_READ | PROT_WRITE, MAP_SHARED,
-                        m_session.reportDescriptor, 0);
+    void* mapped =
+        mmap(nullptr, sizeof(RunMemory), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
     if (mapped == MAP_FAILED) {
-        FailRun("the run's report can't be mapped");
+        FailRun("the run's memory can't be mapped");
     }
     m_memory = static_cast<RunMemory*>(mapped);
     static_cast<void>(pthread_atfork([] { Get()->BeginOwnTime(); }, nullptr, nullptr));

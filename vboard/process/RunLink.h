@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What ties a program to the run it is part of: the runner's words and the memory shared with it.
+// What ties a program to the run it is part of: the memory shared with the runner, its words in it.
 // There is one in every program of the run, also in those that never touch the board.
 
 #include <cstdint>
 #include <optional>
 #include <string_view>
 
-#include "vboard/board/Session.h"
+#include "vboard/session/Session.h"
 #include "vboard/text/TextSink.h"
 #include "vboard/time/VirtualClock.h"
 
@@ -19,7 +19,8 @@ public:
     /// nullptr when the program was not started by the runner.
     [[nodiscard]] static RunLink* Get();
 
-    [[nodiscard]] const Session& TheSession() const { return m_session; }
+    /// The runner's words and all of the memory shared with it, for as long as the program lives.
+    [[nodiscard]] const Session& TheSession() const { return m_memory->session; }
     [[nodiscard]] RunMemory& Memory() const { return *m_memory; }
 
     /// True for paths that belong to the board, or to hardware that the program must not reach.
@@ -28,10 +29,10 @@ public:
     /// The descriptors that the run needs, first and last. Programs that close whatever they find
     /// open may not close these.
     [[nodiscard]] unsigned FirstReserved() const {
-        return static_cast<unsigned>(m_session.FirstDescriptor());
+        return static_cast<unsigned>(TheSession().FirstDescriptor());
     }
     [[nodiscard]] unsigned LastReserved() const {
-        return static_cast<unsigned>(m_session.LastDescriptor());
+        return static_cast<unsigned>(TheSession().LastDescriptor());
     }
 
     /// Writes to the inherited `descriptor` past every wrapper. What can't be written is lost, and
@@ -56,7 +57,6 @@ private:
     RunLink() = default;
     [[nodiscard]] bool Make(const char* words);
 
-    Session m_session;
     RunMemory* m_memory = nullptr;
     std::optional<std::int64_t> m_ownNs;
 };

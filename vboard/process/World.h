@@ -11,13 +11,13 @@
 
 #include "vboard/board/Board.h"
 #include "vboard/board/BoardFile.h"
-#include "vboard/board/Session.h"
 #include "vboard/faults/FaultPlan.h"
 #include "vboard/process/LineFile.h"
 #include "vboard/process/RealTimePacer.h"
 #include "vboard/process/Recordings.h"
 #include "vboard/process/RunLink.h"
 #include "vboard/record/Transcript.h"
+#include "vboard/session/Session.h"
 #include "vboard/time/MustHold.h"
 
 namespace vboard {

@@ -49,9 +49,12 @@ private:
     std::string m_path;
 };
 
+/// A file of the board behind a descriptor and the turn to use it; nothing, and no turn, where it
+/// is not the board's. The turn lasts as long as this is kept.
 class FileTurn {
 public:
     FileTurn() = default;
+    /// May wait for the turn. Empty when another thread has closed the file meanwhile.
     explicit FileTurn(int descriptor)
         : m_turn(std::in_place), m_file(TheDescriptors().At(descriptor)) {
         if (m_file == nullptr) {

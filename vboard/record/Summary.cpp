@@ -16,29 +16,40 @@ std::uint64_t Nanoseconds(Duration length) {
     return static_cast<std::uint64_t>(length.count());
 }
 
-void Add(Activity& sum, const Activity& part) {
-    sum.count += part.count;
-    sum.lineNs += part.lineNs;
-    sum.busyNs += part.busyNs;
-    sum.pauseNs += part.pauseNs;
-    sum.waitingNs += part.waitingNs;
-    sum.leastNs += part.leastNs;
-    sum.charactersToChip += part.charactersToChip;
-    sum.charactersToHost += part.charactersToHost;
-    sum.syncs += part.syncs;
-    sum.frames += part.frames;
-    sum.refusals += part.refusals;
-    sum.retries += part.retries;
-    sum.blocks += part.blocks;
-    sum.blockBytes += part.blockBytes;
-    sum.acknowledgedBlocks += part.acknowledgedBlocks;
-    sum.acknowledgedBytes += part.acknowledgedBytes;
-}
+constexpr std::array<ActivityField, 16> kFields{{
+    {"count", &Activity::count},
+    {"line_ns", &Activity::lineNs},
+    {"chip_busy_ns", &Activity::busyNs},
+    {"pause_ns", &Activity::pauseNs},
+    {"waiting_ns", &Activity::waitingNs},
+    {"least_ns", &Activity::leastNs},
+    {"characters_to_chip", &Activity::charactersToChip},
+    {"characters_to_host", &Activity::charactersToHost},
+    {"syncs", &Activity::syncs},
+    {"frames", &Activity::frames},
+    {"refusals", &Activity::refusals},
+    {"retries", &Activity::retries},
+    {"blocks", &Activity::blocks},
+    {"block_bytes", &Activity::blockBytes},
+    {"acknowledged_blocks", &Activity::acknowledgedBlocks},
+    {"acknowledged_bytes", &Activity::acknowledgedBytes},
+}};
+static_assert(sizeof(Activity) == kFields.size() * sizeof(std::uint64_t));
 
 }  // namespace
 
 std::string_view NameOf(Operation operation) {
     return kNames.at(static_cast<std::size_t>(operation));
+}
+
+std::span<const ActivityField> AllActivityFields() {
+    return kFields;
+}
+
+void Add(Activity& sum, const Activity& part) {
+    for (const ActivityField& field : kFields) {
+        sum.*field.value += part.*field.value;
+    }
 }
 
 Summary::Summary(const VirtualClock& clock, SummaryCounts& counts)
@@ -102,7 +113,7 @@ void Summary::OnLoaderCommand(const LoaderCommand& command) {
     m_now.retries += std::exchange(m_failedBefore, true) ? 1 : 0;
     m_syncBefore = false;
     m_awaitsAnswer = true;
-    m_erased |= command.command == kErase || command.command == kMassErase;
+    m_erased |= command.command == kEraseFlash || command.command == kMassErase;
     m_blockBytes = command.command == kReceiveBlock ? command.lengthBytes : 0;
     m_now.blocks += command.command == kReceiveBlock ? 1 : 0;
     m_now.blockBytes += m_blockBytes;

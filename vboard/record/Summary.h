@@ -11,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "vboard/probe/Modes.h"
@@ -28,6 +29,7 @@ enum class Operation : std::uint8_t {
     kCount
 };
 
+/// How many there are.
 inline constexpr std::size_t kOperationCount = static_cast<std::size_t>(Operation::kCount);
 
 /// As in summaries.
@@ -60,9 +62,22 @@ struct Activity {
     std::uint64_t acknowledgedBytes;
 };
 
+/// A number of an activity, under its name in summaries.
+struct ActivityField {
+    std::string_view name;
+    std::uint64_t Activity::*value;
+};
+
+/// The table: every number, in the order of the struct.
+[[nodiscard]] std::span<const ActivityField> AllActivityFields();
+
+/// Adds each number of `part` to that of `sum`.
+void Add(Activity& sum, const Activity& part);
+
 /// In the order of Operation.
 using SummaryCounts = std::array<Activity, kOperationCount>;
 
+/// Counts one program's run as it happens.
 class Summary : public Probe {
 public:
     /// Adds to `counts`. Both must outlive the summary.

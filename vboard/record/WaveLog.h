@@ -31,12 +31,15 @@ enum class WaveLane : std::uint8_t {
     kChipBusy,
     kCount
 };
+/// How many there are.
 inline constexpr std::size_t kWaveLaneCount = static_cast<std::size_t>(WaveLane::kCount);
+/// In the place of an index into Boxes().
 inline constexpr int kNoBox = -1;
 
 /// A value for each lane.
 using WaveState = std::array<int, kWaveLaneCount>;
 
+/// A lane has another value from an instant on.
 struct WaveChange {
     Instant when;
     WaveLane lane;
@@ -74,8 +77,10 @@ struct WaveOperation {
     std::optional<Instant> end;
 };
 
+/// Keeps all of a run in memory; a picture is drawn when it has ended.
 class WaveLog : public Probe {
 public:
+    /// `clock` must outlive the log.
     explicit WaveLog(const VirtualClock& clock);
 
     /// From here on changes are kept; what was announced before is the state at the beginning.
@@ -83,6 +88,8 @@ public:
     /// Completes boxes and puts the changes in the order of time. To be called once.
     void Finish();
 
+    /// The lanes at Begin, and what has been kept since, each in the order of time. Whole after
+    /// Finish.
     [[nodiscard]] const WaveState& StateAtBegin() const { return m_first; }
     [[nodiscard]] const std::vector<WaveChange>& Changes() const { return m_changes; }
     [[nodiscard]] const std::vector<WaveBox>& Boxes() const { return m_boxes; }

@@ -20,6 +20,7 @@ struct MemoryStretch {
     std::size_t programmedBytes = 0;  ///< Those that do not hold 0xFF; 0: all is erased.
 };
 
+/// One memory of the chip and how full it is.
 struct MemoryArea {
     std::string_view name;  ///< "main", "information"
     AddressRange range;
@@ -36,6 +37,7 @@ struct LineView {
     bool high = false;  ///< The level on the line, whoever decides it.
 };
 
+/// All that `vboard show` tells, before it becomes words.
 struct BoardView {
     const BoardFile& file;
     std::vector<LineView> lines;

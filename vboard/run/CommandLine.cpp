@@ -3,13 +3,15 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -17,6 +19,7 @@
 #include "vboard/run/Commands.h"
 #include "vboard/run/Refuse.h"
 #include "vboard/run/RunOptions.h"
+#include "vboard/text/Numbers.h"
 
 namespace vboard {
 namespace {
@@ -54,9 +57,7 @@ CLI::Validator FileName() {
 CLI::Validator WholeNumber() {
     const auto problem = [](const std::string& text) {
         std::uint64_t value = 0;
-        const char* end = text.data() + text.size();
-        const auto [read, error] = std::from_chars(text.data(), end, value);
-        return error == std::errc{} && read == end
+        return ParseWhole(text, 10, value)
                    ? std::string()
                    : "'" + text + "' is not a whole number from 0 to 18446744073709551615";
     };
@@ -96,7 +97,8 @@ CLI::Option* AddWord(CLI::App& command, std::vector<std::string>& settings, cons
 /// The options that say what a new board is. Each that is given appends its KEY=VALUE to
 /// `settings`, which must outlive `command`. Returns --start.
 CLI::Option* AddSetupOptions(CLI::App& command, std::vector<std::string>& settings) {
-    AddWord(command, settings, "model", "Board model: BRDA, BRDB or BRDC; or a board's FILE.toml (GPIO 0 to 255)");
+    AddWord(command, settings, "model",
+            "Board model: BRDA, BRDB or BRDC; or a board's FILE.toml (GPIO 0 to 255)");
     AddWord(command, settings, "chip", "Part on the board (vboard list chips)");
     AddWord(command, settings, "port", "Path of the programming port");
     AddWord(command, settings, "comm", "Path of the communication device");
@@ -204,8 +206,7 @@ int RunOrRefuse(const RunOptions& options) {
 // Each adds its command to `app`. Parsing a command line that chooses it sets `chosen`, which must
 // outlive `app`.
 
-/// `program` is what stands behind "--": the program to run and its arguments.
-void AddRunCommand(CLI::App& app, Action& chosen, const std::vector<std::string>& program) {
+void AddRunCommand(CLI::App& app, Action& chosen, const CommandLine& line) {
     const auto shared = std::make_shared<RunOptions>();
     RunOptions& options = *shared;
     CLI::App& run = *app.add_subcommand("run", "Run a program on a virtual board");
@@ -232,13 +233,13 @@ void AddRunCommand(CLI::App& app, Action& chosen, const std::vector<std::string>
     AddSummary(run, options);
     AddLibrary(run, options);
     run.add_flag("--quiet", options.quiet, "No summary at the end");
-    run.callback([&chosen, shared, program] {
+    run.callback([&chosen, shared, program = line.program] {
         shared->program = program;
         chosen = [shared] { return RunOrRefuse(*shared); };
     });
 }
 
-void AddNewCommand(CLI::App& app, Action& chosen) {
+void AddNewCommand(CLI::App& app, Action& chosen, const CommandLine& /*line*/) {
     const auto options = std::make_shared<NewOptions>();
     CLI::App& command = *app.add_subcommand("new", "Make a board and keep it in a file");
     command.add_option("file", options->path, "The board's file; it must not exist yet")
@@ -262,7 +263,7 @@ void AddNewCommand(CLI::App& app, Action& chosen) {
     command.callback([&chosen, options] { chosen = [options] { return New(*options); }; });
 }
 
-void AddShowCommand(CLI::App& app, Action& chosen) {
+void AddShowCommand(CLI::App& app, Action& chosen, const CommandLine& /*line*/) {
     const auto options = std::make_shared<ShowOptions>();
     CLI::App& command = *app.add_subcommand(
         "show", "Show a board's wiring, lines, loader, memory and running version");
@@ -274,7 +275,7 @@ void AddShowCommand(CLI::App& app, Action& chosen) {
     command.callback([&chosen, options] { chosen = [options] { return Show(*options); }; });
 }
 
-void AddDumpCommand(CLI::App& app, Action& chosen) {
+void AddDumpCommand(CLI::App& app, Action& chosen, const CommandLine& /*line*/) {
     const auto options = std::make_shared<DumpOptions>();
     CLI::App& command =
         *app.add_subcommand("dump", "Write what the flash of a board holds as Intel HEX");
@@ -290,7 +291,7 @@ void AddDumpCommand(CLI::App& app, Action& chosen) {
     command.callback([&chosen, options] { chosen = [options] { return Dump(*options); }; });
 }
 
-void AddListCommand(CLI::App& app, Action& chosen) {
+void AddListCommand(CLI::App& app, Action& chosen, const CommandLine& /*line*/) {
     CLI::App& command = *app.add_subcommand("list", "List what there is to choose from");
     command.require_subcommand(1);
     for (const ListTable& table : AllListTables()) {
@@ -301,6 +302,28 @@ void AddListCommand(CLI::App& app, Action& chosen) {
             };
         });
     }
+}
+
+struct Command {
+    std::string_view name;
+    void (*add)(CLI::App& app, Action& chosen, const CommandLine& line);
+};
+
+constexpr std::array<Command, 5> kCommands{{
+    {"run", AddRunCommand},
+    {"new", AddNewCommand},
+    {"show", AddShowCommand},
+    {"dump", AddDumpCommand},
+    {"list", AddListCommand},
+}};
+
+/// The command that the first word names, all of them where it names none: adding those that are
+/// not meant would take a twentieth of a short run.
+std::span<const Command> CommandsFor(const CommandLine& line) {
+    const std::string_view first = line.own.empty() ? std::string_view{} : line.own.back();
+    const auto* found = std::find_if(kCommands.begin(), kCommands.end(),
+                                     [first](const Command& row) { return row.name == first; });
+    return found == kCommands.end() ? std::span<const Command>(kCommands) : std::span(found, 1);
 }
 
 /// A word is missing, or none of those that can stand there: says what there is to choose from.
@@ -343,11 +366,9 @@ int CarryOut(int argc, char** argv) {
     app.require_subcommand(1);
     app.set_version_flag("--version", "vboard " VBOARD_VERSION);
     Action chosen;
-    AddRunCommand(app, chosen, line.program);
-    AddNewCommand(app, chosen);
-    AddShowCommand(app, chosen);
-    AddDumpCommand(app, chosen);
-    AddListCommand(app, chosen);
+    for (const Command& command : CommandsFor(line)) {
+        command.add(app, chosen, line);
+    }
     try {
         app.parse(std::move(line.own));
     } catch (const CLI::Success& success) {

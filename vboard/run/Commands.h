@@ -16,6 +16,7 @@ struct NewOptions {
     std::vector<std::string> settings;  ///< KEY=VALUE
     std::string imagePath;              ///< Empty: the older firmware that boards begin with.
 };
+/// Makes it, or says on standard error why it can not be made.
 [[nodiscard]] int New(const NewOptions& options);
 
 /// `vboard show`: prints what a kept board is, does and holds.
@@ -23,6 +24,7 @@ struct ShowOptions {
     std::string path;
     bool json = false;
 };
+/// Prints it to standard output.
 [[nodiscard]] int Show(const ShowOptions& options);
 
 /// `vboard dump`: writes what the flash of a board holds, as Intel HEX.
@@ -30,6 +32,7 @@ struct DumpOptions {
     std::string boardPath;
     std::string imagePath = "-";  ///< "-" is standard output.
 };
+/// Writes it, or says on standard error why it can not be written.
 [[nodiscard]] int Dump(const DumpOptions& options);
 
 /// `vboard list`: the tables that boards and faults are made from, and what prints each.
@@ -38,6 +41,7 @@ struct ListTable {
     const char* meaning;
     void (*list)();
 };
+/// The tables, in the order of their listing.
 [[nodiscard]] std::span<const ListTable> AllListTables();
 
 }  // namespace vboard

@@ -11,8 +11,10 @@ namespace vboard {
 class Descriptor {
 public:
     Descriptor() = default;
+    /// Takes over `number`, which it closes at its end; -1, as a failed open gives, is fine.
     explicit Descriptor(int number) : m_number(number) {}
     ~Descriptor() { Reset(); }
+    /// What is moved from owns nothing.
     Descriptor(Descriptor&& other) noexcept : m_number(std::exchange(other.m_number, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
         if (this != &other) {
@@ -24,6 +26,7 @@ public:
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 
+    /// For calls of libc; stays owned here. -1 when nothing is open.
     [[nodiscard]] int Number() const { return m_number; }
     [[nodiscard]] bool IsOpen() const { return m_number >= 0; }
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "vboard/board/Session.h"
+#include "vboard/session/Session.h"
 
 namespace vboard {
 

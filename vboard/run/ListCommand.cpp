@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "vboard/board/StartState.h"
+#include "vboard/board/BoardSetup.h"
 #include "vboard/faults/FaultTable.h"
 #include "vboard/run/Commands.h"
 #include "vboard/text/Format.h"

@@ -10,7 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "vboard/board/ProgramFile.h"
+#include "vboard/session/ProgramFile.h"
+#include "vboard/session/Session.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
@@ -95,8 +96,8 @@ std::string NameOfProgram(const RunOptions& options) {
     return CommandOf(options).front();
 }
 
-void BecomeProgram(const RunOptions& options, const Session& session, const std::string& library) {
-    setenv(kSessionVariable, session.Text().c_str(), 1);
+void BecomeProgram(const RunOptions& options, int memory, const std::string& library) {
+    setenv(kSessionVariable, std::to_string(memory).c_str(), 1);
     Preload(options, library);
     const std::vector<std::string> words = CommandOf(options);
     std::vector<char*> arguments;

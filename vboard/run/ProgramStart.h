@@ -5,7 +5,6 @@
 
 #include <string>
 
-#include "vboard/board/Session.h"
 #include "vboard/run/RunOptions.h"
 
 namespace vboard {
@@ -19,8 +18,9 @@ namespace vboard {
 [[nodiscard]] bool CheckProgram(const RunOptions& options, const std::string& library,
                                 std::string& problem);
 
-/// The child of the runner becomes the program. Returns only when that failed: errno says why.
-void BecomeProgram(const RunOptions& options, const Session& session, const std::string& library);
+/// The child of the runner becomes the program. `memory` is the inherited descriptor of the run's
+/// memory, which has its session in it. Returns only when that failed: errno says why.
+void BecomeProgram(const RunOptions& options, int memory, const std::string& library);
 
 /// The program that is started: the emulator if there is one.
 [[nodiscard]] std::string NameOfProgram(const RunOptions& options);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/run/Refuse.h"
 
-#include "vboard/board/Session.h"
+#include "vboard/session/Session.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {

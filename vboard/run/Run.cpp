@@ -13,17 +13,17 @@
 #include <cstdio>
 #include <cstring>
 
-#include "vboard/board/ProgramFile.h"
-#include "vboard/board/Session.h"
 #include "vboard/run/BoardAccess.h"
-#include "vboard/run/FaultOrder.h"
 #include "vboard/run/FileClaims.h"
+#include "vboard/run/GatherFaults.h"
 #include "vboard/run/LibraryWatch.h"
 #include "vboard/run/ProgramStart.h"
 #include "vboard/run/ReplayLine.h"
 #include "vboard/run/RunOptions.h"
 #include "vboard/run/RunOutputs.h"
-#include "vboard/run/SummaryOrder.h"
+#include "vboard/run/SummaryOutput.h"
+#include "vboard/session/ProgramFile.h"
+#include "vboard/session/Session.h"
 #include "vboard/text/Format.h"
 
 namespace vboard {
@@ -42,7 +42,7 @@ struct RunFiles {
     RunReport* reportMemory = nullptr;
     Descriptor faults;
     RunOutputs outputs;
-    SummaryOrder summary;
+    SummaryOutput summary;
     bool endedWithoutLibrary = false;
 };
 
@@ -164,7 +164,7 @@ int Inherited(const Descriptor& descriptor, RunReport& report) {
     RunReport& report = *files.reportMemory;
     Session session;
     session.boardDescriptor = Inherited(files.board, report);
-    session.reportDescriptor = Inherited(files.report, report);
+    session.memoryDescriptor = Inherited(files.report, report);
     session.transcriptDescriptor = Inherited(files.outputs.File(Output::kTranscript), report);
     session.faultsDescriptor = Inherited(files.faults, report);
     session.callsDescriptor = Inherited(files.outputs.File(Output::kCalls), report);
@@ -172,11 +172,12 @@ int Inherited(const Descriptor& descriptor, RunReport& report) {
     session.noiseSeed = options.noiseSeed;
     session.vcdDescriptor = Inherited(files.outputs.File(Output::kWaveform), report);
     session.waveDescriptor = Inherited(files.outputs.File(Output::kPicture), report);
-    session.wavePart = options.wavePart;
-    session.summaryDescriptor = Inherited(files.summary.Counts(), report);
+    session.wavePart = static_cast<std::uint16_t>(options.wavePart);
+    session.counts = files.summary.IsWanted() ? 1 : 0;
     session.pace = options.pace;
     session.limitNs = static_cast<std::int64_t>(options.timeLimitSeconds * 1e9);
-    BecomeProgram(options, session, library);
+    files.memory->session = session;
+    BecomeProgram(options, session.memoryDescriptor, library);
     report.startError = errno;
     _exit(errno == ENOENT ? kExitNotFound : kExitCannotExecute);
 }
@@ -247,7 +248,7 @@ bool Summarize(const RunOptions& options, const RunFiles& files, int status) {
         Say(Formatted("the board {}", problem));
         return false;
     }
-    const bool reported = files.summary.Report(status, report, now, problem);
+    const bool reported = files.summary.Report(status, *files.memory, now, problem);
     if (!reported) {
         Say(problem);
     }

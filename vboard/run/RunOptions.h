@@ -7,8 +7,8 @@
 
 namespace vboard {
 
-/// Exit statuses of the runner besides the program's own and those of board/Session.h, as `env` has
-/// them.
+/// Exit statuses of the runner besides the program's own and those of session/Session.h, as `env`
+/// has them.
 inline constexpr int kExitCannotExecute = 126;
 inline constexpr int kExitNotFound = 127;
 inline constexpr int kExitSignalBase = 128;

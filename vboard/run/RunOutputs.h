@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "vboard/board/Session.h"
 #include "vboard/run/Descriptor.h"
 #include "vboard/run/RunOptions.h"
+#include "vboard/session/Session.h"
 
 namespace vboard {
 

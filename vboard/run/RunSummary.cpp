@@ -3,7 +3,6 @@
 
 #include <sys/wait.h>
 
-#include <array>
 #include <nlohmann/json.hpp>
 
 #include "vboard/text/Format.h"
@@ -13,46 +12,22 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-struct Field {
-    const char* name;
-    std::uint64_t Activity::*value;
-};
-
-constexpr std::array<Field, 15> kFields{{
-    {"line_ns", &Activity::lineNs},
-    {"chip_busy_ns", &Activity::busyNs},
-    {"pause_ns", &Activity::pauseNs},
-    {"waiting_ns", &Activity::waitingNs},
-    {"least_ns", &Activity::leastNs},
-    {"characters_to_chip", &Activity::charactersToChip},
-    {"characters_to_host", &Activity::charactersToHost},
-    {"syncs", &Activity::syncs},
-    {"frames", &Activity::frames},
-    {"refusals", &Activity::refusals},
-    {"retries", &Activity::retries},
-    {"blocks", &Activity::blocks},
-    {"block_bytes", &Activity::blockBytes},
-    {"acknowledged_blocks", &Activity::acknowledgedBlocks},
-    {"acknowledged_bytes", &Activity::acknowledgedBytes},
-}};
-
 std::uint64_t LengthOf(const Activity& activity) {
     return activity.lineNs + activity.busyNs + activity.pauseNs + activity.waitingNs;
 }
 
+/// `count` is not among them: there is no sum of it.
 void AddFields(Json& object, const Activity& activity) {
     object["virtual_time_ns"] = LengthOf(activity);
-    for (const Field& field : kFields) {
-        object[field.name] = activity.*field.value;
+    for (const ActivityField& field : AllActivityFields().subspan(1)) {
+        object[std::string(field.name)] = activity.*field.value;
     }
 }
 
 Activity Total(const SummaryCounts& counts) {
     Activity total{};
     for (const Activity& activity : counts) {
-        for (const Field& field : kFields) {
-            total.*field.value += activity.*field.value;
-        }
+        Add(total, activity);
     }
     return total;
 }

@@ -7,8 +7,8 @@
 
 #include "image/MemoryImage.h"
 #include "vboard/board/BoardFile.h"
-#include "vboard/board/Session.h"
 #include "vboard/record/Summary.h"
+#include "vboard/session/Session.h"
 
 namespace vboard {
 
@@ -32,6 +32,7 @@ struct FlashComparison {
     int firstDifference = -1;        ///< Its address; -1: none.
     std::size_t leftoverBytes = 0;   ///< In main memory outside the image, and not erased.
 };
+/// Holds the flash of a kept board against `image`, whose bytes lie in the part's flash.
 [[nodiscard]] FlashComparison CompareFlash(const image::MemoryImage& image, const BoardFile& board);
 
 }  // namespace vboard

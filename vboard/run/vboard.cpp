@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <exception>
 
-#include "vboard/board/Session.h"
 #include "vboard/run/CommandLine.h"
+#include "vboard/session/Session.h"
 
 int main(int argc, char** argv) {
     try {

@@ -12,6 +12,7 @@ namespace vboard {
 struct SourceLine {
     const char* file;
     int line;
+    /// The line of the caller, when called without arguments.
     [[nodiscard]] static constexpr SourceLine Here(const char* file = __builtin_FILE(),
                                                    int line = __builtin_LINE()) {
         return {file, line};

@@ -38,16 +38,22 @@ public:
     [[nodiscard]] virtual std::chrono::nanoseconds Now() const = 0;
 };
 
+/// What the standard library calls a clock, as an object: several may run in one program, so Now
+/// stands in the place of now. With it, what is due.
 class VirtualClock {
 public:
+    /// What <chrono> expects of a clock.
     using duration = Duration;
     using rep = duration::rep;
     using period = duration::period;
     using time_point = std::chrono::time_point<VirtualClock, Duration>;
     static constexpr bool is_steady = true;
 
+    /// Counted from the beginning of the run.
     using Instant = time_point;
+    /// What is done at an instant. It may ask for more.
     using Action = std::function<void()>;
+    /// Names an action that was asked for; 0 names none.
     using Ticket = std::uint64_t;
 
     /// How a wait ended.
@@ -76,10 +82,12 @@ public:
         virtual bool MayMove(const Wait& wait) = 0;
     };
 
+    /// Begins at `start`, with nothing due.
     explicit VirtualClock(Instant start = Instant{}) : m_now(start) {}
     VirtualClock(const VirtualClock&) = delete;
     VirtualClock& operator=(const VirtualClock&) = delete;
 
+    /// Stands still but in the calls below.
     [[nodiscard]] Instant Now() const { return m_now; }
 
     /// Asks for `action` at `when`; an instant in the past is served at once when time next moves.
@@ -151,6 +159,7 @@ private:
     Action m_onLimit;
 };
 
+/// An instant of a board, wherever one is spoken of.
 using Instant = VirtualClock::Instant;
 
 }  // namespace vboard

@@ -12,6 +12,7 @@
 
 namespace vboard {
 
+/// A row of the table of models. Texts are static.
 struct BoardModel {
     std::string_view name;
     std::string_view portPath;  ///< The programming port.
@@ -20,6 +21,7 @@ struct BoardModel {
     std::array<unsigned, kHostLineCount> gpios;  ///< In the order of HostLine.
 };
 
+/// The table; the first is the model of a board of which nothing is said.
 [[nodiscard]] std::span<const BoardModel> AllBoardModels();
 /// nullptr when there is no such model.
 [[nodiscard]] const BoardModel* FindBoardModel(std::string_view name);

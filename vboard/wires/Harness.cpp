@@ -9,24 +9,24 @@ namespace {
 struct Wire {
     HostLine line;
     Pin pin;
-    bool pullsUp;  ///< Level of the line while nobody drives it.
-    Signal signal;
+    Signal signal;  ///< Idle, it has the level of the line while nobody drives it.
 };
 
 // As the waveforms of the board's programs imply it: the line called RxD/NMI moves RST/NMI, and the
 // line called reset holds the whole chip. A part with another wiring gets a row of its own.
 constexpr std::array<Wire, kHostLineCount> kWires{{
-    {HostLine::kReset, Pin::kHold, false, Signal::kResetGpio},
-    {HostLine::kRxdNmi, Pin::kRstNmi, true, Signal::kRxdNmiGpio},
-    {HostLine::kMspTck, Pin::kTck, true, Signal::kMspTckGpio},
+    {HostLine::kReset, Pin::kHold, Signal::kResetGpio},
+    {HostLine::kRxdNmi, Pin::kRstNmi, Signal::kRxdNmiGpio},
+    {HostLine::kMspTck, Pin::kTck, Signal::kMspTckGpio},
 }};
 
 constexpr const Wire& WireOf(HostLine line) {
     return kWires[static_cast<std::size_t>(line)];
 }
 
-constexpr bool LevelOf(const Wire& wire, Drive drive) {
-    return drive == Drive::kReleased ? wire.pullsUp : drive == Drive::kHigh;
+bool LevelOf(const Wire& wire, Drive drive) {
+    const bool pullsUp = InfoOf(wire.signal).idleValue != 0;
+    return drive == Drive::kReleased ? pullsUp : drive == Drive::kHigh;
 }
 
 }  // namespace

@@ -13,6 +13,7 @@ namespace vboard {
 
 class MessageWire;
 
+/// The three lines and the switch of one board.
 class Harness {
 public:
     /// All must outlive the harness.
@@ -21,9 +22,12 @@ public:
     /// Takes over kept levels without any edge: nothing reaches the chip.
     void Restore(const std::array<Drive, kHostLineCount>& drives, bool tristate);
 
+    /// The host drives a line or lets go of it. An edge reaches the chip unless a fault takes it.
     void Set(HostLine line, Drive drive);
+    /// True cuts the second link off from the chip.
     void SetTristate(bool on);
 
+    /// What was set last, of the switch and of a line.
     [[nodiscard]] bool Tristate() const { return m_tristate; }
     [[nodiscard]] Drive Driven(HostLine line) const;
     /// The level that a reader of the line sees.

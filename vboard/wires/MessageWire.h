@@ -11,14 +11,18 @@
 
 namespace vboard {
 
+/// Connects one chip and one communication device, in both directions at no cost of time.
 class MessageWire : public MessageSink {
 public:
+    /// Gets whole messages without their length byte.
     using Receiver = std::function<void(std::span<const std::uint8_t>)>;
 
+    /// Both must outlive the wire.
     MessageWire(Probe& probe, Chip& chip) : m_probe(probe), m_chip(chip) {}
 
     /// Who gets the chip's messages at the host's end.
     void ConnectHost(Receiver receiver) { m_receiver = std::move(receiver); }
+    /// True cuts the link, false mends it. What was sent meanwhile is not kept.
     void Cut(bool cut) { m_cut = cut; }
 
     /// A message from the host, without its length byte.

@@ -81,7 +81,7 @@ void SerialLane::StartNext() {
     Queued& next = m_queue[m_head];
     CharacterFault fault;
     if (!next.again) {
-        fault = m_faults.OnCharacter(m_direction == Direction::kHostToChip, next.value);
+        fault = m_faults.FaultOfCharacter(m_direction == Direction::kHostToChip, next.value);
     }
     if (fault.kind == CharacterFault::Kind::kLate) {
         next.again = true;

@@ -17,6 +17,7 @@ namespace vboard {
 
 class SerialLane {
 public:
+    /// As the receiver at the end of the lane has them.
     using Deliver = UartReceiver::Deliver;
     using FormatOf = UartReceiver::FormatOf;
 

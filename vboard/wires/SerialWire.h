@@ -18,8 +18,10 @@ public:
 
     /// The format that the host's port is set to, in both directions.
     void SetHostFormat(const SerialFormat& format) { m_hostFormat = format; }
+    /// What was set last.
     [[nodiscard]] const SerialFormat& HostFormat() const { return m_hostFormat; }
 
+    /// Queues a character of the host in its format.
     void SendToChip(std::uint8_t value) { m_toChip.Send(value, m_hostFormat); }
     void Send(std::uint8_t value, const SerialFormat& format) override {
         m_toHost.Send(value, format);
@@ -34,6 +36,7 @@ public:
 
     /// Characters of the host still queued or on the wire.
     [[nodiscard]] std::size_t PendingToChip() const { return m_toChip.Pending(); }
+    /// Takes back what has not begun: the character on the wire goes on.
     void DropQueuedToChip() { m_toChip.DropQueued(); }
     /// The host pulls its transmit line low, or lets go of it: see SerialLane::SetBreak.
     void SetBreakToChip(bool low) { m_toChip.SetBreak(low); }

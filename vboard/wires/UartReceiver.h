@@ -27,11 +27,15 @@ struct CharacterBits {
     std::uint16_t bits;
     unsigned bitCount;
 };
+/// `value` as a sender of this format puts it on the line.
 [[nodiscard]] CharacterBits Encode(std::uint8_t value, const SerialFormat& format);
 
+/// One receiver at the end of one line.
 class UartReceiver {
 public:
+    /// Gets a character that was received, with what is wrong with it.
     using Deliver = std::function<void(const ReceivedCharacter&)>;
+    /// Asked for the format that the receiver is set to.
     using FormatOf = std::function<const SerialFormat&()>;
 
     /// `clock` must outlive the receiver. `format` is asked whenever a character is completed;
@@ -58,6 +62,7 @@ public:
         m_finish = 0;
     }
 
+    /// Delivers what Ends has returned.
     void Hand(const ReceivedCharacter& character) const { m_deliver(character); }
 
 private:

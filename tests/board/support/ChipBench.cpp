@@ -73,16 +73,17 @@ std::string RecordingProbe::TimedText() const {
     return text;
 }
 
-vboard::AnswerFault BenchFaults::OnAnswer(std::uint8_t command, std::uint16_t address,
-                                          std::span<const std::uint8_t> answer) {
+vboard::AnswerFault BenchFaults::FaultOfAnswer(std::uint8_t command, std::uint16_t address,
+                                               std::span<const std::uint8_t> answer) {
     return onAnswer ? onAnswer(command, address, answer) : vboard::AnswerFault{};
 }
 
-std::uint8_t BenchFaults::OnProgram(std::uint16_t address, std::uint8_t old, std::uint8_t wanted) {
+std::uint8_t BenchFaults::CellAfterProgramming(std::uint16_t address, std::uint8_t old,
+                                               std::uint8_t wanted) {
     return onProgram ? onProgram(address, old, wanted) : wanted;
 }
 
-std::uint8_t BenchFaults::OnErase(std::uint16_t address, std::uint8_t old) {
+std::uint8_t BenchFaults::CellAfterErase(std::uint16_t address, std::uint8_t old) {
     return onErase ? onErase(address, old) : std::uint8_t{0xFF};
 }
 

@@ -82,10 +82,11 @@ public:
     std::function<std::uint8_t(std::uint16_t, std::uint8_t, std::uint8_t)> onProgram;
     std::function<std::uint8_t(std::uint16_t, std::uint8_t)> onErase;
 
-    vboard::AnswerFault OnAnswer(std::uint8_t command, std::uint16_t address,
-                                 std::span<const std::uint8_t> answer) override;
-    std::uint8_t OnProgram(std::uint16_t address, std::uint8_t old, std::uint8_t wanted) override;
-    std::uint8_t OnErase(std::uint16_t address, std::uint8_t old) override;
+    vboard::AnswerFault FaultOfAnswer(std::uint8_t command, std::uint16_t address,
+                                      std::span<const std::uint8_t> answer) override;
+    std::uint8_t CellAfterProgramming(std::uint16_t address, std::uint8_t old,
+                                      std::uint8_t wanted) override;
+    std::uint8_t CellAfterErase(std::uint16_t address, std::uint8_t old) override;
 };
 
 /// What lies on the bench: a part, its options, what its memory holds.

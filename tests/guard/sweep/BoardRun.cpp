@@ -71,18 +71,18 @@ public:
         m_clock = &clock;
         FaultPlan::Begin(clock, probe, control);
     }
-    vboard::CallFault OnCall(vboard::CallKind kind, std::string_view path,
-                             std::size_t size) override {
-        return Looked(FaultPlan::OnCall(kind, path, size));
+    vboard::CallFault FaultOfCall(vboard::CallKind kind, std::string_view path,
+                                  std::size_t size) override {
+        return Looked(FaultPlan::FaultOfCall(kind, path, size));
     }
-    vboard::CharacterFault OnCharacter(bool toChip, std::uint8_t value) override {
+    vboard::CharacterFault FaultOfCharacter(bool toChip, std::uint8_t value) override {
         ++(toChip ? counts.charactersToChip : counts.charactersToHost);
-        return Looked(FaultPlan::OnCharacter(toChip, value));
+        return Looked(FaultPlan::FaultOfCharacter(toChip, value));
     }
-    vboard::AnswerFault OnAnswer(std::uint8_t command, std::uint16_t address,
-                                 std::span<const std::uint8_t> answer) override {
+    vboard::AnswerFault FaultOfAnswer(std::uint8_t command, std::uint16_t address,
+                                      std::span<const std::uint8_t> answer) override {
         ++counts.answers;
-        return Looked(FaultPlan::OnAnswer(command, address, answer));
+        return Looked(FaultPlan::FaultOfAnswer(command, address, answer));
     }
     bool EdgeArrives(std::string_view line, bool high) override {
         constexpr std::array<std::string_view, 3> kLines{"reset_gpio", "rxd_nmi_gpio",

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/run/FaultOrder.h"
+#include "vboard/run/GatherFaults.h"
 
 #include <fcntl.h>
 #include <unistd.h>

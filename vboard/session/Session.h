@@ -1,22 +1,19 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What the runner hands to the library in the program it starts, and what it gets back.
-//
-// The words travel in one environment variable; everything else through inherited descriptors: the
-// board file, the report, and the files to be written.
+// What the runner and the library in the programs that it starts have in common: memory that both
+// see, found through an inherited descriptor, whose number is in one environment variable.
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <string>
-#include <string_view>
 
-#include "vboard/board/HeldText.h"
+#include "vboard/record/Summary.h"
+#include "vboard/session/HeldText.h"
 
 namespace vboard {
 
-/// Name of the environment variable.
+/// Name of the environment variable. It holds the number of the memory's descriptor, in decimal.
 inline constexpr const char* kSessionVariable = "VBOARD_SESSION";
 
 /// And of another, for a program that begins with the time of the process it comes from: that time,
@@ -27,35 +24,35 @@ inline constexpr const char* kOwnTimeVariable = "VBOARD_TIME";
 /// where that is lower: programs choose theirs from below. Higher ones would make every fork dear.
 inline constexpr int kSessionDescriptorsEnd = 1024;
 /// As many as a run can need.
-inline constexpr int kMostSessionDescriptors = 8;
+inline constexpr int kMostSessionDescriptors = 7;
 
 /// Exit statuses of a run that the program did not end itself, as `timeout` and `env` have them.
 inline constexpr int kExitWaitsForEver = 124;
 inline constexpr int kExitOwnError = 125;
 
+/// The runner's words, written before the first program starts. Fixed-width fields, as in all of
+/// the shared memory, so that runner and program may differ in word size. A descriptor of -1: not
+/// asked for.
 struct Session {
-    int boardDescriptor = -1;
-    int reportDescriptor = -1;
-    int transcriptDescriptor = -1;  ///< -1: no transcript.
-    int faultsDescriptor = -1;      ///< The text of a fault plan; -1: none.
-    int callsDescriptor = -1;       ///< Where calls that can be struck are listed; -1: nowhere.
-    double noiseRate = 0;           ///< Share of events that random faults strike; 0 = none.
-    std::uint64_t noiseSeed = 0;
-    int vcdDescriptor = -1;      ///< -1: no waveform.
-    int summaryDescriptor = -1;  ///< Shared memory, SummaryCounts; -1: none.
-    int waveDescriptor = -1;     ///< A picture as WaveDrom source; -1: none.
-    unsigned wavePart = 0;       ///< What it shows: a WavePart.
-    double pace = 0;             ///< 1 = real time, 10 = ten times as fast, 0 = as fast as it can.
-    std::int64_t limitNs = 0;    ///< Virtual time after which the run is ended; 0 = none.
+    double noiseRate = 0;         ///< Share of events that random faults strike; 0 = none.
+    std::uint64_t noiseSeed = 0;  ///< Of the random faults.
+    double pace = 0;              ///< 1 = real time, 10 = ten times as fast, 0 = as fast as it can.
+    std::int64_t limitNs = 0;     ///< Virtual time after which the run is ended; 0 = none.
+    std::int32_t boardDescriptor = -1;
+    std::int32_t memoryDescriptor = -1;      ///< Of the memory that this lies in.
+    std::int32_t transcriptDescriptor = -1;  ///< Where the transcript goes.
+    std::int32_t faultsDescriptor = -1;      ///< The text of a fault plan.
+    std::int32_t callsDescriptor = -1;       ///< Where calls that can be struck are listed.
+    std::int32_t vcdDescriptor = -1;         ///< Where the waveform goes.
+    std::int32_t waveDescriptor = -1;        ///< Where a picture as WaveDrom source goes.
+    std::uint16_t wavePart = 0;              ///< What it shows: a WavePart.
+    std::uint16_t counts = 0;                ///< 1: RunMemory::counts are wanted.
 
     /// The lowest and the highest of its descriptors.
     [[nodiscard]] int FirstDescriptor() const;
     [[nodiscard]] int LastDescriptor() const;
-
-    [[nodiscard]] std::string Text() const;
-    /// False when the text is not one that Text() wrote.
-    [[nodiscard]] static bool Parse(std::string_view text, Session& session);
 };
+static_assert(sizeof(Session) == 64);
 
 /// What a run can be asked to write, apart from the summary.
 enum class Output : std::uint8_t { kTranscript, kCalls, kWaveform, kPicture, kCount };
@@ -69,8 +66,7 @@ enum class Verdict : std::uint32_t {
     kKilled,  ///< By an ordered fault.
 };
 
-/// Shared memory between runner and program; fixed-width fields, so that the two may differ in word
-/// size.
+/// What the programs tell the runner.
 struct RunReport {
     std::uint32_t verdict;
     std::uint32_t worlds;  ///< Programs of this run that have used the board so far.
@@ -101,9 +97,11 @@ static_assert(sizeof(RunReport) == 320);
 /// Longest path of a device, with its end.
 inline constexpr std::size_t kLongestDevicePath = 256;
 
-/// All of the shared memory.
+/// All of the shared memory; it begins as zeros.
 struct RunMemory {
     RunReport report;
+    Session session;
+    SummaryCounts counts;  ///< Added up by each program, where the session says so.
     std::array<char, kLongestDevicePath> portPath;
     std::array<char, kLongestDevicePath> commPath;
     HeldText transcript;

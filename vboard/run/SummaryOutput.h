@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The summary for programs that a run was asked for: the memory in which it is counted, the image
-// to compare with, and where it goes at the end.
+// The summary for programs that a run was asked for: the image to compare with, and where it goes
+// at the end.
 
 #include <optional>
 #include <string>
@@ -13,13 +13,8 @@
 
 namespace vboard {
 
-class SummaryOrder {
+class SummaryOutput {
 public:
-    SummaryOrder() = default;
-    ~SummaryOrder();
-    SummaryOrder(const SummaryOrder&) = delete;
-    SummaryOrder& operator=(const SummaryOrder&) = delete;
-
     // In this order; nothing to do is fine, too. On failure `problem` is one line.
 
     /// Reads the image to compare with.
@@ -29,20 +24,17 @@ public:
     /// Opens what the options ask for.
     [[nodiscard]] bool Open(const RunOptions& options, std::string& problem);
 
-    /// Shared memory of the size of SummaryCounts; closed when no summary is wanted.
-    [[nodiscard]] const Descriptor& Counts() const { return m_counts; }
+    /// Whether it was asked for: then the programs of the run have to count.
+    [[nodiscard]] bool IsWanted() const { return m_isWanted; }
 
     /// Writes the summary to the file that was asked for, and to standard error if that was.
     /// `status` is waitpid's; `board` is as the run left it. False when the file can't be written:
     /// `problem` is one line.
-    [[nodiscard]] bool Report(int status, const RunReport& report, const BoardFile& board,
+    [[nodiscard]] bool Report(int status, const RunMemory& memory, const BoardFile& board,
                               std::string& problem) const;
 
 private:
-    [[nodiscard]] bool MakeCounts(std::string& problem);
-
-    Descriptor m_counts;
-    SummaryCounts* m_memory = nullptr;
+    bool m_isWanted = false;
     std::string m_path;
     Descriptor m_file;
     std::string m_imagePath;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "vboard/board/ProgramFile.h"
+#include "vboard/session/ProgramFile.h"
 
 #include <elf.h>
 #include <fcntl.h>
