@@ -19,6 +19,7 @@ public:
     }
     void Add(const toml::source_position& place, std::string text);
 
+    /// True when nothing is wrong.
     [[nodiscard]] bool Empty() const { return m_found.empty(); }
     /// "PATH:LINE: text" for each, in the order of their lines.
     [[nodiscard]] std::vector<std::string> Lines(const std::string& path) const;

@@ -11,6 +11,7 @@
 
 namespace guard {
 
+/// The commands, one for each word that the command line may begin with.
 enum class Command : std::uint8_t {
     kInstall,
     kCheck,
@@ -23,6 +24,8 @@ enum class Command : std::uint8_t {
     kBoards
 };
 
+/// What was asked for: all options of all commands, at their neutral values where they were not
+/// given.
 struct CommandLine {
     Command command = Command::kInstall;
 

@@ -9,6 +9,7 @@
 
 namespace image {
 
+/// One thing that was found, in words for a person.
 struct Finding {
     unsigned line = 0;     ///< From 1 on; 0 where no line is to blame.
     bool refused = false;  ///< The file is not taken; otherwise it is only said.
@@ -20,16 +21,20 @@ struct Finding {
 /// Findings in the order in which they were made. Of too many the first are kept.
 class Findings {
 public:
+    /// A file of noise has a finding in each line; nobody reads more of them.
     static constexpr std::size_t kMostKept = 100;
 
+    /// The file is not taken because of this; `line` 0 where no line is to blame.
     void Refuse(unsigned line, std::string what, std::string remedy) {
         m_refused = true;
         Add({line, true, std::move(what), std::move(remedy)});
     }
+    /// Worth a word, and the file is taken nevertheless.
     void Say(unsigned line, std::string what, std::string remedy) {
         Add({line, false, std::move(what), std::move(remedy)});
     }
 
+    /// In the order in which they were made, at most kMostKept.
     [[nodiscard]] const std::vector<Finding>& Kept() const { return m_kept; }
     /// How many more there were than are kept.
     [[nodiscard]] std::size_t More() const { return m_more; }

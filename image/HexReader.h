@@ -33,11 +33,13 @@ namespace image {
 struct Area {
     std::uint16_t first = 0;
     std::uint16_t last = 0xFFFF;
+    /// Also for addresses beyond 16 bits, which no area has.
     [[nodiscard]] constexpr bool Contains(std::uint64_t address) const {
         return address >= first && address <= last;
     }
 };
 
+/// Reads one file.
 class HexReader {
 public:
     /// `areas` is what there is of memory; its name in findings is `memory`, as "main and
@@ -49,6 +51,7 @@ public:
     /// There is no more. Once, before the results below are looked at.
     void Finish();
 
+    /// What was wrong with it. Whoever knows more of the image may add to it.
     [[nodiscard]] const Findings& Found() const { return m_findings; }
     [[nodiscard]] Findings& Found() { return m_findings; }
     /// What was read; of use only if the file is not refused.

@@ -18,9 +18,11 @@ struct MemoryArea {
     std::uint16_t first = 0;
     std::uint16_t last = 0;
     std::uint16_t segmentBytes = 0;
+    /// True for both ends and what is between them.
     [[nodiscard]] constexpr bool Contains(std::uint32_t address) const {
         return address >= first && address <= last;
     }
+    /// At least 1, at most 65536.
     [[nodiscard]] constexpr std::uint32_t SizeBytes() const { return last - first + 1U; }
     bool operator==(const MemoryArea&) const = default;
 };
@@ -48,6 +50,8 @@ struct Part {
     bool operator==(const Part&) const = default;
 };
 
+/// A board as built in or as its file has it. `chip` is whole: a file fills what the part leaves
+/// open.
 struct Board {
     std::string name;                          ///< "BRDA".
     std::string source;                        ///< "built in", or the file's path.

@@ -7,6 +7,7 @@
 
 namespace guard {
 
+/// Lengths of time; a moment is the length since some fixed one.
 using Duration = std::chrono::nanoseconds;
 using Milliseconds = std::chrono::milliseconds;
 

@@ -16,8 +16,10 @@
 
 namespace guard {
 
+/// The port of one chip, open between Open and Close.
 class Port {
 public:
+    /// What the loader speaks after every entry (SLAU319).
     static constexpr unsigned kFirstBaud = 9600;
     /// Start, eight data bits, parity, stop.
     static constexpr unsigned kBitsPerCharacter = 11;
@@ -27,10 +29,12 @@ public:
 
     /// Opens it at kFirstBaud. Tried three times; false when the device is missing or refuses.
     [[nodiscard]] bool Open();
+    /// Gives the port back; nothing to do when it is not open.
     void Close();
 
     /// Changes the speed of both directions: 9600, 19200 or 38400. What was on its way is lost.
     [[nodiscard]] bool ChangeBaud(unsigned baud);
+    /// The speed that was set last.
     [[nodiscard]] unsigned Baud() const { return m_baud; }
     /// What `count` characters take on the wire.
     [[nodiscard]] Duration TimeOf(std::size_t count) const;

@@ -9,8 +9,10 @@
 
 namespace guard {
 
+/// The lock of one port; given back when it is destroyed.
 class PortLock {
 public:
+    /// Ours; another run has it; its file can not be had.
     enum class Answer : std::uint8_t { kHeld, kBusy, kNoFile };
 
     /// The lock for `port` lies in `folder`: "/run/lock/flashguard-dev-ttyS1.lock".
@@ -22,6 +24,7 @@ public:
     /// Tries to take the lock, without a wait. kNoFile when the file can neither be opened nor
     /// made.
     [[nodiscard]] Answer Take();
+    /// Of the file, for messages.
     [[nodiscard]] const std::string& Path() const { return m_path; }
 
 private:

@@ -23,10 +23,12 @@ public:
     /// The controller; made at the first call, which exports the three lines and makes RESET_GPIO
     /// an output.
     [[nodiscard]] CFWUMsp& Controller();
+    /// Whether the lines have been touched and not been dropped.
     [[nodiscard]] bool Made() const { return m_controller != nullptr; }
     /// Destroys the controller, which switches the tristate off and unexports the lines.
     void Drop();
 
+    /// The board that was given.
     [[nodiscard]] const Board& TheBoard() const { return m_board; }
 
 private:

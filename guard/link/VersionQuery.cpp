@@ -63,8 +63,7 @@ std::optional<std::uint16_t> VersionQuery::Ask(Duration limit) {
     while (true) {
         const Duration begin = Now();
         const int file = open(m_device.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-        m_reached = file >= 0;
-        if (m_reached) {
+        if (file >= 0) {
             const auto version = AskOnce(file);
             (void)close(file);
             if (version) {

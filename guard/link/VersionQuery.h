@@ -18,16 +18,14 @@ namespace guard {
 /// second, again and again until `limit` has passed, at least once.
 class VersionQuery {
 public:
+    /// `device` is the path of the communication device, opened anew for each Ask.
     explicit VersionQuery(std::string device) : m_device(std::move(device)) {}
 
     /// The version; nothing when no answer came.
     [[nodiscard]] std::optional<std::uint16_t> Ask(Duration limit);
-    /// The device could be opened at the last Ask.
-    [[nodiscard]] bool Reached() const { return m_reached; }
 
 private:
     std::string m_device;
-    bool m_reached = false;
 };
 
 }  // namespace guard

@@ -29,8 +29,10 @@ struct ExchangeCounts {
     std::uint32_t lineErrors = 0;
 };
 
+/// The exchanges of one run, with their counts.
 class Exchange {
 public:
+    /// How often a frame is sent at most before its answer counts.
     static constexpr int kAttempts = 3;
     /// For whatever is told of every frame.
     using Watcher = std::function<void(bool toChip, std::span<const std::uint8_t>)>;
@@ -49,6 +51,7 @@ public:
     /// written only by kAck.
     [[nodiscard]] Answer Query(std::span<const std::uint8_t> frame, std::span<std::uint8_t> data);
 
+    /// All since the beginning of the run.
     [[nodiscard]] const ExchangeCounts& Counts() const { return m_counts; }
 
 private:

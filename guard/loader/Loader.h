@@ -21,11 +21,13 @@ using Password = std::array<std::uint8_t, 32>;
 /// Of an erased chip.
 [[nodiscard]] Password ErasedPassword();
 
+/// The loader of one chip, which has been entered.
 class Loader {
 public:
     /// The longest data block of the protocol.
     static constexpr std::size_t kMaxBlockBytes = 250;
 
+    /// Both must outlive the loader.
     Loader(Port& port, Exchange& exchange) : m_port(port), m_exchange(exchange) {}
 
     /// Whether the loader answers after an entry.

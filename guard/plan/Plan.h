@@ -31,18 +31,23 @@ struct Gap {
     bool operator==(const Gap&) const = default;
 };
 
+/// All that a chip has to be given. Blocks do not overlap.
 struct Plan {
     std::vector<Block> body;    ///< All but the vectors, by address.
     std::vector<Gap> gaps;      ///< Of main memory below the vectors, by address.
     std::vector<Block> commit;  ///< The vectors from 0xFFE0 on; the word at 0xFFFE is the last.
 
+    /// The bytes of each list, added up.
     [[nodiscard]] std::uint32_t BodyBytes() const;
     [[nodiscard]] std::uint32_t GapBytes() const;
     [[nodiscard]] std::uint32_t CommitBytes() const;
 };
 
+/// The interrupt vectors begin here and end with the address space (SLAU319, password).
 inline constexpr std::uint16_t kVectorsAddress = 0xFFE0;
+/// The last of them: where the chip starts.
 inline constexpr std::uint16_t kResetVectorAddress = 0xFFFE;
+/// What one frame of the loader carries.
 inline constexpr std::size_t kMaxBlockBytes = 250;
 
 /// `memory` covers nothing outside of the chip's main and information memory. Half a word is

@@ -13,8 +13,10 @@
 
 namespace guard {
 
+/// One sum, made piece by piece (FIPS 180-4).
 class Sha256 {
 public:
+    /// The next piece, of any length.
     void Add(std::span<const std::uint8_t> bytes);
     /// 64 digits in lower case, as sha256sum prints them. Ends the sum: nothing can be added after.
     [[nodiscard]] std::string Digits();

@@ -12,11 +12,15 @@
 
 namespace guard {
 
+/// Knows one phase at a time. It is told the time, and looks at no clock.
 class Gauge {
 public:
+    /// A phase of `total` bytes begins; 0 for one without a measure.
     void Begin(Phase phase, std::uint32_t total, Duration now);
+    /// So many bytes of it are done, counted from its beginning.
     void Advance(std::uint32_t done);
 
+    /// As it was told.
     [[nodiscard]] Phase Current() const { return m_phase; }
     [[nodiscard]] std::uint32_t Done() const { return m_done; }
     [[nodiscard]] std::uint32_t Total() const { return m_total; }

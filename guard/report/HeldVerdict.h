@@ -11,6 +11,7 @@ namespace guard {
 /// to announce.
 class HeldVerdict : public Progress {
 public:
+    /// `progress` must outlive this.
     explicit HeldVerdict(Progress& progress) : m_progress(progress) {}
 
     void OnPhase(Phase phase, std::uint32_t total) override { m_progress.OnPhase(phase, total); }

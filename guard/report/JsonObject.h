@@ -10,8 +10,10 @@
 
 namespace guard {
 
+/// Members stand in the order in which they were added. Each method returns the object itself.
 class JsonObject {
 public:
+    /// Adds a member of that kind; keys are ours and need no escapes.
     JsonObject& Text(std::string_view key, std::string_view value);
     JsonObject& Number(std::string_view key, std::int64_t value);
     JsonObject& Flag(std::string_view key, bool value);

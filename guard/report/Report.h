@@ -16,6 +16,7 @@
 
 namespace guard {
 
+/// Who wants to know, and how.
 struct ReportOptions {
     bool json = false;         ///< JSON Lines on standard output instead of words.
     bool quiet = false;        ///< Nothing but what is wrong.
@@ -33,8 +34,10 @@ struct ReportOptions {
 /// NOTIFY_SOCKET, and whether there is a terminal.
 void LookAround(ReportOptions& options);
 
+/// Hands everything on to those whom the options name.
 class Report : public Progress {
 public:
+    /// `output` and `error` in the options are descriptors of the caller, and stay open.
     explicit Report(const ReportOptions& options);
 
     /// What was found in the image at `path`, before any phase. What refuses it is listed on

@@ -15,11 +15,14 @@ enum class Difference : std::uint8_t {
     kErasable   ///< Bits are programmed that should not be: only an erase brings them back.
 };
 
+/// Both of one length. The worst of what differs.
 [[nodiscard]] Difference DifferenceOf(std::span<const std::uint8_t> wanted,
                                       std::span<const std::uint8_t> found);
 
+/// The memory of the chip that `work` has unlocked.
 class Memory {
 public:
+    /// `work` must outlive this.
     explicit Memory(Work& work) : m_work(work) {}
 
     /// Fills `bytes` from `address` on, in as many blocks as it takes. kDone, kAgain, kDiffers

@@ -9,6 +9,7 @@
 
 namespace guard {
 
+/// A run passes through some of them, some more than once.
 enum class Phase : std::uint8_t {
     kLock,         ///< Waiting for the port.
     kAsk,          ///< The running firmware is asked for its version.
@@ -23,6 +24,7 @@ enum class Phase : std::uint8_t {
     kRead,         ///< verify, read and info: bytes read.
     kCount
 };
+/// How many there are.
 inline constexpr std::size_t kPhaseCount = static_cast<std::size_t>(Phase::kCount);
 
 /// "prove-erased": for programs, promised.

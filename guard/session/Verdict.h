@@ -62,6 +62,7 @@ enum class Outcome : std::uint8_t {
 [[nodiscard]] std::string_view NameOf(Outcome outcome);  ///< "installed"
 [[nodiscard]] std::string_view NameOf(Status status);    ///< "device-missing"
 
+/// All that a run has to say at its end; what was not found out is empty or 0.
 struct Verdict {
     std::string command;  ///< "install"
     std::string board;

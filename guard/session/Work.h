@@ -27,8 +27,10 @@ enum class Step : std::uint8_t {
     kStopped   ///< A signal has come.
 };
 
+/// One run on one chip. Whatever it has taken is given back when it is destroyed.
 class Work {
 public:
+    /// How often the way into the loader is tried.
     static constexpr int kEntries = 3;
     /// Sessions after the first.
     static constexpr int kReentries = 2;
@@ -43,7 +45,9 @@ public:
 
     /// Ends the phase that goes on and begins another.
     void Begin(Phase phase, std::uint32_t totalBytes = 0);
+    /// So many bytes of the phase are done, counted from its beginning.
     void Advance(std::uint32_t doneBytes) { m_progress.OnAdvance(doneBytes); }
+    /// A line for people who want to know more.
     void Note(const std::string& text) { m_progress.OnNote(text); }
 
     /// Whether a signal asks for an end; kept in the verdict.
@@ -74,8 +78,10 @@ public:
     /// Lets go of everything, counts and times what is left, and announces the verdict.
     Verdict Finish();
 
+    /// Says in the verdict how and why the run fails, in two clauses. What is said last stays.
     void Fail(Status status, std::string problem, std::string remedy);
 
+    /// The parts of the work, for the steps that are built on it. They live as long as it does.
     [[nodiscard]] const Request& Asked() const { return m_request; }
     [[nodiscard]] const Board& TheBoard() const { return m_request.board; }
     [[nodiscard]] Verdict& TheVerdict() { return m_verdict; }

@@ -237,6 +237,60 @@ _LENGTH = [
      ["tests/a.h:2: 70 lines, too many from 70: int B() {"]),
 ]
 
+_HEADER = """// SPDX-License-Identifier: MIT
+#pragma once
+
+// What it is for.
+
+namespace vboard {
+
+class First;
+
+class Heading {
+public:
+    Heading();
+    ~Heading();
+    /// One comment
+    /// for a group.
+    void A();
+    int B() const { return 1; }
+
+    template <class Value>
+    int Silent(const Value& value,
+               int second) const;
+
+    void Over(int value,
+              int second) override;
+
+private:
+    void Hidden();
+    int m_value = 0;
+};
+
+struct Row {
+    int value;
+    std::function<void(int)> act;
+    int Sum() const;
+};
+
+/// Words.
+enum class Word { kOne,
+                  kTwo };
+
+int Free();
+inline constexpr int kBehind = 1;  ///< A number.
+
+}  // namespace vboard
+"""
+
+_DECLARATIONS = [
+    ("silent ones", {"vboard/a.h": _HEADER},
+     [f"vboard/a.h:{line}: no comment: {words}" for line, words in (
+         (12, "Heading();"), (19, "template <class Value>"), (31, "struct Row {"),
+         (34, "int Sum() const;"), (41, "int Free();"))]),
+    ("elsewhere", {"flashmcu/a.h": _HEADER, "vboard/a.cpp": _HEADER}, []),
+]
+
 TREES = {
     "every_include_follows_an_arrow": _LAYERS,
     "the_arrows_run_one_way": _ARROWS,
@@ -245,6 +299,7 @@ TREES = {
     "the_virtual_board_depends_on_its_inputs_alone": _BANNED,
     "every_source_names_its_licence": _LICENCE,
     "every_header_is_guarded": _GUARDS,
+    "every_public_declaration_says_what_it_is": _DECLARATIONS,
     "every_source_includes_its_own_header_first": _OWN_HEADER,
     "oddities_have_a_comment_a_row_and_a_test": _ODDITY,
     "pages_name_what_is_there": _PAGES,

@@ -357,6 +357,50 @@ def every_source_includes_its_own_header_first(tree):
                               f'move #include "{header}" to the top')
 
 
+# ---- Comments ----------------------------------------------------------------------------------
+
+_NEEDS_NO_COMMENT = re.compile(r"~|= (default|delete);|\b(override|operator|friend|namespace|extern)\b|"
+                               r"^(class|struct|enum class) [^{(]*;|^ *static_assert")
+
+
+def public_declarations(text):
+    """Line, first words and whether it is commented, of each that needs to be: by itself or in a group
+    under one comment, without an empty line. The file's heading is about its first type. Where one
+    begins shows in the indentation that clang-format gives."""
+    kind, public, said, is_first_type = "", True, False, True
+    lines = numbered(text)
+    for number, line in lines:
+        if not line:
+            said = False
+        elif line.startswith("}"):
+            kind, public, said = "", True, said and not kind
+        elif line.lstrip().startswith("//"):
+            said = True
+        elif access := re.match(r"(public|private|protected):", line):
+            public, said = access[1] == "public", False
+        elif re.match(r"    [\[\w]" if kind else r"[\[\w]", line):
+            whole = line
+            while not re.search(r"[;{})](\s*///<.*)?$", whole):
+                whole += " " + next(lines)[1].strip()
+            type_here = not kind and re.match(r"(class|struct|enum) .*[^)] \{(};?)?$", whole)
+            is_value = kind == "struct" and not re.search(r"\w\(", re.sub("<[^;]*>|=.*", "", whole))
+            if public and kind != "enum" and not is_value and not _NEEDS_NO_COMMENT.search(whole):
+                yield number, line.strip(), said or "///<" in whole or (type_here and is_first_type)
+            if type_here:
+                kind = type_here[1] if whole.endswith("{") else ""
+                public, said, is_first_type = kind != "class", False, False
+
+
+@rule
+def every_public_declaration_says_what_it_is(tree):
+    for path, text in cpp_files(tree, "vboard", "guard", "image", "boardfile"):
+        for number, words, is_said in public_declarations(text) if path.endswith(".h") else ():
+            yield None
+            if not is_said:
+                yield Finding(path, number, f"no comment: {words}", "say above it what its name and type "
+                              "do not: units, ranges, failure, who owns it")
+
+
 # ---- What looks wrong and is wanted ------------------------------------------------------------
 
 def oddity_comments(tree):
