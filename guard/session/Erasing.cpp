@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "guard/session/Erasing.h"
 
-#include <algorithm>
-
 #include "guard/session/Memory.h"
 #include "image/HexDigits.h"
 
@@ -14,6 +12,10 @@ namespace {
 constexpr unsigned kShortestPulseMs = 11;
 constexpr unsigned kOldPartsMs = 200;
 constexpr std::uint16_t kFirstOfNewParts = 0x0140;
+
+constexpr unsigned PulsesFor(unsigned ms) {
+    return (ms + kShortestPulseMs - 1) / kShortestPulseMs;
+}
 
 Step Pulse(Work& work, unsigned first, unsigned end) {
     for (unsigned i = first; i < end; ++i) {
@@ -34,8 +36,7 @@ Step Pulse(Work& work, unsigned first, unsigned end) {
 }  // namespace
 
 Step EraseAndUnlock(Work& work) {
-    const unsigned pulses =
-        std::max(1U, (work.TheBoard().chip.eraseMs + kShortestPulseMs - 1) / kShortestPulseMs);
+    const unsigned pulses = PulsesFor(work.TheBoard().chip.eraseMs);
     work.Begin(Phase::kErase);
     if (const Step step = Pulse(work, 0, pulses); step != Step::kDone) {
         return step;
@@ -46,7 +47,7 @@ Step EraseAndUnlock(Work& work) {
     }
     work.TheVerdict().chip = ChipState::kNoFirmware;
     const auto& loader = work.TheVerdict().loader;
-    constexpr unsigned kOldPulses = (kOldPartsMs + kShortestPulseMs - 1) / kShortestPulseMs;
+    constexpr unsigned kOldPulses = PulsesFor(kOldPartsMs);
     if (loader && loader->loaderVersion < kFirstOfNewParts && pulses < kOldPulses) {
         return Pulse(work, pulses, kOldPulses);
     }

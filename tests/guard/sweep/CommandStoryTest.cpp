@@ -78,6 +78,45 @@ TEST_F(AStory, OfAVerifyThatCannotLookSaysWhy) {
     EXPECT_EQ(StoryOf(guard::Verify), "lock\n" + kNoChip + ", blocks 6\n");
 }
 
+// Loaders before 1.50 and from 2.00 on may be on parts that erase themselves; what says its version
+// all the same is none that has the command.
+TEST_F(AStory, OfAVerifyAsksTheLoaderWhetherAPasswordMayBeTried) {
+    struct Case {
+        const char* answer;
+        const char* version;
+        bool may;
+    };
+    for (const Case& one :
+         {Case{"80 00 10 10 f2 6f 00 00 00 00 00 00 00 00 01 4f 00 00 00 00 9c cf", "014F", false},
+          Case{"80 00 10 10 f2 6f 00 00 00 00 00 00 00 00 01 50 00 00 00 00 9c d0", "0150", true},
+          Case{"80 00 10 10 f2 6f 00 00 00 00 00 00 00 00 01 ff 00 00 00 00 9c 7f", "01FF", true},
+          Case{"80 00 10 10 f2 6f 00 00 00 00 00 00 00 00 02 00 00 00 00 00 9f 80", "0200",
+               false}}) {
+        EXPECT_EQ(StoryAfter(guard::Verify, {std::string("answer:version=bytes ") + one.answer}),
+                  one.may ? "lock\nenter\nread of 772: 250 500 750 768 770 772\n"
+                            "release\ndone, equal, image-proved\n"
+                            "entries 1, blocks 6, read 772\nloader 0161 of F249, sums equal\n"
+                          : std::string("lock\nenter\nrelease\ncould-not-look, nothing, "
+                                        "as-it-was\n"
+                                        "problem: on this part a wrong password erases the chip\n"
+                                        "remedy: give --may-erase to do it all the same\n"
+                                        "entries 1, blocks 6\nloader ") +
+                                one.version + " of F26F\n")
+            << one.version;
+    }
+}
+
+// The 67th character to the chip is the first of the frame; one of its bytes is changed each time.
+TEST_F(AStory, OfAVerifyWhoseSpeedIsRefusedGoesOnWithTheFirst) {
+    WithSpeed(38400);
+    EXPECT_EQ(StoryAfter(guard::Verify, {"char:to-chip#71=change AA", "char:to-chip#82=change AA",
+                                         "char:to-chip#93=change AA"}),
+              "lock\nenter\nnote: the loader refuses 38400 baud: going on with 9600\n"
+              "read of 772: 250 500 750 768 770 772\nrelease\ndone, equal, image-proved\n"
+              "entries 1, retries 2, refusals 3, blocks 6, read 772\n"
+              "loader 0161 of F249, sums equal\n");
+}
+
 TEST_F(AStory, OfAReadThatIsWellIsAllOfTheMemory) {
     WithPasswordOfTheImage();
     const std::string all = "read of 57344: 250 256 .. 57344, in 231 steps\n";

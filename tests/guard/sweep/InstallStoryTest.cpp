@@ -37,12 +37,25 @@ TEST_F(AStory, OfAnInstallOnALoaderWithoutAnEraseCheckReadsWhatHasToBeErased) {
                   "before 256, after 4660, loader 0202 of F26F, sums equal\n");
 }
 
-TEST_F(AStory, OfAnInstallOnANewPartErasesAsLongAsItNeedsAndOnAnOldOneLonger) {
+TEST_F(AStory, OfAnInstallOnANewPartErasesAsOftenAsItNeeds) {
     request.board.chip = guard::KnownParts().front();
-    EXPECT_EQ(StoryOf(guard::Install),
-              kAsks + "enter\nerase: 1 2\n" + kCheck + kWrites + kProves + kCommits + kInstalled +
-                  "entries 1, erases 2, blocks 6, written 772, read 772, baud 9600\n" + kSound);
+    for (const auto& [needMs, pulses] : {std::pair(1U, "1"),
+                                         {11U, "1"},
+                                         {12U, "1 2"},
+                                         {20U, "1 2"},
+                                         {22U, "1 2"},
+                                         {33U, "1 2 3"}}) {
+        request.board.chip.eraseMs = needMs;
+        EXPECT_EQ(StoryOf(guard::Install),
+                  kAsks + "enter\nerase: " + pulses + "\n" + kCheck + kWrites + kProves + kCommits +
+                      kInstalled + "entries 1, erases " + std::string(pulses).back() +
+                      ", blocks 6, written 772, read 772, baud 9600\n" + kSound);
+    }
+}
+
+TEST_F(AStory, OfAnInstallOnAnOldPartErasesItAsLongAsAnOldPartNeeds) {
     OfChip("msp430-56k-v110");
+    request.board.chip = guard::KnownParts().front();
     EXPECT_EQ(StoryOf(guard::Install),
               kAsks + kWholeByReading + kInstalled +
                   "entries 1, erases 19, blocks 6, written 772, read 114148, baud 9600\n"
@@ -302,6 +315,21 @@ TEST_F(AStory, OfWhatRunsAlreadyIsShortUnlessItIsForcedOrNotTheImage) {
     EXPECT_EQ(StoryAfter(guard::Install),
               kAsks + kWhole + kInstalled +
                   "entries 1, erases 19, blocks 6, written 772, read 772, baud 9600\n"
+                  "before 4660, after 4660, loader 0161 of F249, sums equal\n");
+}
+
+TEST_F(AStory, OfAProofThatFindsAnotherImageOfTheSameVersionProgramsIt) {
+    BoardRun board(settings);
+    ASSERT_EQ(board.Run(Installs(), {}).status, guard::Status::kDone);
+    request.image->memory.Set(0x2200, 0x43);
+    request.prove = true;
+    EXPECT_EQ(StoryOn(board, guard::Install),
+              kAsks +
+                  "enter\nread of 772: 250 500 750 768 770 772\n"
+                  "note: the firmware says the image's version, but the chip does not hold the "
+                  "image\n" +
+                  kWhole + kInstalled +
+                  "entries 2, erases 19, blocks 6, written 772, read 1794, baud 9600\n"
                   "before 4660, after 4660, loader 0161 of F249, sums equal\n");
 }
 

@@ -31,6 +31,9 @@ protected:
     /// On a board that the image was installed on before.
     std::string StoryAfter(const Works& works, const Rules& rules = {});
 
+    /// On a board as it is.
+    std::string StoryOn(BoardRun& board, const Works& works, const Rules& rules = {});
+
     void OfChip(const std::string& chip) { settings.push_back("chip=" + chip); }
     void WithPasswordOfTheImage() { request.password = guard::VectorsOf(request.image->memory); }
     void WithSpeed(unsigned baud);
@@ -39,9 +42,6 @@ protected:
 
     /// Of the board.
     std::vector<std::string> settings;
-
-private:
-    std::string StoryOn(BoardRun& board, const Works& works, const Rules& rules);
 };
 
 }  // namespace guard_sweep
