@@ -31,7 +31,6 @@ speed_t ConstantOf(unsigned baud) {
 
 bool Port::Open() {
     CFWUMsp& controller = m_target.Controller();
-    controller.CloseSerial();
     for (int round = 0; round < kPortTries; ++round) {
         if (controller.OpenSerial(m_target.TheBoard().port.c_str(), kFirstBaud, 8, true, false,
                                   false, false)) {

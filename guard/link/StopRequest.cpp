@@ -25,10 +25,8 @@ void HoldSignals() {
 }
 
 int StopSignal() {
-    sigset_t pending;
-    if (sigpending(&pending) != 0) {
-        return 0;
-    }
+    sigset_t pending{};
+    (void)sigpending(&pending);
     for (const int number : kSignals) {
         if (sigismember(&pending, number) == 1) {
             return number;

@@ -64,8 +64,6 @@ Answer Exchange::Sync(int tries) {
 void Exchange::PushOut() {
     const std::array<std::uint8_t, kPushOutBytes> filler{};
     (void)m_port.Send(filler);
-    std::array<std::uint8_t, 1> answer{};
-    (void)m_port.Receive(answer, m_port.TimeOf(kPushOutBytes));
     Pause(std::chrono::ceil<Milliseconds>(m_port.TimeOf(kPushOutBytes)));
     (void)m_port.Drain();
 }

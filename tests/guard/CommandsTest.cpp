@@ -105,6 +105,17 @@ TEST(GuardVerify, OnPartsThatMayEraseThemselvesDoesNotLookUnlessAllowed) {
     }
 }
 
+TEST(GuardInfo, WaitsTwoTenthsForTheRestOfAnAnswerAndAsksAgain) {
+    Board board;
+    board.WithFault("answer:version#1=bytes 80 00 10");
+    const Outcome run = board.RunsGuard({"info"});
+    EXPECT_EQ(run.status, 0) << run.error;
+    GuardConversation expected;
+    expected.Asks(256).Enters().AsksIdentityInVain({0x80, 0x00, 0x10});
+    expected.AsksIdentity(RomWords(0xF249, 0x0161)).ClosesPort().Starts().Ends();
+    ExpectSame(run.Conversation(), expected.Text());
+}
+
 TEST(GuardVerify, OfAChipThatSaysNothingSaysThatNobodyIsThere) {
     Board board;
     board.WithOption("silent=yes");
@@ -177,6 +188,16 @@ TEST(GuardReset, EntersTheLoaderAndLeavesItForTheFirmware) {
               "1.2 s\n");
 }
 
+TEST(GuardReset, HoldsTheChipInResetWhereTheOtherLineDoesNotReachIt) {
+    Board board;
+    board.WithFault("fall:rxd_nmi_gpio#2..=lost");
+    const Outcome run = board.RunsGuard({"reset"});
+    EXPECT_EQ(run.status, 0) << run.error;
+    GuardConversation expected;
+    expected.Enters().ClosesPort().Starts().AsksInVain(10).StartsHard().Asks(256).Ends();
+    ExpectSame(run.Conversation(), expected.Text());
+}
+
 TEST(GuardReset, OfAnErasedChipHasNobodyToAnswer) {
     Board board;
     board.WithOption("start=erased");
@@ -190,6 +211,24 @@ TEST(GuardRelease, LetsGoOfTheLinesWithoutTouchingThePort) {
     runs::Conversation begins;
     begins.Begins();
     ExpectSame(run.Conversation(), begins.Text() + GuardConversation().Starts().Ends().Text());
+}
+
+TEST(GuardRelease, OfALineThatDoesNotLetGoTriesThreeTimesAndSaysSo) {
+    Board board;
+    board.WithFault("write:gpio90/direction#*=eio");
+    const Outcome run = board.RunsGuard({"release"});
+    EXPECT_EQ(run.status, 12);
+    EXPECT_EQ(
+        run.error,
+        "flashguard: not all lines can be let go of; the chip is as it was; check the board's "
+        "name (--board) and the rights on /sys/class/gpio\n");
+    const std::string conversation = run.Conversation();
+    int tries = 0;
+    for (std::size_t at = 0; (at = conversation.find("\"in\" = EIO", at)) != std::string::npos;
+         ++at) {
+        ++tries;
+    }
+    EXPECT_EQ(tries, 3) << conversation;
 }
 
 TEST(GuardRelease, BringsBackEveryBoardThatAKilledProgramHasLeft) {

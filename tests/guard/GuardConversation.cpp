@@ -197,6 +197,14 @@ GuardConversation& GuardConversation::AsksIdentity(const Bytes& words) {
     return Exchanges(loader::VersionRequestFrame(), DataFrame(words));
 }
 
+GuardConversation& GuardConversation::AsksIdentityInVain(const Bytes& beginning) {
+    Exchanges(loader::VersionRequestFrame(), beginning);
+    for (int empty = 0; empty < 2; ++empty) {
+        m_steps.Does("read " + m_wiring.port + " = 0");
+    }
+    return Drains();
+}
+
 GuardConversation& GuardConversation::ChecksErased(std::uint16_t address, std::uint16_t size) {
     return Exchanges(Frame(kEraseCheck, address, size), {loader::kAck});
 }
@@ -224,6 +232,15 @@ GuardConversation& GuardConversation::Starts() {
     return ReadsDirection(m_wiring.reset, "in")
         .ReadsDirection(m_wiring.rxdNmi, "in")
         .ReadsDirection(m_wiring.tck, "in");
+}
+
+GuardConversation& GuardConversation::StartsHard() {
+    const std::string direction = "/sys/class/gpio/gpio" + m_wiring.reset + "/direction";
+    m_steps.Does("open " + direction + " O_WRONLY|O_CLOEXEC = 0")
+        .Does("write " + direction + " \"high\" = 4")
+        .Does("close " + direction + " = 0")
+        .Pauses(500000);
+    return Starts();
 }
 
 GuardConversation& GuardConversation::Ends() {

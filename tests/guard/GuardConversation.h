@@ -45,8 +45,12 @@ public:
     /// A frame that is refused three times.
     GuardConversation& Refused(const Bytes& frame);
     GuardConversation& ClosesPort();
+    /// Asked for itself, the loader says the beginning of an answer alone.
+    GuardConversation& AsksIdentityInVain(const Bytes& beginning);
     /// Out of the loader: the firmware starts. The port has been closed.
     GuardConversation& Starts();
+    /// The same after the chip was held in reset.
+    GuardConversation& StartsHard();
     /// The lines are given back; those that are driven are released before.
     GuardConversation& Ends();
 

@@ -142,6 +142,33 @@ TEST(GuardInstall, ThatSigtermInterruptsStillEndsItsJsonWithTheVerdict) {
     EXPECT_EQ(verdict["problem"], "interrupted by signal 15");
 }
 
+TEST(GuardInstall, ThatSigtermFindsWaitingForThePortSaysSo) {
+    Board board;
+    board.WithFile("flashguard-dev-ttyS1.lock", "");
+    const Outcome run = board.RunsScript(
+        "exec flock flashguard-dev-ttyS1.lock python3 -c 'import os, signal\n"
+        "signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])\n"
+        "os.kill(os.getpid(), signal.SIGTERM)\n"
+        "os.execvp(\"flashguard\", [\"flashguard\", \"--lock-folder\", \".\", \"--wait\", \"10s\", "
+        "\"install\", \"" +
+        BlinkyPath() + "\"])'");
+    EXPECT_EQ(run.status, 24);
+    EXPECT_EQ(run.error,
+              "flashguard: interrupted by signal 15; no device was touched; run the same command "
+              "again\n");
+    ExpectSame(run.Conversation(), "");
+}
+
+TEST(GuardInstall, LeavesExportedWhatWasExportedBefore) {
+    Board board;
+    // "86", cut in two by the kernel, names these as well.
+    board.WithFault("flush:export#*=short 1");
+    const Outcome run = board.RunsScript(
+        "echo 8 > /sys/class/gpio/export; flashguard --lock-folder . install " + BlinkyPath() +
+        "; test -e /sys/class/gpio/gpio8 && test ! -e /sys/class/gpio/gpio6");
+    EXPECT_EQ(run.status, 0) << run.error;
+}
+
 struct PartCase {
     const char* chip;
     const char* cumulative;
@@ -362,7 +389,7 @@ TEST(GuardInstall, AtAHigherSpeedReadsAndWritesWithIt) {
     const Outcome run = board.RunsGuard({"install", "--speed", "38400", BlinkyPath()});
     EXPECT_EQ(run.status, 0) << run.error;
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
-    EXPECT_NE(run.Conversation().find("write /dev/ttyS1 80 20 04 04 80 8c 02 00 "),
+    EXPECT_NE(run.Conversation().find("write /dev/ttyS1 80 20 04 04 80 8c 02 00 f9 57 = 10\n"),
               std::string::npos);
     EXPECT_NE(run.Conversation().find("tcsetattr /dev/ttyS1 38400 8E1"), std::string::npos);
 }
@@ -371,9 +398,27 @@ TEST(GuardInstall, AtTheMiddleSpeedSendsTheClockBytesOfThatOne) {
     Board board;
     const Outcome run = board.RunsGuard({"install", "--speed", "19200", BlinkyPath()});
     EXPECT_EQ(run.status, 0) << run.error;
-    EXPECT_NE(run.Conversation().find("write /dev/ttyS1 80 20 04 04 00 8b 01 00 "),
+    EXPECT_NE(run.Conversation().find("write /dev/ttyS1 80 20 04 04 00 8b 01 00 7a 50 = 10\n"),
               std::string::npos);
     EXPECT_NE(run.Conversation().find("tcsetattr /dev/ttyS1 19200 8E1"), std::string::npos);
+}
+
+TEST(GuardInstall, TakesAVersionThatComesInPartsForOne) {
+    Board board;
+    ASSERT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0);
+    board.WithFault("read:comm#2=short 1");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    ExpectSame(run.Conversation(),
+               "open /dev/knxspi O_RDWR|O_NONBLOCK|O_CLOEXEC = 0\n"
+               "write /dev/knxspi 02 b4 00 = 3\n"
+               "poll /dev/knxspi timeout 250000 us = 1\n"
+               "read /dev/knxspi 03 = 1\n"
+               "poll /dev/knxspi timeout 249000 us = 1\n"
+               "read /dev/knxspi b5 = 1\n"
+               "poll /dev/knxspi timeout 249000 us = 1\n"
+               "read /dev/knxspi 12 34 = 2\n"
+               "close /dev/knxspi = 0\n");
 }
 
 TEST(GuardInstall, TakesAVersionThatComesInPartsAndBetweenOtherMessages) {

@@ -3,7 +3,10 @@
 // The rooms of flashguard that need no chip.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <fcntl.h>
 
 #include <csignal>
 #include <string>
@@ -126,6 +129,38 @@ TEST(PortLock, IsHeldByOneAtATimeAndFreeAfterItsEnd) {
     guard::PortLock third(folder.PathOf("."), "/dev/ttyS1");
     EXPECT_EQ(third.Take(), guard::PortLock::Answer::kHeld);
     EXPECT_EQ(third.Path(), folder.PathOf("./flashguard-dev-ttyS1.lock"));
+}
+
+// In a folder that everybody may write to, a link would lead to a file of somebody else's choice.
+TEST(PortLock, IsNotTakenThroughASymbolicLink) {
+    const TempFolder folder;
+    const std::string target = folder.PathOf("target");
+    ASSERT_EQ(symlink(target.c_str(), folder.PathOf("flashguard-dev-ttyS1.lock").c_str()), 0);
+    guard::PortLock dangling(folder.PathOf("."), "/dev/ttyS1");
+    EXPECT_EQ(dangling.Take(), guard::PortLock::Answer::kNoFile);
+    EXPECT_NE(access(target.c_str(), F_OK), 0);
+    static_cast<void>(folder.WriteFile("target", ""));
+    guard::PortLock leading(folder.PathOf("."), "/dev/ttyS1");
+    EXPECT_EQ(leading.Take(), guard::PortLock::Answer::kNoFile);
+}
+
+TEST(PortLock, DoesNotGoToTheProgramsThatAreStarted) {
+    const TempFolder folder;
+    for (int time = 0; time < 2; ++time) {  // Made, and found.
+        guard::PortLock lock(folder.PathOf("."), "/dev/ttyS1");
+        ASSERT_EQ(lock.Take(), guard::PortLock::Answer::kHeld);
+        int found = 0;
+        for (int file = 3; file < 64; ++file) {
+            struct stat held {};
+            struct stat wanted {};
+            if (fstat(file, &held) == 0 && stat(lock.Path().c_str(), &wanted) == 0 &&
+                held.st_ino == wanted.st_ino && held.st_dev == wanted.st_dev) {
+                EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
+                ++found;
+            }
+        }
+        EXPECT_EQ(found, 1);
+    }
 }
 
 TEST(PortLock, InAFolderThatIsNotThereHasNoFile) {

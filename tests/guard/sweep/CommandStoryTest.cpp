@@ -196,6 +196,34 @@ TEST_F(AStory, OfAnEraseIsThatOfItsProof) {
     EXPECT_EQ(StoryOf(guard::Erase, {"open:port#*=enoent"}), kNoPort + "\n");
 }
 
+TEST_F(AStory, OfFramesHasEachBeforeItsAnswerAndSilenceAsNone) {
+    frames = true;
+    const std::string asks = "> 80 1E 04 04 FF FF FF FF 7B E5\n";
+    EXPECT_EQ(StoryOf(guard::Info, {"answer:version#1=silence", "answer:version#2=bytes 41"}),
+              "lock\nask\nenter\n" + asks + "<\n" + asks + "< 41\n" + asks +
+                  "< 80 00 10 10 F2 49 00 00 00 00 00 00 00 00 01 61 00 00 00 00 9C C7\n"
+                  "release\ndone, told, as-it-was\nentries 1, retries 2, line errors 2\n"
+                  "before 256, " +
+                  kKnown);
+    const std::string erases = "> 80 18 04 04 00 FF 06 A5 7D B9\n";
+    std::string password = "> 80 10 24 24 00 00 00 00";
+    for (int i = 0; i < 32; ++i) {
+        password += " FF";
+    }
+    request.board.chip.eraseMs = 1;
+    EXPECT_EQ(StoryOf(guard::Erase, {"answer:mass-erase#1=silence", "answer:mass-erase#2=nak",
+                                     "answer:mass-erase#3=bytes 41"}),
+              "lock\nenter\nerase\n" + erases + "<\n" + erases + "< A0\n" + erases +
+                  "< 41\nenter\nerase\n" + erases + "< 90\n: 1\n" + password +
+                  " 5B CB\n< 90\n"
+                  "> 80 14 04 04 F0 0F 10 00 9B E0\n"
+                  "< 80 00 10 10 F2 49 00 00 00 00 00 00 00 00 01 61 00 00 00 00 9C C7\n"
+                  "prove-erased of 57088\n> 80 1C 04 04 00 21 00 DF 7B 19\n< 90\n: 57088\n"
+                  "release\ndone, erased, erased\n"
+                  "entries 2, sessions anew 1, retries 2, refusals 1, line errors 2, erases 1\n" +
+                  kKnown);
+}
+
 TEST_F(AStory, OfAResetEndsWithTheAnswerOfTheFirmware) {
     const std::string reset = "lock\nenter\nstart\nrelease\ndone, reset, as-it-was\n";
     EXPECT_EQ(StoryOf(guard::Reset), reset + "entries 1\nafter 256\n");

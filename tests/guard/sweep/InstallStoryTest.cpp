@@ -193,6 +193,21 @@ TEST_F(AStory, OfAnInstallThatFailsEndsWithWhatIsWrong) {
     }
 }
 
+// A refusal that is followed by silence is no refusal.
+TEST_F(AStory, OfALoaderThatRefusesAndFallsSilentIsThatOfSilence) {
+    EXPECT_EQ(StoryOf(guard::Install, {"answer:erase-check#1=nak", "answer:sync#23..=silence"}),
+              kAsks + kErases + "prove-erased of 57088\nnote: the erased chip cannot be looked at" +
+                  kAnew +
+                  "enter\n"
+                  "note: the loader does not answer entry 1 of 3\n"
+                  "note: the loader does not answer entry 2 of 3\n"
+                  "note: the loader does not answer entry 3 of 3\n"
+                  "release\nfailed, nothing, no-firmware\n"
+                  "problem: no chip answers at /dev/ttyS1\nremedy: install again\n"
+                  "entries 4, sessions anew 1, retries 1, refusals 1, erases 19, blocks 6\n"
+                  "before 256, loader 0161 of F249\n");
+}
+
 // What might start is taken back by one more erase.
 TEST_F(AStory, OfAResetVectorThatIsNotTakenEndsWithAnErase) {
     const std::string session = kErases + kCheck + kWrites + kProves + "commit of 4: 2\n";
@@ -298,6 +313,13 @@ TEST_F(AStory, OfABoardThatCannotAskEntersOnceMore) {
                   "problem: the chip does not take the password of the image\n"
                   "remedy: check that the image is one for this board\n"
                   "entries 2, retries 2, refusals 3, " +
+                  figures + known);
+    EXPECT_EQ(StoryOf(guard::Install, {"answer:password#2..=silence"}),
+              kAsks + kWhole +
+                  "enter\nenter\nenter\nstart\nrelease\nwrong-version, nothing, image-proved\n"
+                  "problem: the chip does not take the password of the image\n"
+                  "remedy: check that the image is one for this board\n"
+                  "entries 4, retries 6, line errors 9, " +
                   figures + known);
 }
 

@@ -118,14 +118,20 @@ TEST_F(Session, WithoutACommunicationDeviceDoesNotTakeARefusedPasswordForAStart)
     EXPECT_STREQ(shared.problem.data(), "the chip does not take the password of the image");
 }
 
-// All of it as it has to be, but for the check bytes.
-TEST_F(Session, AsksAgainForDataWhoseCheckBytesDoNotFit) {
-    BoardRun run({});
-    const Shared& shared =
-        run.Run(InstallsAndCounts(), {{"answer:read#1=bytes 80 00 10 10 00 00 00 00 00 00 00 00 00 "
-                                       "00 00 00 00 00 00 00 12 34"}});
-    EXPECT_EQ(shared.status, Status::kDone);
-    EXPECT_STREQ(shared.problem.data(), "retries 1, new sessions 0, bytes written 772");
+// Sixteen bytes of 0, framed wrongly in one place each: the length, once and again, and the check
+// bytes, one and the other. All but the last two have the sum that fits them.
+TEST_F(Session, AsksAgainForDataWhoseFrameIsWrongInOnePlace) {
+    const std::string zeros = " 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 ";
+    for (const std::string& frame :
+         {"80 00 0f 10" + zeros + "70 ef", "80 00 10 0f" + zeros + "6f f0",
+          "80 00 10 10" + zeros + "6e ef", "80 00 10 10" + zeros + "6f ee",
+          "81 00 10 10" + zeros + "6e ef"}) {
+        BoardRun run({});
+        const Shared& shared = run.Run(InstallsAndCounts(), {{"answer:read#1=bytes " + frame}});
+        EXPECT_EQ(shared.status, Status::kDone);
+        EXPECT_STREQ(shared.problem.data(), "retries 1, new sessions 0, bytes written 772")
+            << frame;
+    }
 }
 
 // Characters 276 to 535 to the chip are the first block's frame.
@@ -171,8 +177,36 @@ TEST_P(AVersionCutShort, IsNoVersionAndIsAskedForAgain) {
     EXPECT_STREQ(shared.problem.data(), "256");
 }
 
+// Of two bytes, and then what stands in the device for a length.
+TEST_F(Session, TakesNoMessageForAVersionThatHasNoRoomForOne) {
+    BoardRun run({});
+    const Shared& shared = run.Run(
+        [this](guard::Progress& progress) {
+            guard::Verdict verdict = guard::Info(request, progress);
+            verdict.problem = std::to_string(verdict.versionBefore.value_or(0xFFFF));
+            return verdict;
+        },
+        {{"read:comm#1=bytes 02", "read:comm#2=bytes b5 12"}});
+    EXPECT_STREQ(shared.problem.data(), "256");
+}
+
 INSTANTIATE_TEST_SUITE_P(ByTimeOrError, AVersionCutShort,
                          testing::Values("select:comm#3=timeout", "read:comm#3=eio"));
+
+// A number that the kernel takes a part of, and a line that is not given back at once.
+TEST_F(Session, LeavesNothingExportedAfterATroubleWithTheFilesOfTheLines) {
+    for (const char* rule :
+         {"flush:export#1=short 1", "flush:export#2=short 1", "flush:export#3=short 1",
+          "flush:unexport#1=eio", "flush:unexport#2=eio", "flush:unexport#3=eio"}) {
+        for (const Operation& operation : {Installs(), Operation([this](guard::Progress& progress) {
+                                               return guard::Release(request, progress);
+                                           })}) {
+            BoardRun run({});
+            EXPECT_EQ(run.Run(operation, {{rule}}).status, Status::kDone) << rule;
+            EXPECT_EQ(run.LeftBehind(), "") << rule;
+        }
+    }
+}
 
 TEST_F(Session, KeepsWhatInformationMemoryHolds) {
     BoardRun run({});
@@ -233,6 +267,7 @@ TEST_F(Session, ReadsAllThatTheChipHolds) {
 TEST_F(Session, NotesADifferenceAndWhereItIs) {
     BoardRun run({});
     ASSERT_EQ(run.Run(Installs(), {}).status, Status::kDone);
+    request.image->memory.Set(0x21FA, 0x43);  // The first byte of a block.
     request.image->memory.Set(0x2233, 0x43);
     request.image->memory.Set(0x2244, 0x44);
     guard::Verdict verdict;
@@ -241,8 +276,8 @@ TEST_F(Session, NotesADifferenceAndWhereItIs) {
         return verdict;
     }));
     EXPECT_EQ(verdict.status, Status::kDiffers);
-    EXPECT_EQ(verdict.differenceAt, 0x2233);
-    EXPECT_EQ(verdict.differingBytes, 2U);
+    EXPECT_EQ(verdict.differenceAt, 0x21FA);
+    EXPECT_EQ(verdict.differingBytes, 3U);
     EXPECT_EQ(verdict.contentSha256.size(), 64U);
     EXPECT_NE(verdict.contentSha256, verdict.readSha256);
 }

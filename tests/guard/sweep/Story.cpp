@@ -11,6 +11,8 @@ namespace {
 
 class Teller : public guard::Progress {
 public:
+    explicit Teller(bool frames) : m_frames(frames) {}
+
     [[nodiscard]] const std::string& Text() const { return m_text; }
 
     void OnPhase(guard::Phase phase, std::uint32_t total) override {
@@ -23,7 +25,16 @@ public:
         EndSteps();
         m_text += "note: " + std::string(text) + "\n";
     }
-    void OnFrame(bool /*toChip*/, std::span<const std::uint8_t> /*bytes*/) override {}
+    void OnFrame(bool toChip, std::span<const std::uint8_t> bytes) override {
+        if (m_frames) {
+            EndSteps();
+            m_text += toChip ? ">" : "<";
+            for (const std::uint8_t byte : bytes) {
+                m_text += " " + image::HexDigits(byte, 2);
+            }
+            m_text += "\n";
+        }
+    }
     void OnLog(std::string_view /*line*/) override {}
     void OnVerdict(const guard::Verdict& verdict) override {
         EndSteps();
@@ -95,6 +106,7 @@ private:
         Line(line, !line.empty());
     }
 
+    bool m_frames;
     std::string m_text;
     std::vector<std::uint32_t> m_steps;
     bool m_inPhase = false;
@@ -107,7 +119,7 @@ std::string AStory::StoryOn(BoardRun& board, const Works& works, const Rules& ru
     const std::string path = PathOf("story");
     const Shared& shared = board.Run(
         [&](guard::Progress&) {
-            Teller teller;
+            Teller teller(frames);
             const guard::Verdict verdict = works(request, teller);
             std::ofstream(path) << teller.Text();
             return verdict;

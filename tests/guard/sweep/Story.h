@@ -42,6 +42,8 @@ protected:
 
     /// Of the board.
     std::vector<std::string> settings;
+    /// Frames and answers are told, too.
+    bool frames = false;
 };
 
 }  // namespace guard_sweep
