@@ -363,6 +363,12 @@ TEST_F(LoaderCommandsTest, AnEraseElsewhereOddOrWithAnotherControlWordIsRefused)
     EXPECT_EQ(m_bench.Ask(Frame(0x16, 0x2101, bench::kAreaWord)), "a0");
     EXPECT_EQ(m_bench.Ask(Frame(0x16, 0x2100, 0xA506)), "a0");
     EXPECT_EQ(m_bench.Ask(Frame(0x18, 0x2100, bench::kAreaWord)), "a0");
+    EXPECT_EQ(m_bench.probe.Only("16"),
+              "16 erase segment at 0x1100: no flash there -> a0; "
+              "16 erase main or info at 0x0200: no flash there -> a0; "
+              "16 erase main or info at 0x2101: odd address -> a0; "
+              "16 erase 0xa506 at 0x2100: wrong control word -> a0");
+    EXPECT_EQ(m_bench.probe.Only("18"), "18 mass erase: wrong control word -> a0");
     EXPECT_EQ(m_bench.At(0x2100, 2), "00 01");
 }
 

@@ -155,6 +155,22 @@ TEST(BoardSetup, RefusesWhatItDoesNotKnowAndChangesNothing) {
     EXPECT_EQ(setup.Text(), "");
 }
 
+TEST(BoardSetup, NamesHaveLettersDigitsAndThreeMarks) {
+    BoardSetup setup;
+    std::string problem;
+    for (const char* name :
+         {"abcdefghijklmnopqrstuvwxyz", "ABCDEFGHIJKLMNOPQRSTUVWXYZ", "0123456789-_."}) {
+        EXPECT_TRUE(setup.Set("name", name, problem)) << problem;
+    }
+    EXPECT_TRUE(setup.Set("name", std::string(60, 'x'), problem)) << problem;
+    const std::string text = setup.Text();
+    for (const std::string& name : {std::string(61, 'x'), std::string("a b"), std::string("a/b"),
+                                    std::string("a~"), std::string("a\nb"), std::string()}) {
+        EXPECT_FALSE(setup.Set("name", name, problem)) << name;
+    }
+    EXPECT_EQ(setup.Text(), text);
+}
+
 TEST(BoardSetup, ABoardThatStartsSilentHasASilentChip) {
     BoardSetup setup;
     std::string problem;

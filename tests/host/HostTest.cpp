@@ -7,9 +7,11 @@
 
 #include <cerrno>
 #include <chrono>
+#include <utility>
 #include <vector>
 
 #include "tests/host/HostBench.h"
+#include "vboard/text/HexText.h"
 
 namespace host {
 namespace {
@@ -138,6 +140,60 @@ TEST_F(HostTest, FionbioTurnsWaitingOff) {
     EXPECT_EQ(host.Ioctl(*file, FIONBIO, &on), 0);
     Bytes buffer(1);
     EXPECT_EQ(host.Read(*file, buffer), -EAGAIN);
+}
+
+/// What a program's calls announce: ">" as one begins to act, and the call when it has ended.
+class Calls : public vboard::Probe {
+public:
+    [[nodiscard]] bool Listening() const override { return true; }
+    void OnCallBegins() override { m_text += "> "; }
+    void OnCall(const vboard::HostCall& call) override {
+        m_text += std::string(call.name) + " " + std::string(call.target) + " " +
+                  std::string(call.detail) + " = " + NameOf(call.result) + " " +
+                  vboard::HexText(call.data) + "\n";
+    }
+    std::string Take() { return std::exchange(m_text, {}); }
+
+private:
+    std::string m_text;
+};
+
+TEST_F(HostTest, EveryFlagOfAnOpeningHasItsWord) {
+    Calls calls;
+    vboard::Host told(bench.clock, calls, bench.faults, control);
+    told.AddDevice("/dev/ttyS1", bench.port);
+    for (const auto& [flags, words] :
+         {std::pair(O_RDONLY | O_NOCTTY, "O_RDONLY|O_NOCTTY"),
+          {O_WRONLY | O_NONBLOCK | O_TRUNC, "O_WRONLY|O_NONBLOCK|O_TRUNC"},
+          {O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, "O_RDWR|O_CREAT|O_APPEND|O_CLOEXEC"}}) {
+        int error = 0;
+        EXPECT_NE(told.Open(CallKind::kOpen, "/dev/ttyS1", flags, {}, error), nullptr);
+        const std::string text = calls.Take();
+        EXPECT_NE(text.find(std::string("open /dev/ttyS1 ") + words + " = "), std::string::npos)
+            << text;
+    }
+}
+
+TEST_F(HostTest, TellsACallWhenItHasEndedAndBeforeWhenItBeginsToAct) {
+    Calls calls;
+    vboard::Host told(bench.clock, calls, bench.faults, control);
+    told.AddDevice("/dev/ttyS1", bench.port);
+    int error = 0;
+    const auto file = told.Open(CallKind::kOpen, "/dev/ttyS1", O_RDWR, {}, error);
+    termios settings{};
+    EXPECT_EQ(told.GetAttributes(*file, settings), 0);
+    settings.c_iflag = settings.c_oflag = settings.c_lflag = 0;
+    settings.c_cflag = B19200 | CS7 | CSTOPB | PARENB | PARODD | CREAD | CLOCAL | CRTSCTS | HUPCL;
+    static_cast<void>(calls.Take());
+    EXPECT_EQ(told.SetAttributes(*file, TCSANOW, settings), 0);
+    EXPECT_EQ(calls.Take(),
+              "> tcsetattr /dev/ttyS1 19200 7O2 raw cread clocal crtscts hupcl vmin=1 "
+              "vtime=0 = 0 \n");
+    EXPECT_EQ(told.Write(CallKind::kWrite, *file, Bytes{0x80}), 1);
+    EXPECT_EQ(calls.Take(), "> write /dev/ttyS1  = 1 80\n");
+    EXPECT_EQ(told.Write(CallKind::kWrite, *file, {static_cast<std::uint8_t*>(nullptr), 1}),
+              -EFAULT);
+    EXPECT_EQ(calls.Take(), "");
 }
 
 TEST_F(HostTest, AnInheritedFileIsNoCallOfTheProgram) {

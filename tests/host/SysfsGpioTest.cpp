@@ -188,6 +188,33 @@ TEST_F(ExportedGpio, AFileDoesOnlyWhatItWasOpenedFor) {
     EXPECT_EQ(bench.gpios.Open(kValue, O_RDONLY).file->Write(Bytes{'1'}, false), -EBADF);
 }
 
+TEST_F(ExportedGpio, ALineThatTellsEdgesIsNoOutputAndAnOutputTellsNone) {
+    constexpr const char* kEdge = "/sys/class/gpio/gpio86/edge";
+    EXPECT_EQ(bench.ReadGpio(kEdge), "none\n");
+    for (const char* edge : {"rising", "falling", "both"}) {
+        EXPECT_GT(bench.WriteGpio(kEdge, edge), 0);
+        EXPECT_EQ(bench.ReadGpio(kEdge), std::string(edge) + "\n");
+        for (const char* direction : {"out", "low", "high"}) {
+            EXPECT_EQ(bench.WriteGpio(kDirection, direction), -EIO) << direction;
+        }
+        EXPECT_EQ(bench.WriteGpio(kDirection, "in"), 2);
+    }
+    EXPECT_EQ(bench.WriteGpio(kEdge, "some"), -EINVAL);
+    EXPECT_EQ(bench.WriteGpio(kEdge, "none\n"), 5);
+    EXPECT_EQ(bench.WriteGpio(kDirection, "high"), 4);
+    EXPECT_EQ(bench.WriteGpio(kEdge, "rising"), -EIO);
+    EXPECT_EQ(bench.WriteGpio(kEdge, "none"), 4);
+}
+
+TEST_F(ExportedGpio, FoldersListTheirFilesInOrder) {
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(bench.gpios.NamesIn("/sys/class/gpio"), (Names{"export", "unexport", "gpio86"}));
+    EXPECT_EQ(bench.gpios.NamesIn("/sys/class/gpio/gpio86"),
+              (Names{"active_low", "direction", "edge", "value"}));
+    EXPECT_EQ(bench.gpios.NamesIn("/sys/class/gpio/gpio87"), Names{});
+    EXPECT_EQ(bench.gpios.NamesIn(kValue), Names{});
+}
+
 TEST(SysfsGpio, ALineThatLeadsNowhereKeepsItsLatch) {
     HostBench bench;
     EXPECT_EQ(bench.WriteGpio(kExport, "7"), 1);

@@ -6,6 +6,7 @@
 #include <linux/serial.h>
 #include <sys/ioctl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <type_traits>
@@ -274,6 +275,58 @@ TEST_F(LoaderPort, CountsWhatPassesItAndItsErrors) {
     EXPECT_EQ(counts.frame, 1);
 }
 
+TEST_F(LoaderPort, OnlyTheLastCloseForgetsWhatNobodyRead) {
+    auto second = bench.port.Open(O_RDWR).file;
+    EXPECT_EQ(file->Write(Bytes{0x80}, false), 1);
+    bench.clock.Pass(5ms);
+    second.reset();
+    EXPECT_EQ(bench.ReadPort(*file), (Bytes{0x90}));
+    file.reset();
+    int lines = 0;
+    EXPECT_EQ(bench.port.Open(O_RDWR).file->Ioctl(TIOCMGET, &lines), 0);
+    EXPECT_EQ(lines & (TIOCM_DTR | TIOCM_RTS), TIOCM_DTR | TIOCM_RTS);
+}
+
+TEST_F(LoaderPort, FlushesAQueueAtATime) {
+    EXPECT_EQ(file->Write(Bytes{0x80}, false), 1);
+    bench.clock.Pass(5ms);
+    EXPECT_EQ(file->Write(Bytes{0x01, 0x02, 0x03}, false), 3);
+    EXPECT_EQ(file->Flush(TCOFLUSH), 0);
+    EXPECT_EQ(bench.serialWire.PendingToChip(), 1U) << "what is on the wire goes on";
+    EXPECT_TRUE(file->Ready().readable);
+    EXPECT_EQ(file->Flush(TCIFLUSH), 0);
+    EXPECT_FALSE(file->Ready().readable);
+    EXPECT_EQ(file->Flush(9), -EINVAL);
+}
+
+/// A world in which a signal ends every wait after a while.
+class SignalAfter : public vboard::Pacer {
+public:
+    explicit SignalAfter(vboard::Duration length) : m_end(length) {}
+    vboard::Duration GoingTo(vboard::Duration sinceStart, vboard::Signals signals) override {
+        kinds += signals == vboard::Signals::kRestart ? "restart " : "end ";
+        return std::min(sinceStart, m_end);
+    }
+    [[nodiscard]] vboard::Duration Now() const override { return m_end; }
+    std::string kinds;
+
+private:
+    vboard::Duration m_end;
+};
+
+TEST_F(LoaderPort, AReadThatASignalEndsHasWhatCameBeforeIt) {
+    EXPECT_EQ(file->SetAttributes(TCSANOW, Raw(PARENB, 2)), 0);
+    EXPECT_EQ(file->Write(Bytes{0x80}, false), 1);
+    bench.clock.After(1000ms, [] {});
+    SignalAfter signal(20ms);
+    bench.clock.SetPacer(&signal);
+    Bytes bytes(2);
+    EXPECT_EQ(file->Read(bytes, false), 1);
+    EXPECT_EQ(bytes[0], 0x90);
+    EXPECT_EQ(file->Read(bytes, false), -EINTR);
+    bench.clock.SetPacer(nullptr);
+}
+
 TEST_F(LoaderPort, ASpeedAboveItsHighestStaysWhatItWas) {
     // A speed without a constant, as the kernel's own request has it.
     constexpr tcflag_t kOther = 010000;
@@ -333,6 +386,30 @@ TEST(LineSettings, SizesParityAndStopBitsAreRead) {
         termios settings = vboard::FirstOpenSettings();
         settings.c_cflag = B9600 | flags;
         EXPECT_EQ(vboard::FormatOf(settings), format) << flags;
+    }
+}
+
+TEST(LineSettings, OfTheKernelsShortShapeAreStoredToTheirLastByteAndNotBeyond) {
+    termios settings = vboard::FirstOpenSettings();
+    settings.c_cc[18] = 0x5A;
+    std::array<std::uint8_t, 64> bytes{};
+    bytes.fill(0xEE);
+    vboard::StoreSettings(TCGETS, settings, bytes.data());
+    EXPECT_EQ(bytes[35], 0x5A);
+    EXPECT_EQ(bytes[36], 0xEE);
+    EXPECT_EQ(vboard::LoadSettings(TCSETS, bytes.data()).c_cc[18], 0x5A);
+    for (const auto request : {static_cast<unsigned long>(TCGETS), 0x802C542AUL}) {
+        EXPECT_TRUE(vboard::ReadsSettings(request)) << request;
+        EXPECT_EQ(vboard::ActionOf(request), std::nullopt) << request;
+    }
+    for (const auto& [request, action] : {std::pair(static_cast<unsigned long>(TCSETS), TCSANOW),
+                                          {TCSETSW, TCSADRAIN},
+                                          {TCSETSF, TCSAFLUSH},
+                                          {0x402C542BUL, TCSANOW},
+                                          {0x402C542CUL, TCSADRAIN},
+                                          {0x402C542DUL, TCSAFLUSH}}) {
+        EXPECT_FALSE(vboard::ReadsSettings(request)) << request;
+        EXPECT_EQ(vboard::ActionOf(request), action) << request;
     }
 }
 
