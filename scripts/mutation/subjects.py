@@ -19,6 +19,10 @@ class Subject:
     sources: tuple  # Patterns below the repository.
     suites: tuple  # Cheap ones first: what they kill, the dearer ones need not see.
     explained: str
+    # Whether its mutants are built together: its sources are the build's own, as C++20.
+    together: bool = False
+    # Sources whose tables are read before a program's own could be made (switched.py).
+    untouched_tables: tuple = ()
 
 
 def _without(*tests):
@@ -41,7 +45,9 @@ SUBJECTS = {
                 Suite("scenario_tests", _BOARD_RUNS), Suite("command_tests", _BOARD_RUNS),
                 Suite("tty_tests", (*_BOARD_RUNS, "tty_probe")),
                 Suite("waveforms_tests", _BOARD_RUNS)),
-        explained="scripts/mutants-explained/board.txt"),
+        explained="scripts/mutants-explained/board.txt",
+        together=True,
+        untouched_tables=("vboard/board/BoardFile.cpp",)),
     "guard": Subject(
         sources=("guard/*.cpp", "guard/*/*.cpp", "image/*.cpp", "boardfile/*.cpp"),
         # Other readers' judgement of thousands of images and the cost of large ones are left out.

@@ -24,16 +24,16 @@ class Verdict:
 
 class Worker:
     def __init__(self, repository, folder, suites):
-        self._suites = suites
+        self.suites = suites
+        self.source = Path(folder) / "source"
+        self.build = Path(folder) / "build"
         self._repository = Path(repository)
-        self._source = Path(folder) / "source"
-        self._build = Path(folder) / "build"
         self._arguments = {suite.program: suite.arguments for suite in suites}
         self._limit_seconds = {}
         self._sound = {}
 
-    def prepare(self, log):
-        """Brings the copy up to date, builds it, and measures how long the tests take."""
+    def prepare(self):
+        """Brings the copy of the sources up to date."""
         self._copy_sources()
         options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w",
                    "-DFLASHMCU_WARNINGS_AS_ERRORS=OFF"]
@@ -41,9 +41,23 @@ class Worker:
             options.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld")
         if shutil.which("ccache"):
             options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
-        self._must(["cmake", "-S", self._source, "-B", self._build, "-G", "Ninja", *options])
-        self._must(["ninja", "-C", self._build, *_PROGRAMS, *self._targets()])
-        for suite in self._suites:
+        self._must(["cmake", "-S", self.source, "-B", self.build, "-G", "Ninja", *options])
+
+    def build_all(self):
+        """Builds every suite and what it starts. None, or what the build printed when it failed."""
+        done = subprocess.run(["ninja", "-k", "0", "-C", self.build, *_PROGRAMS, *self._targets()],
+                              capture_output=True, text=True, env=self._environment(), check=False)
+        return None if done.returncode == 0 else done.stdout
+
+    def program(self, suite):
+        return self.build / "bin" / suite.program
+
+    def measure(self, log):
+        """Builds the sources as they are, and looks how long their tests take."""
+        output = self.build_all()
+        if output is not None:
+            raise RuntimeError(f"the build fails:\n{output[-4000:]}")
+        for suite in self.suites:
             name = suite.program
             seconds, outcome = _timed(lambda program=name: self._run_suite(program, None))
             if outcome:
@@ -53,7 +67,7 @@ class Worker:
             log(f"{name} takes {seconds:.1f} s")
 
     def try_mutant(self, mutant):
-        path = self._source / mutant.path
+        path = self.source / mutant.path
         original = path.read_text(encoding="utf-8")
         path.write_text(mutant.apply(original), encoding="utf-8")
         try:
@@ -62,7 +76,7 @@ class Worker:
             path.write_text(original, encoding="utf-8")
 
     def _judge(self):
-        for suite in self._suites:
+        for suite in self.suites:
             if not self._builds(suite.program, *suite.starts):
                 return Verdict("broken")
             # What the mutant is not in does what it did without.
@@ -76,11 +90,11 @@ class Worker:
     def _digest(self, suite):
         digest = hashlib.sha256()
         for target in (suite.program, *suite.starts):
-            digest.update((self._build / "bin" / _FILES.get(target, target)).read_bytes())
+            digest.update((self.build / "bin" / _FILES.get(target, target)).read_bytes())
         return digest.hexdigest()
 
     def _targets(self):
-        return [target for suite in self._suites for target in (suite.program, *suite.starts)]
+        return [target for suite in self.suites for target in (suite.program, *suite.starts)]
 
     def _copy_sources(self):
         listed = subprocess.run(
@@ -89,17 +103,18 @@ class Worker:
         names = {name for name in listed.split("\0") if name and
                  (self._repository / name).is_file()}
         for name in names:
-            source, copy = self._repository / name, self._source / name
+            source, copy = self._repository / name, self.source / name
             # Unchanged files keep their time, so that the build has little to do.
             if not copy.is_file() or copy.read_bytes() != source.read_bytes():
                 copy.parent.mkdir(parents=True, exist_ok=True)
                 shutil.copy(source, copy)
-        for copy in self._source.rglob("*"):
-            if copy.is_file() and str(copy.relative_to(self._source)) not in names:
+        for copy in self.source.rglob("*"):
+            if copy.is_file() and str(copy.relative_to(self.source)) not in names:
                 copy.unlink()
 
     def _environment(self):
-        return {**os.environ, "CCACHE_BASEDIR": str(self._source.parent), "CCACHE_NOHASHDIR": "1"}
+        # Sources that are found by other ways give the same objects.
+        return {"CCACHE_BASEDIR": str(self.source.parent), "CCACHE_NOHASHDIR": "1", **os.environ}
 
     def _must(self, command):
         done = subprocess.run([str(word) for word in command], capture_output=True, text=True,
@@ -110,20 +125,20 @@ class Worker:
     def _builds(self, *targets):
         # A mutant is built once: it would only fill the cache. Listing a mutant's tests may fail,
         # which is as good as a failed test.
-        done = subprocess.run(["ninja", "-C", self._build, *targets], capture_output=True,
+        done = subprocess.run(["ninja", "-C", self.build, *targets], capture_output=True,
                               text=True, env={**self._environment(), "CCACHE_DISABLE": "1"},
                               check=False)
         return done.returncode == 0
 
     def _run_suite(self, suite, limit_seconds):
         """Empty when every test passes, else what went wrong first."""
-        program = self._build / "bin" / suite
+        program = self.build / "bin" / suite
         options = ("--gtest_fail_fast", "--gtest_brief=1") if suite.endswith("_tests") else ()
         try:
             done = subprocess.run(
                 [program, *self._arguments[suite], *options],
                 capture_output=True, text=True,
-                errors="replace", timeout=limit_seconds, check=False, cwd=self._build,
+                errors="replace", timeout=limit_seconds, check=False, cwd=self.build,
                 # The same random inputs each time.
                 env={**os.environ, "RC_PARAMS": "seed=1"})
         except subprocess.TimeoutExpired:

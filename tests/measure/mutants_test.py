@@ -7,7 +7,9 @@ from pathlib import Path
 
 from mutation.explained import read_explanations
 from mutation.operators import mutants_of
+from mutation.source import Source
 from mutation.subjects import SUBJECTS
+from mutation.switched import ALWAYS, Shape, switch
 
 REPOSITORY = Path(__file__).resolve().parent.parent.parent
 
@@ -71,6 +73,54 @@ class Mutants(unittest.TestCase):
         (mutant,) = [m for m in mutants_of("a.cpp", "if (a()) {\n  return true;\n}\n")
                      if m.kind == "word"]
         self.assertEqual(mutant.line_text, "if (a()) { return true;")
+
+
+class MutantsThatAreBuiltTogether(unittest.TestCase):
+    def shape(self, text):
+        shape = Shape(Source("a.cpp", text))
+        return ([text[body.start:body.end] for body in shape.bodies],
+                [table.name for table in shape.tables])
+
+    def test_stand_in_the_bodies_of_functions(self):
+        for text, bodies in (
+                ("namespace a { namespace {\nint F(int b) { if (b) { G(); } return 1; }\n} }",
+                 ["{ if (b) { G(); } return 1; }"]),
+                ("A::A(int b) : B{b, {1}}, m_c(b) { F(); }", ["{ F(); }"]),
+                ("struct S { int a = 1; bool F() const { return a; } };", ["{ return a; }"]),
+                ("template <class T, int N = 3> void F(T a) noexcept { a(); }", ["{ a(); }"]),
+                ("const auto k = [](int a) { return a; };", []),
+                ("enum class E { kA = 1 };", [])):
+            self.assertEqual(self.shape(text)[0], bodies, text)
+
+    def test_or_in_tables(self):
+        self.assertEqual(self.shape("constexpr std::array<int, 2> kA{{1, 2}};\n"
+                                    "constexpr int kB = 3;\nconstexpr int F() { return 1; }")[1],
+                         ["kA", "kB"])
+
+    def switched(self, text, **arguments):
+        pairs = list(enumerate((mutant for mutant in mutants_of("a.cpp", text)
+                                if mutant.kind in ("number", "text")), 1))
+        return switch(Source("a.cpp", text), pairs, 7, **arguments)
+
+    def test_are_chosen_by_their_number(self):
+        switched, after = self.switched("int F() {\n    return 4;\n}\nint g;\n")
+        self.assertEqual(switched.group_of, {1: 7, 2: 7})
+        self.assertEqual(after, 8)
+        self.assertEqual(switched.text.split("\n")[2:], [
+            "int F() { switch (__builtin_is_constant_evaluated() ? 0 : ::mutant_switch::Which(7)) {",
+            "case 1:", '#line 1 "mutant-1"', "{", "    return 3;", "} break;",
+            "case 2:", '#line 1 "mutant-2"', "{", "    return 5;", "} break;",
+            "default:", '#line 1 "a.cpp"', "{", "    return 4;", "} break;",
+            "} }", '#line 3 "a.cpp"', "", "int g;", ""])
+
+    def test_leave_the_type_of_a_table_and_a_fixed_table_alone(self):
+        text = 'constexpr std::array<A, 2> kA{{"x" "y"}};'
+        switched, _ = self.switched(text)
+        self.assertEqual(set(switched.group_of.values()), {ALWAYS})
+        self.assertEqual(switched.text.split("\n")[2],
+                         'static const std::array<A, 2> kA{{(::mutant_switch::Is(4) ? "x" "~" : '
+                         '(::mutant_switch::Is(3) ? "~" "y" : "x" "y"))}};')
+        self.assertEqual(self.switched(text, fixed=("kA",))[0].group_of, {})
 
 
 class Explanations(unittest.TestCase):
