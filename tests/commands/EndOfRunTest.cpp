@@ -133,7 +133,7 @@ TEST(ProgramLeftInTheBackground, GivesTheBoardFree) {
 TEST(LimitOfOpenFiles, ThatLeavesNoneForTheRunIsTold) {
     const BoardFolder folder;
     const runs::Ended ended =
-        InShell(folder, "ulimit -n 15; vboard run --transcript t -- flashmcu -v");
+        InShell(folder, "ulimit -n 12; vboard run --transcript t -- flashmcu -v");
     EXPECT_EQ(ended.status, 125);
     EXPECT_EQ(ended.output, "");
     EXPECT_EQ(ended.error,

@@ -58,6 +58,21 @@ TEST(Files, AreNoFolders) {
         << ended.error;
 }
 
+TEST(OldPrograms, AskForAFilesStatusByItsFormerNames) {
+    ProbeRun run;
+    const runs::Ended ended =
+        run.Run({"python3", "-c",
+                 "import ctypes, os\n"
+                 "libc = ctypes.CDLL(None, use_errno=True)\n"
+                 "port = os.open('/dev/ttyS1', os.O_RDWR | os.O_NOCTTY)\n"
+                 "status = ctypes.create_string_buffer(256)\n"
+                 "for path in b'/dev/ttyS1', b'/dev/ttyS0':\n"
+                 "    print(libc.__xstat(1, path, status), libc.__lxstat64(1, path, status),\n"
+                 "          libc.__fxstatat(1, -100, path, status, 0))\n"
+                 "print(libc.__fxstat64(1, port, status))\n"});
+    EXPECT_EQ(ended.output, "0 0 0\n-1 -1 -1\n0\n") << ended.error;
+}
+
 TEST(Listings, ShowTheBoardsDevicesInPlaceOfTheMachines) {
     ProbeRun run;
     const runs::Ended ended = run.Run({CALL_PROBE, "look"});
@@ -151,12 +166,6 @@ TEST(Transcript, CountsOfAWaitWhatTheProgramGot) {
     EXPECT_EQ(waits, (std::vector<std::string>{"poll /dev/ttyS1 timeout 100000 us = 2",
                                                "select /dev/ttyS1 timeout 1000000 us = 2",
                                                "poll /dev/ttyS1 no timeout = 1"}));
-}
-
-TEST(AProgramsOwnAllocator, MayAskForTheTimeFromTheMiddleOfACall) {
-    ProbeRun run;
-    const runs::Ended ended = run.InLoader().Run({ALLOCATOR_PROBE});
-    EXPECT_EQ(ended.output, "read 90\n") << ended.error;
 }
 
 }  // namespace

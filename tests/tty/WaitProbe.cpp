@@ -110,6 +110,28 @@ void Reader() {
     Say("read", byte, begin);
 }
 
+/// A reader and a waiter that are not needed any more, and a reader after them.
+void Cancelled() {
+    const int port = OpenPort();
+    std::thread reader([&] { static_cast<void>(ReadByte(port)); });
+    usleep(1'000'000);
+    pthread_cancel(reader.native_handle());
+    reader.join();
+    std::array<int, 2> ends{};
+    static_cast<void>(pipe(ends.data()));
+    std::thread elsewhere([&] {
+        pollfd file{ends[0], POLLIN, 0};
+        static_cast<void>(poll(&file, 1, 3600'000));
+    });
+    usleep(1'000'000);
+    pthread_cancel(elsewhere.native_handle());
+    elsewhere.join();
+    const auto begin = Clock::now();
+    constexpr std::uint8_t kSync = 0x80;
+    static_cast<void>(write(port, &kSync, 1));
+    Say("read", ReadByte(port), begin);
+}
+
 void Sleepers() {
     const auto begin = Clock::now();
     std::vector<std::thread> threads;
@@ -410,6 +432,7 @@ int main(int argc, char** argv) {
         {"four", [] { FourThreads(true); }},
         {"unlocked", [] { FourThreads(false); }},
         {"reader", Reader},
+        {"cancelled", Cancelled},
         {"sleepers", Sleepers},
         {"deadlock", Deadlock},
         {"condition", Condition},

@@ -53,6 +53,10 @@ TEST(Threads, OneReadsWhatAnotherHasAskedFor) {
     EXPECT_EQ(Says("reader"), "read 144 (2002 ms)\n");
 }
 
+TEST(Threads, ThatAreCancelledInAWaitLeaveThePortToOthers) {
+    EXPECT_EQ(Says("cancelled"), "read 144 (2 ms)\n");
+}
+
 TEST(Threads, ThatSleepAtTheSameTimeTakeTheirTimeSideBySide) {
     EXPECT_EQ(Says("sleepers"), "slept 3 (10000 ms)\n");
 }

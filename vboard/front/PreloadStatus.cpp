@@ -152,3 +152,78 @@ VBOARD_EXPORT int statx(int folder, const char* path, int flags, unsigned mask,
     }
     return Real().statx(folder, path, flags, mask, status);
 }
+
+// The names of programs that were built for a C library before 2.33. The first word says which
+// shape the structure has; there is one for each name.
+
+VBOARD_EXPORT int __xstat(int shape, const char* path, struct stat* status) {
+    if (const Place place = HostFor(path, LastLink::kFollowed)) {
+        return StatusOf(place, status);
+    }
+    static const auto real = vboard::RealNamed<decltype(&__xstat)>("__xstat");
+    return real(shape, path, status);
+}
+
+VBOARD_EXPORT int __xstat64(int shape, const char* path, struct stat64* status) {
+    if (const Place place = HostFor(path, LastLink::kFollowed)) {
+        return StatusOf(place, status);
+    }
+    static const auto real = vboard::RealNamed<decltype(&__xstat64)>("__xstat64");
+    return real(shape, path, status);
+}
+
+VBOARD_EXPORT int __lxstat(int shape, const char* path, struct stat* status) {
+    if (const Place place = HostFor(path, LastLink::kTaken)) {
+        return StatusOf(place, status);
+    }
+    static const auto real = vboard::RealNamed<decltype(&__lxstat)>("__lxstat");
+    return real(shape, path, status);
+}
+
+VBOARD_EXPORT int __lxstat64(int shape, const char* path, struct stat64* status) {
+    if (const Place place = HostFor(path, LastLink::kTaken)) {
+        return StatusOf(place, status);
+    }
+    static const auto real = vboard::RealNamed<decltype(&__lxstat64)>("__lxstat64");
+    return real(shape, path, status);
+}
+
+VBOARD_EXPORT int __fxstat(int shape, int descriptor, struct stat* status) {
+    if (const auto file = FileFor(descriptor)) {
+        return StatusOf(*file, status);
+    }
+    static const auto real = vboard::RealNamed<decltype(&__fxstat)>("__fxstat");
+    return real(shape, descriptor, status);
+}
+
+VBOARD_EXPORT int __fxstat64(int shape, int descriptor, struct stat64* status) {
+    if (const auto file = FileFor(descriptor)) {
+        return StatusOf(*file, status);
+    }
+    static const auto real = vboard::RealNamed<decltype(&__fxstat64)>("__fxstat64");
+    return real(shape, descriptor, status);
+}
+
+VBOARD_EXPORT int __fxstatat(int shape, int folder, const char* path, struct stat* status,
+                             int flags) {
+    if (const auto file = FileAt(folder, path, flags)) {
+        return StatusOf(*file, status);
+    }
+    if (const Place place = HostFor(path, LinkOf(flags), folder)) {
+        return StatusOf(place, status);
+    }
+    static const auto real = vboard::RealNamed<decltype(&__fxstatat)>("__fxstatat");
+    return real(shape, folder, path, status, flags);
+}
+
+VBOARD_EXPORT int __fxstatat64(int shape, int folder, const char* path, struct stat64* status,
+                               int flags) {
+    if (const auto file = FileAt(folder, path, flags)) {
+        return StatusOf(*file, status);
+    }
+    if (const Place place = HostFor(path, LinkOf(flags), folder)) {
+        return StatusOf(place, status);
+    }
+    static const auto real = vboard::RealNamed<decltype(&__fxstatat64)>("__fxstatat64");
+    return real(shape, folder, path, status, flags);
+}

@@ -50,6 +50,8 @@ void Nap(long ns) {
 thread_local int t_depth = 0;
 thread_local int t_inLine = 0;            ///< Above 0 where this thread is in the code of the line.
 thread_local bool t_stoodInLine = false;  ///< For the turn that it has.
+/// Whether the program lets this thread be cancelled, while it has the turn or waits for it.
+thread_local int t_cancelling = PTHREAD_CANCEL_ENABLE;
 
 /// A thread in the code of the line: what its allocator calls from here is not the program's.
 class InCode {
@@ -79,6 +81,62 @@ public:
 private:
     InCode m_inCode;
     pthread_mutex_t& m_lock;
+};
+
+/// For as long as it lives the thread has given its turn away.
+class WithoutTurn {
+public:
+    WithoutTurn() : m_depth(std::exchange(t_depth, 0)) {}
+    ~WithoutTurn() { t_depth = m_depth; }
+    WithoutTurn(const WithoutTurn&) = delete;
+    WithoutTurn& operator=(const WithoutTurn&) = delete;
+
+private:
+    int m_depth;
+};
+
+/// A place in the line and the line's lock. A thread that is cancelled leaves both behind.
+class Waiter {
+public:
+    Waiter(pthread_mutex_t& lock, pthread_cond_t& changed, std::vector<const InLine*>& places,
+           const InLine& own)
+        : m_lock(lock), m_changed(changed), m_places(places), m_own(own) {
+        Lock(m_lock);
+        const auto behind = std::find_if(places.begin(), places.end(), [&own](const InLine* other) {
+            return AgeOf(other->thread) > AgeOf(own.thread);
+        });
+        places.insert(behind, &own);
+        static_cast<void>(pthread_cond_broadcast(&m_changed));
+    }
+    ~Waiter() {
+        std::erase(m_places, &m_own);
+        static_cast<void>(pthread_cond_broadcast(&m_changed));
+        static_cast<void>(pthread_mutex_unlock(&m_lock));
+    }
+    Waiter(const Waiter&) = delete;
+    Waiter& operator=(const Waiter&) = delete;
+
+    /// A wait for the board is where a thread may be cancelled, if the program lets it.
+    void MayBeCancelled() const {
+        if (m_own.wait != nullptr && t_cancelling == PTHREAD_CANCEL_ENABLE) {
+            static_cast<void>(pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr));
+            pthread_testcancel();
+            static_cast<void>(pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr));
+        }
+    }
+    void AwaitChange() const {
+        const bool may = m_own.wait != nullptr && t_cancelling == PTHREAD_CANCEL_ENABLE;
+        static_cast<void>(
+            pthread_setcancelstate(may ? PTHREAD_CANCEL_ENABLE : PTHREAD_CANCEL_DISABLE, nullptr));
+        static_cast<void>(pthread_cond_wait(&m_changed, &m_lock));
+        static_cast<void>(pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr));
+    }
+
+private:
+    pthread_mutex_t& m_lock;
+    pthread_cond_t& m_changed;
+    std::vector<const InLine*>& m_places;
+    const InLine& m_own;
 };
 
 class Line : public VirtualClock::Sharers {
@@ -200,20 +258,17 @@ long Line::NapBefore(const InLine& place, int look) const {
 bool Line::Enter(const VirtualClock::Wait* wait) {
     const InCode inCode;
     const InLine own{gettid(), wait};
-    Lock(m_lock);
-    const auto behind = std::find_if(m_places.begin(), m_places.end(), [&own](const InLine* other) {
-        return AgeOf(other->thread) > AgeOf(own.thread);
-    });
-    m_places.insert(behind, &own);
-    static_cast<void>(pthread_cond_broadcast(&m_changed));
+    const Waiter waiter(m_lock, m_changed, m_places, own);
     for (int look = 0;;) {
+        waiter.MayBeCancelled();
         if (m_holder != 0 || Next() != &own) {
-            static_cast<void>(pthread_cond_wait(&m_changed, &m_lock));
+            waiter.AwaitChange();
             look = 0;
             continue;
         }
         long nap = NapBefore(own, look);
         if (nap == 0 && IsQuiet(own, look)) {
+            waiter.MayBeCancelled();  // By one of those that rest now.
             break;
         }
         nap = nap != 0 ? nap : (look < kQuickLooks ? kShortNapNs : kLongNapNs);
@@ -222,11 +277,9 @@ bool Line::Enter(const VirtualClock::Wait* wait) {
         static_cast<void>(pthread_mutex_lock(&m_lock));
         ++look;
     }
-    std::erase(m_places, &own);
     m_holder = own.thread;
     const bool moves = !own.IsReady();
     m_mover = moves ? own.thread : 0;
-    static_cast<void>(pthread_mutex_unlock(&m_lock));
     return moves;
 }
 
@@ -249,11 +302,12 @@ bool Line::MayMove(const VirtualClock::Wait& wait) {
         m_holder = 0;
         static_cast<void>(pthread_cond_broadcast(&m_changed));
     }
-    const int depth = std::exchange(t_depth, 0);
+    // A thread that is cancelled meanwhile has no turn to give back.
+    t_stoodInLine = false;
+    const WithoutTurn without;
     const int kept = errno;
     const bool moves = Enter(&wait);
     errno = kept;
-    t_depth = depth;
     t_stoodInLine = true;
     return moves;
 }
@@ -295,6 +349,8 @@ bool BoardTurn::IsAlone() {
 
 void BoardTurn::Take() {
     if (t_depth++ == 0 && !IsAlone()) {
+        // What the board is in the middle of is not left so.
+        static_cast<void>(pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &t_cancelling));
         TheLine().Take();
         t_stoodInLine = true;
     }
@@ -304,6 +360,7 @@ void BoardTurn::GiveBack() {
     MustHold(t_depth > 0, "a turn that is given back has been taken");
     if (--t_depth == 0 && std::exchange(t_stoodInLine, false)) {
         TheLine().GiveBack();
+        static_cast<void>(pthread_setcancelstate(t_cancelling, nullptr));
     }
 }
 

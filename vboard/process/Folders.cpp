@@ -20,6 +20,7 @@
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/RunLink.h"
 #include "vboard/text/Format.h"
+#include "vboard/time/MustHold.h"
 
 namespace vboard {
 namespace {
@@ -59,6 +60,13 @@ Folder* Find(DIR* folder) {
     return found == folders.end() ? nullptr : found->get();
 }
 
+/// One that is known to be here.
+Folder& TheFolder(DIR* folder) {
+    Folder* found = Find(folder);
+    MustHold(found != nullptr, "a listing that is read here was opened here");
+    return *found;
+}
+
 Name NameOf(const std::string& folder, const std::string& name) {
     const bool special = name == "." || name == "..";
     FileFacts facts{};
@@ -90,7 +98,7 @@ std::vector<Guest> Guests() {
                               {std::string(path.substr(slash + 1)), InodeOf(path), type}});
         }
     };
-    const RunMemory& memory = RunLink::Get()->Memory();
+    const RunMemory& memory = TheRunLink().Memory();
     add(memory.portPath.data(), DT_CHR);
     add(memory.commPath.data(), DT_CHR);
     add(SysfsGpio::kFolder, DT_DIR);
@@ -101,7 +109,7 @@ std::vector<Guest> Guests() {
 std::vector<Name> MixedNames(DIR* machines, const std::string& path) {
     std::vector<Name> names;
     while (const struct dirent64* entry = Real().readdir64(machines)) {
-        if (!RunLink::Get()->Owns(Formatted("{}/{}", path, entry->d_name))) {
+        if (!TheRunLink().Owns(Formatted("{}/{}", path, entry->d_name))) {
             names.push_back({entry->d_name, entry->d_ino, entry->d_type});
         }
     }
@@ -121,7 +129,7 @@ DIR* Keep(std::unique_ptr<Folder> folder) {
 
 template <class Entry>
 bool Fill(DIR* folder, Entry& entry) {
-    Folder& open = *Find(folder);
+    Folder& open = TheFolder(folder);
     if (open.next >= open.names.size()) {
         return false;
     }
@@ -202,8 +210,8 @@ bool IsOurs(DIR* folder) {
 
 int CloseFolder(DIR* folder) {
     const BoardTurn turn;
-    const int descriptor = Find(folder)->descriptor;
-    DIR* const machines = Find(folder)->machines;
+    const int descriptor = TheFolder(folder).descriptor;
+    DIR* const machines = TheFolder(folder).machines;
     std::erase_if(OpenFolders(), [folder](const auto& each) {
         return reinterpret_cast<DIR*>(each.get()) == folder;
     });
@@ -213,17 +221,17 @@ int CloseFolder(DIR* folder) {
 
 int DescriptorOf(DIR* folder) {
     const BoardTurn turn;
-    return Find(folder)->descriptor;
+    return TheFolder(folder).descriptor;
 }
 
 long PlaceIn(DIR* folder) {
     const BoardTurn turn;
-    return static_cast<long>(Find(folder)->next);
+    return static_cast<long>(TheFolder(folder).next);
 }
 
 void GoTo(DIR* folder, long place) {
     const BoardTurn turn;
-    Folder& open = *Find(folder);
+    Folder& open = TheFolder(folder);
     if (place == 0 && open.machines != nullptr) {
         Real().rewinddir(open.machines);
         open.names = MixedNames(open.machines, open.path);
@@ -246,13 +254,13 @@ bool NextEntry(DIR* folder, struct dirent64& entry) {
 template <>
 struct dirent* NextEntry(DIR* folder) {
     const BoardTurn turn;
-    Folder& open = *Find(folder);
+    Folder& open = TheFolder(folder);
     return Fill(folder, open.entry) ? &open.entry : nullptr;
 }
 template <>
 struct dirent64* NextEntry(DIR* folder) {
     const BoardTurn turn;
-    Folder& open = *Find(folder);
+    Folder& open = TheFolder(folder);
     return Fill(folder, open.wideEntry) ? &open.wideEntry : nullptr;
 }
 

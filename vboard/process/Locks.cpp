@@ -142,7 +142,7 @@ IoResult LockRange(OpenFile& file, int command, struct flock64* range) {
         return -EINVAL;
     }
     const int holder =
-        IsOfOpening(command) ? HolderOf(file) : RunLink::Get()->TheSession().memoryDescriptor;
+        IsOfOpening(command) ? HolderOf(file) : TheRunLink().TheSession().memoryDescriptor;
     const IoResult result = holder < 0 ? -errno : LockStretch(holder, command, moved);
     if (result == 0 && !sets) {
         if (moved.l_type == F_UNLCK) {
@@ -216,7 +216,7 @@ void ReleaseLocks(const OpenFile& file) {
     all.l_type = F_UNLCK;
     all.l_start = BeginOf(file);
     all.l_len = kHalf;
-    static_cast<void>(LockStretch(RunLink::Get()->TheSession().memoryDescriptor, F_SETLK64, all));
+    static_cast<void>(LockStretch(TheRunLink().TheSession().memoryDescriptor, F_SETLK64, all));
 }
 
 }  // namespace vboard

@@ -133,7 +133,7 @@ bool NextProgram::CanStart(const char* file, bool inPath) {
     if (problem.empty()) {
         return true;
     }
-    RunLink::Get()->Memory().report.ownError = 1;
+    TheRunLink().Memory().report.ownError = 1;
     Remark(problem);
     return false;
 }

@@ -93,7 +93,7 @@ void OutsideWait::Ended(bool timeIsUp) {
     Duration taken = m_timeout.value_or(Duration::max());
     if (!timeIsUp) {
         const Duration real{MachineNs(CLOCK_MONOTONIC) - m_realBeginNs};
-        taken = std::min(taken, Scaled(real, RunLink::Get()->TheSession().pace));
+        taken = std::min(taken, Scaled(real, TheRunLink().TheSession().pace));
     }
     Take(taken, !timeIsUp);
 }
@@ -111,7 +111,7 @@ void OutsideWait::Take(Duration length, bool hears) {
     const Instant end = length > Instant::max() - m_begin ? Instant::max() : m_begin + length;
     World* world = World::IfMade();
     if (hears) {
-        RunLink::Get()->HearOfOthers();
+        TheRunLink().HearOfOthers();
     }
     if (world != nullptr) {
         if (hears) {
@@ -119,7 +119,7 @@ void OutsideWait::Take(Duration length, bool hears) {
         }
         world->PassOutside(end);
     } else {
-        RunLink::Get()->PassTo(end);
+        TheRunLink().PassTo(end);
     }
     errno = kept;
 }

@@ -10,6 +10,7 @@
 
 #include "vboard/session/Session.h"
 #include "vboard/text/TextSink.h"
+#include "vboard/time/MustHold.h"
 #include "vboard/time/VirtualClock.h"
 
 namespace vboard {
@@ -60,6 +61,13 @@ private:
     RunMemory* m_memory = nullptr;
     std::optional<std::int64_t> m_ownNs;
 };
+
+/// The link of a program that is known to be of a run: one of its files is the board's, for one.
+[[nodiscard]] inline RunLink& TheRunLink() {
+    RunLink* link = RunLink::Get();
+    MustHold(link != nullptr, "a program with something of the board's is part of a run");
+    return *link;
+}
 
 /// One line to standard error about what the board doesn't do.
 void Remark(std::string_view text);
