@@ -133,7 +133,7 @@ TEST(ProgramLeftInTheBackground, GivesTheBoardFree) {
 TEST(LimitOfOpenFiles, ThatLeavesNoneForTheRunIsTold) {
     const BoardFolder folder;
     const runs::Ended ended =
-        InShell(folder, "ulimit -n 12; vboard run --transcript t -- flashmcu -v");
+        InShell(folder, "ulimit -n 14; vboard run --transcript t -- flashmcu -v");
     EXPECT_EQ(ended.status, 125);
     EXPECT_EQ(ended.output, "");
     EXPECT_EQ(ended.error,
@@ -145,7 +145,7 @@ TEST(LimitOfOpenFiles, ThatIsJustEnoughLosesNothing) {
     const BoardFolder folder;
     const std::string run = "vboard run --quiet --transcript t -- flashmcu -v; cat t";
     const runs::Ended usual = InShell(folder, run);
-    const runs::Ended ended = InShell(folder, "ulimit -n 16; " + run);
+    const runs::Ended ended = InShell(folder, "ulimit -n 15; " + run);
     EXPECT_EQ(ended.output, usual.output);
     EXPECT_NE(ended.output.find("end     exit status 0\n"), std::string::npos);
     EXPECT_EQ(ended.error, "");

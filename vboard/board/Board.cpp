@@ -100,7 +100,7 @@ BoardState Board::State() const {
     BoardState state;
     state.gpios = m_gpios->States();
     state.tristate = m_harness->Tristate();
-    state.portSettings = ToKernel(m_port->Attributes());
+    state.portSettings = m_port->KeptAttributes();
     state.chip = m_chip->State();
     return state;
 }

@@ -71,7 +71,7 @@ constexpr unsigned kEdgeShift = 4;  // Two bits.
 constexpr std::uint32_t kPrime = 16777619;
 
 /// The prime for as many zeros in a row as 64 bits hold.
-constexpr std::uint32_t PrimeOfZeros() {
+consteval std::uint32_t PrimeOfZeros() {
     std::uint32_t power = 1;
     for (std::size_t zero = 0; zero < sizeof(std::uint64_t); ++zero) {
         power *= kPrime;
@@ -83,18 +83,18 @@ constexpr std::uint32_t PrimeOfZeros() {
 /// multiplies, and nearly all lines of a board are zero: eight at once.
 std::uint32_t CheckSum(std::span<const std::uint8_t> bytes, std::uint32_t seed) {
     std::uint32_t sum = 2166136261U ^ seed;
-    while (!bytes.empty()) {
-        std::uint64_t next = ~std::uint64_t{0};
-        const std::size_t size = std::min(bytes.size(), sizeof next);
-        std::memcpy(&next, bytes.data(), size);
-        if (next == 0) {
-            sum *= PrimeOfZeros();
-        } else {
-            for (const std::uint8_t byte : bytes.first(size)) {
-                sum = (sum ^ byte) * kPrime;
+    std::uint64_t eight = 0;
+    std::size_t next = 0;
+    while (next < bytes.size()) {
+        if (bytes.size() - next >= sizeof eight) {
+            std::memcpy(&eight, &bytes[next], sizeof eight);
+            if (eight == 0) {
+                sum *= PrimeOfZeros();
+                next += sizeof eight;
+                continue;
             }
         }
-        bytes = bytes.subspan(size);
+        sum = (sum ^ bytes[next++]) * kPrime;
     }
     return sum;
 }

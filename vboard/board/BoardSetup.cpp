@@ -18,6 +18,14 @@ constexpr std::size_t kLongestPath = 200;
 constexpr std::size_t kLongestName = 60;
 constexpr std::string_view kNoDevice = "none";
 
+constexpr std::array<StartStateInfo, 5> kStartStates{{
+    {StartState::kRunning, "running", "the application runs, if the memory holds one"},
+    {StartState::kErased, "erased", "the whole memory is erased and nothing runs"},
+    {StartState::kLoader, "loader", "the chip is in its loader, locked, with all lines released"},
+    {StartState::kReset, "reset", "RESET_GPIO is an output at 1 and holds the chip in reset"},
+    {StartState::kSilent, "silent", "the chip never says anything, whatever it does"},
+}};
+
 constexpr std::array<ChipOptionInfo, 8> kBoardOptions{{
     {"model", "a name of `vboard list models`", "the first of them",
      "wiring of the board: GPIO numbers and device names", ""},
@@ -30,16 +38,8 @@ constexpr std::array<ChipOptionInfo, 8> kBoardOptions{{
     {"comm", "a path below /dev/, or none", "the model's", "name of the communication device", ""},
     {"receive-trigger", "1..16", "1",
      "characters that the port's receive FIFO gathers before it hands them on", "16550-type UARTs"},
-    {"start", "a name of `vboard list states`", "the first of them",
+    {"start", "a name of `vboard list states`", kStartStates.front().name,
      "what a new board does at first", ""},
-}};
-
-constexpr std::array<StartStateInfo, 5> kStartStates{{
-    {StartState::kRunning, "running", "the application runs, if the memory holds one"},
-    {StartState::kErased, "erased", "the whole memory is erased and nothing runs"},
-    {StartState::kLoader, "loader", "the chip is in its loader, locked, with all lines released"},
-    {StartState::kReset, "reset", "RESET_GPIO is an output at 1 and holds the chip in reset"},
-    {StartState::kSilent, "silent", "the chip never says anything, whatever it does"},
 }};
 
 /// The rows' names with commas between them, and `last` before the last one.

@@ -72,12 +72,13 @@ TtyPort::TtyPort(VirtualClock& clock, Probe& probe, SerialWire& wire, unsigned r
       m_receiveTrigger(receiveTrigger),
       m_attributes(FirstOpenSettings()),
       m_modemLines(TIOCM_CTS | TIOCM_DSR | TIOCM_CAR) {
-    m_wire.SetHostFormat(FormatOf(m_attributes));
+    RestoreAttributes(m_attributes);
     m_wire.ConnectHost([this](const ReceivedCharacter& character) { Arrived(character); });
 }
 
 void TtyPort::RestoreAttributes(const termios& attributes) {
     m_attributes = attributes;
+    m_keptAttributes = ToKernel(attributes);
     m_wire.SetHostFormat(FormatOf(attributes));
 }
 
@@ -317,6 +318,7 @@ IoResult TtyPort::SetAttributes(int action, const termios& attributes) {
     if ((m_attributes.c_cflag & CBAUD) == B0) {
         m_modemLines &= ~(TIOCM_DTR | TIOCM_RTS);
     }
+    m_keptAttributes = ToKernel(m_attributes);
     m_wire.SetHostFormat(FormatOf(m_attributes));
     return 0;
 }

@@ -16,6 +16,7 @@
 #include <span>
 
 #include "vboard/host/DeviceFile.h"
+#include "vboard/host/LineSettings.h"
 #include "vboard/wires/SerialWire.h"
 
 namespace vboard {
@@ -37,6 +38,8 @@ public:
     /// They outlive the last close, as a driver keeps them.
     [[nodiscard]] const termios& Attributes() const { return m_attributes; }
     void RestoreAttributes(const termios& attributes);
+    /// The same in the shape in which they are kept, asked for whenever the board may have changed.
+    [[nodiscard]] const KernelSettings& KeptAttributes() const { return m_keptAttributes; }
 
     /// What has arrived is somebody else's.
     void ForgetInput() {
@@ -108,6 +111,7 @@ private:
     Counts m_counts;
     bool m_exclusive = false;
     termios m_attributes{};
+    KernelSettings m_keptAttributes;
     int m_modemLines;
     std::deque<ReceivedCharacter> m_fifo;
     VirtualClock::Ticket m_fifoTimeout = 0;

@@ -15,7 +15,6 @@
 
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/RunLink.h"
-#include "vboard/text/Format.h"
 #include "vboard/time/MustHold.h"
 
 namespace vboard {
@@ -28,7 +27,7 @@ constexpr std::string_view kLinkPrefix = "/memfd:vboard:";
 constexpr std::string_view kLinkSuffix = " (deleted)";
 
 std::string LinkName(int descriptor) {
-    return Formatted("{}/{}", kOpenDescriptors, descriptor);
+    return std::string(kOpenDescriptors).append("/").append(std::to_string(descriptor));
 }
 
 std::string LinkOf(int descriptor) {
@@ -99,7 +98,8 @@ Descriptors& TheDescriptors() {
 
 int MakePlaceholder(std::string_view path, int flags) {
     const int before = errno;
-    const std::string name = Formatted("{}{}:{}", kNamePrefix, flags, path);
+    const std::string name =
+        std::string(kNamePrefix).append(std::to_string(flags)).append(":").append(path);
     const int file = memfd_create(name.c_str(), MFD_CLOEXEC);
     if (file < 0) {
         return -1;

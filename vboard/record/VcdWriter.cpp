@@ -164,11 +164,22 @@ void VcdWriter::WriteTime(std::int64_t microseconds) {
     if (microseconds <= m_writtenUs) {
         return;
     }
+    // Times ascend: nearly always the last four digits alone are others than before.
+    constexpr std::int64_t kLowDigits = 10'000;
+    const std::int64_t high = microseconds / kLowDigits;
     m_writtenUs = microseconds;
-    std::array<char, 24> line{'#'};
-    char* end = std::to_chars(line.data() + 1, line.data() + line.size(), microseconds).ptr;
-    *end++ = '\n';
-    m_text.append(line.data(), end);
+    if (high == 0 || high != m_timeLineHigh) {
+        m_timeLineHigh = high;
+        char* const line = m_timeLine.data();
+        m_timeLineEnd = std::to_chars(line + 1, line + m_timeLine.size(), microseconds).ptr;
+        *m_timeLineEnd++ = '\n';
+    } else {
+        char* place = m_timeLineEnd - 1;
+        for (std::int64_t left = microseconds % kLowDigits + kLowDigits; left > 1; left /= 10) {
+            *--place = static_cast<char>('0' + left % 10);
+        }
+    }
+    m_text.append(m_timeLine.data(), static_cast<std::size_t>(m_timeLineEnd - m_timeLine.data()));
 }
 
 void VcdWriter::WriteValue(std::size_t variable) {

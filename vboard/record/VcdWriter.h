@@ -9,6 +9,7 @@
 // the transcript. The levels at the beginning stand at #0, so what changes within the first
 // microsecond is written in the second. There is no date: equal runs give equal files.
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -77,7 +78,10 @@ private:
     std::size_t m_toHost;
     std::vector<Edge> m_due;  ///< In the order of time; equal instants in the order of asking.
     std::int64_t m_writtenUs = -1;
-    std::string m_text;  ///< Not handed on yet.
+    std::array<char, 24> m_timeLine{'#'};         ///< The last one, for the digits that stay.
+    std::int64_t m_timeLineHigh = 0;              ///< Its time without the last four digits.
+    char* m_timeLineEnd = m_timeLine.data() + 1;  ///< Behind its line end.
+    std::string m_text;                           ///< Not handed on yet.
 };
 
 }  // namespace vboard

@@ -362,7 +362,9 @@ int RefuseWords(const CLI::App& app, const CLI::ParseError& error) {
 
 int CarryOut(int argc, char** argv) {
     CommandLine line = Split(argc, argv);
-    CLI::App app("A virtual board: run a programmer of the MSP430 without hardware.", "vboard");
+    // Never destroyed: that would take as long as running the command.
+    static CLI::App& app = *new CLI::App(
+        "A virtual board: run a programmer of the MSP430 without hardware.", "vboard");
     app.require_subcommand(1);
     app.set_version_flag("--version", "vboard " VBOARD_VERSION);
     Action chosen;

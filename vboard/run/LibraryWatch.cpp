@@ -54,11 +54,12 @@ bool RunsWithout(pid_t program, const std::string& library) {
 bool EndIfWithoutLibrary(pid_t program, const std::string& library, const RunReport& report) {
     const auto& loaded = reinterpret_cast<const std::atomic<std::uint32_t>&>(report.loaded);
     while (loaded.load() == 0 && !HasEnded(program)) {
-        if (RunsWithout(program, library) && loaded.load() == 0) {
+        // Most programs have it when the first of these is over.
+        poll(nullptr, 0, kNapMs);
+        if (loaded.load() == 0 && RunsWithout(program, library) && loaded.load() == 0) {
             kill(program, SIGKILL);
             return true;
         }
-        poll(nullptr, 0, kNapMs);
     }
     return false;
 }
