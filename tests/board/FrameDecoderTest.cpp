@@ -177,4 +177,19 @@ TEST(FrameDecoderTest, NoNoiseTakesItOutOfBounds) {
     }
 }
 
+TEST(FrameDecoderTest, AfterAResetNothingIsLeftOfTheFrameBefore) {
+    FrameDecoder decoder;
+    EXPECT_EQ(Decode(decoder, Frame(0x14, 0x2134, 0x5678)), "10 whole");
+    decoder.Reset();
+    EXPECT_EQ(Decode(decoder, FromHex("80 16 04 04")), "4 more");
+    const vboard::Frame begun = decoder.Taken();
+    EXPECT_EQ(begun.command, 0x16);
+    EXPECT_EQ(begun.address, 0);
+    EXPECT_EQ(begun.lengthField, 0);
+    EXPECT_TRUE(begun.data.empty());
+    EXPECT_EQ(Decode(decoder, FromHex("34 21 78 56 00 00")), "6 bad checksum");
+    decoder.Reset();
+    EXPECT_EQ(decoder.WhatIsWrong(), Defect::kNone);
+}
+
 }  // namespace

@@ -180,6 +180,9 @@ TEST_F(ExportedGpio, AFileIsReadPieceByPieceAndFromAnyPlace) {
     EXPECT_EQ(opened.file->Read(two, false), 0);
     EXPECT_EQ(opened.file->Seek(-1, SEEK_SET), -EINVAL);
     EXPECT_EQ(opened.file->Seek(0, SEEK_END), -EINVAL);
+    EXPECT_EQ(opened.file->Seek(0, SEEK_SET), 0);
+    EXPECT_EQ(opened.file->Write(Bytes{'i', 'n'}, false), 2);
+    EXPECT_EQ(opened.file->Read(two, false), 1) << "what was written counts";
 }
 
 TEST_F(ExportedGpio, AFileDoesOnlyWhatItWasOpenedFor) {

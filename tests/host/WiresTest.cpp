@@ -208,6 +208,7 @@ public:
 
     vboard::VirtualClock clock;
     std::vector<vboard::ReceivedCharacter> received;
+    std::vector<vboard::Instant> receivedAt;
     Scribe scribe;
 
 private:
@@ -215,13 +216,15 @@ private:
     SerialFormat m_receiver;
 
 public:
-    vboard::SerialLane lane{
-        clock,
-        scribe,
-        m_faults,
-        vboard::Direction::kHostToChip,
-        [this]() -> const SerialFormat& { return m_receiver; },
-        [this](const vboard::ReceivedCharacter& character) { received.push_back(character); }};
+    vboard::SerialLane lane{clock,
+                            scribe,
+                            m_faults,
+                            vboard::Direction::kHostToChip,
+                            [this]() -> const SerialFormat& { return m_receiver; },
+                            [this](const vboard::ReceivedCharacter& character) {
+                                received.push_back(character);
+                                receivedAt.push_back(clock.Now());
+                            }};
 };
 
 vboard::ReceivedCharacter Received(std::uint8_t value, const SerialFormat& sender,
@@ -371,6 +374,48 @@ TEST(SerialLane, ABreakOfHalfACharacterIsReadAsItsBits) {
     bench.clock.Pass(vboard::TimeOfBits(5, 9600));
     bench.lane.SetBreak(false);
     EXPECT_EQ(bench.Got(), "f0");
+}
+
+TEST(SerialLane, ACharacterOfAnotherFormatIsThereAtTheEndOfItsFirstStopBit) {
+    const SerialFormat sender{9600, 7, Parity::kNone, 1};
+    for (const auto& [receiver, bits] : {std::pair(SerialFormat{9600, 8, Parity::kNone, 2}, 10U),
+                                         {SerialFormat{9600, 8, Parity::kEven, 1}, 11U}}) {
+        LaneBench bench(receiver);
+        EXPECT_EQ(bench.Send({0x55}, sender).received.size(), 0U);
+        static_cast<void>(bench.Got());
+        ASSERT_EQ(bench.receivedAt.size(), 1U);
+        EXPECT_EQ(bench.receivedAt[0], vboard::Instant{vboard::TimeOfBits(bits, 9600)});
+    }
+}
+
+TEST(SerialLane, AFallInsideAStopBitIsAFramingErrorAndBeginsNothing) {
+    LaneBench bench({9600, 8, Parity::kNone, 1});
+    // Low for five bits, high for four, and low again where the stop bit should be.
+    for (const unsigned bits : {5U, 4U, 2U}) {
+        bench.lane.SetBreak(bits != 4);
+        bench.clock.Pass(vboard::TimeOfBits(bits, 9600));
+    }
+    bench.lane.SetBreak(false);
+    EXPECT_EQ(bench.Got(), "f0 framing");
+}
+
+TEST(SerialLane, CarriesMoreThanItKeepsAndStartsAnewOnceItHasForgotten) {
+    const SerialFormat format{9600, 8, Parity::kNone, 1};
+    LaneBench bench(format);
+    Bytes many(3000);
+    for (std::size_t at = 0; at < many.size(); ++at) {
+        many[at] = static_cast<std::uint8_t>(at * 7);
+    }
+    static_cast<void>(bench.Send(many, format).Got());
+    ASSERT_EQ(bench.received.size(), many.size());
+    for (std::size_t at = 0; at < many.size(); ++at) {
+        ASSERT_EQ(bench.received[at].value, many[at]) << at;
+    }
+    bench.received.clear();
+    bench.Send({1, 2, 3, 4}, format).clock.Pass(format.CharacterTime() * 5 / 2);
+    bench.clock.CancelAll();
+    bench.lane.Forget();
+    EXPECT_EQ(bench.Send({0x44}, format).Got(), "01, 02, 44");
 }
 
 TEST(SerialLane, AnEdgeRightInTheMiddleOfABitCountsAsBeforeItWithRoundingForgiven) {

@@ -42,7 +42,6 @@ FaultAction NoiseSource::Choose(std::uint32_t actions) {
 }
 
 void NoiseSource::FillBytes(FaultOutcome& outcome, std::size_t count) {
-    outcome.bytes.clear();
     for (std::size_t i = 0; i < count; ++i) {
         outcome.bytes.push_back(static_cast<std::uint8_t>(Next() & 0xFFU));
     }
