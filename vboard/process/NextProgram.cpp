@@ -13,6 +13,10 @@
 #include "vboard/session/ProgramFile.h"
 #include "vboard/text/Format.h"
 
+// Only where the address sanitizer is part of the program.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+extern "C" void __asan_handle_no_return() __attribute__((weak));
+
 namespace vboard {
 namespace {
 
@@ -57,6 +61,14 @@ char* Find(char* const* variables, std::string_view name) {
 }
 
 /// What keeps a program from the board, in words; empty where nothing does.
+/// A program that replaces a vfork child leaves its frames without returning: the address
+/// sanitizer's marks of them would stand in its parent's stack.
+void UnmarkStack() {
+    if (__asan_handle_no_return != nullptr) {
+        __asan_handle_no_return();
+    }
+}
+
 std::string WhyNotOnBoard(const char* file, bool inPath) {
     std::string problem;
     if (RunLink::Get() == nullptr || TheTies().library.empty() || !IsText(file)) {
@@ -92,6 +104,7 @@ NextProgram::NextProgram(char* const* variables) : m_variables(variables) {
     }
     if (RunsInParentsMemory()) {
         link->BeginOwnTime();  // vfork does not tell; both go on from here.
+        UnmarkStack();
     }
     const Ties& ties = TheTies();
     if (link->HasOwnTime()) {
