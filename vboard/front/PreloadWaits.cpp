@@ -302,7 +302,8 @@ VBOARD_EXPORT int sigtimedwait(const sigset_t* signals, siginfo_t* information,
 
 // The way to the kernel past libc's own functions, on which Rust's threads wait for each other. As
 // many words are read as any call has, whatever was passed, as libc does; a sanitizer would object.
-VBOARD_EXPORT __attribute__((no_sanitize_address)) long syscall(long number, ...) __THROW {
+#define VBOARD_UNSANITIZED __attribute__((no_sanitize_address))
+VBOARD_EXPORT VBOARD_UNSANITIZED long syscall(long number, ...) __THROW {
     va_list arguments;
     va_start(arguments, number);
     std::array<long, 6> words{};
