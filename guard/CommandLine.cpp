@@ -44,7 +44,7 @@ constexpr unsigned kInstall = Bit(Command::kInstall);
 constexpr unsigned kLooking = Bit(Command::kVerify) | Bit(Command::kRead) | Bit(Command::kInfo);
 
 bool TakesImage(Command command) {
-    return kCommands.at(static_cast<std::size_t>(command)).words[0] != '\0';
+    return *kCommands.at(static_cast<std::size_t>(command)).words != '\0';
 }
 
 // ------ options ----------------------------------------------------------------------------------
@@ -274,11 +274,10 @@ int Refuse(const std::string& problem) {
     return static_cast<int>(Status::kUsage);
 }
 
-std::string UnknownOption(int argc, char** argv) {
+std::string UnknownOption(char** argv) {
     const std::string word = optopt != 0 && optopt < kHelp
                                  ? std::string("-") + static_cast<char>(optopt)
-                             : optind > 0 && optind <= argc ? argv[optind - 1]
-                                                            : "";
+                                 : argv[optind - 1];
     return "'" + word + "' is no option, or has no value or one too many";
 }
 
@@ -305,7 +304,7 @@ std::optional<int> ParseCommandLine(int argc, char** argv, CommandLine& line) {
         }
         const OptionRow* row = answer == '?' ? nullptr : RowOf(answer);
         if (row == nullptr) {
-            return Refuse(UnknownOption(argc, argv));
+            return Refuse(UnknownOption(argv));
         }
         const std::string problem = row->take(optarg != nullptr ? optarg : "", line);
         if (!problem.empty()) {

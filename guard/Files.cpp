@@ -25,11 +25,10 @@ bool ReadFirmware(const std::string& path, const Board& board, Firmware& firmwar
     ImageFile file = ReadImageFile(path, board);
     report.OnFindings(path, file.found);
     if (file.found.Refused()) {
-        const image::Finding* first = file.found.FirstRefusal();
         verdict.imagePath = path;
         verdict.imageSha256 = file.sha256;
         verdict.problem = RefusalOf(file);
-        verdict.remedy = first == nullptr ? "" : first->remedy;
+        verdict.remedy = file.found.FirstRefusal()->remedy;
         return false;
     }
     firmware.path = path;

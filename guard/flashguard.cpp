@@ -28,9 +28,7 @@ void OpenStandardDescriptors() {
     do {
         file = open("/dev/null", O_RDWR);
     } while (file >= 0 && file <= STDERR_FILENO);
-    if (file > STDERR_FILENO) {
-        (void)close(file);
-    }
+    (void)close(file);
 }
 
 Progress* theProgress = nullptr;

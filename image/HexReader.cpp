@@ -119,7 +119,7 @@ void HexReader::EndLine() {
 }
 
 void HexReader::TakeLine() {
-    const bool empty = m_line.empty() && !m_blankLine && !m_tooLong;
+    const bool empty = m_line.empty() && !m_blankLine;
     if (m_ended) {
         if (!empty && !std::exchange(m_saidAfterEnd, true)) {
             m_findings.Refuse(m_number, "there is text after the end",

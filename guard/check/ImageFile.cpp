@@ -43,11 +43,7 @@ public:
     }
     /// How many bytes were read, 0 at the end, -1 for a failure.
     [[nodiscard]] ssize_t Read(std::span<char> room) const {
-        ssize_t count = 0;
-        do {
-            count = read(m_descriptor, room.data(), room.size());
-        } while (count < 0 && errno == EINTR);
-        return count;
+        return read(m_descriptor, room.data(), room.size());
     }
 
 private:
@@ -173,9 +169,6 @@ ImageFile ReadImageFile(const std::string& path, const Board& board) {
 
 std::string RefusalOf(const ImageFile& file) {
     const image::Finding* first = file.found.FirstRefusal();
-    if (first == nullptr) {
-        return file.path + " is refused";
-    }
     return file.path + " is refused" +
            (first->line == 0 ? "" : ", in line " + std::to_string(first->line)) + ": " +
            first->what;

@@ -60,10 +60,10 @@ private:
 bool WriteAll(int file, std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = write(file, text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
+        if (written < 0) {
             return false;
         }
-        text.remove_prefix(static_cast<std::size_t>(written < 0 ? 0 : written));
+        text.remove_prefix(static_cast<std::size_t>(written));
     }
     return true;
 }

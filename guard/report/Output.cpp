@@ -38,9 +38,6 @@ void Output::Write(std::string_view text, int waitMs) {
     while (!text.empty() && HasRoom(m_descriptor, begun ? kLongestWaitMs : waitMs)) {
         const std::size_t size = std::min(text.size(), kPieceBytes);
         const ssize_t written = write(m_descriptor, text.data(), size);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
         if (written <= 0) {
             m_lost = m_lost || (errno != EPIPE && errno != EAGAIN);
             break;

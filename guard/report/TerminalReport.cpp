@@ -60,7 +60,7 @@ void TerminalReport::Draw() {
     m_drawn = m_now();
     std::string line = Bar() + m_gauge.Text(m_drawn);
     // A line that reaches the edge would go on in the next one, and stay there.
-    line.resize(std::min<std::size_t>(line.size(), m_columns > 0 ? m_columns - 1 : 0));
+    line.resize(std::min<std::size_t>(line.size(), m_columns - 1));
     m_output.News(kAnew + line);
 }
 

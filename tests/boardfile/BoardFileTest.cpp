@@ -139,6 +139,21 @@ TEST(ABoardFile, WithTextsThatCannotBeIsRefusedWithWhatCan) {
               "b.toml:4: 'lines' is a table, [lines] in a line of its own\n");
 }
 
+TEST(ABoardFile, TakesLettersDigitsAndThreeSignsForAName) {
+    const auto with = [](const std::string& name) {
+        return "name = \"" + name +
+               "\"\nport = '/a'\nchip = 'small'\n[lines]\nreset = 1\nrxd_nmi = 2\ntck = 3\n";
+    };
+    EXPECT_EQ(Taken(with("azAZ09-_.")).name, "azAZ09-_.");
+    EXPECT_EQ(Taken(with("a")).port, "/a");
+    // The neighbours of all these.
+    for (const char* name : {"`", "{", "@", "[", "/", ":", ",", "^"}) {
+        EXPECT_EQ(Refused(with(name)),
+                  "b.toml:1: 'name' takes letters, digits, '-', '_' and '.', at least one\n")
+            << name;
+    }
+}
+
 TEST(ABoardFile, WithLinesThatCannotBeIsRefused) {
     const std::string head = "name = 'A'\nport = '/dev/a'\nchip = 'large'\n[lines]\n";
     EXPECT_EQ(Refused(head + "reset = -1\nrxd_nmi = 2147483648\ntck = '3'\n"),
@@ -166,6 +181,14 @@ TEST(ABoardFile, WithAMemoryThatCannotBeIsRefused) {
               "b.toml:9: 'memory.main' takes a whole number from 0 to 65535\n"
               "b.toml:9: 'memory.main' takes a whole number from 0 to 65535\n"
               "b.toml:9: 'memory.main' takes a whole number from 1 to 65535\n");
+    for (const char* numbers : {"['a', 0xFFFF, 512]", "[0x2100, 0x10000, 512]"}) {
+        EXPECT_EQ(Refused(Behind("[memory]\nmain = " + std::string(numbers) + "\n")),
+                  "b.toml:9: 'memory.main' takes a whole number from 0 to 65535\n");
+    }
+    EXPECT_EQ(Refused(Behind("[memory]\nmain = [0x2100, 0xFFFF, 0]\n")),
+              "b.toml:9: 'memory.main' takes a whole number from 1 to 65535\n");
+    EXPECT_EQ(Taken(Behind("[memory]\nmain = [0x2102, 0xFFFF, 1]\n")).main,
+              (Area{0x2102, 0xFFFF, 1}));
     for (const char* area : {"[0x2101, 0xFFFF, 512]", "[0x2100, 0xFFFE, 512]",
                              "[0x3000, 0x2FFF, 512]", "[0x3001, 0x3001, 512]"}) {
         EXPECT_EQ(Refused(Behind("[memory]\nmain = " + std::string(area) + "\n")),

@@ -146,7 +146,7 @@ TEST(GuardCommandLine, ABoardThatIsNotKnownEndsWithStatusTwo) {
                   "msp430-56k-v202 or msp430-56k-key\n");
 }
 
-TEST(GuardCommandLine, ASpeedThatTheBoardHasNoClockForEndsWithStatusTwo) {
+TEST(GuardCommandLine, TheFirstSpeedIsOneOfAnyBoard) {
     const TempFolder folder;
     static_cast<void>(folder.WriteFile(
         "a.toml",
@@ -155,7 +155,7 @@ TEST(GuardCommandLine, ASpeedThatTheBoardHasNoClockForEndsWithStatusTwo) {
     const Ended ended = RunProcess({"flashguard", "read", "-o", "x", "--speed", "9600", "-b", "A",
                                     "--boards-folder", ".", "--lock-folder", "gone"},
                                    folder.PathOf("."));
-    // The first speed needs no clock.
+    // The lock's folder is what is missing.
     EXPECT_EQ(ended.status, 12) << ended.error;
 }
 
@@ -166,6 +166,7 @@ TEST(GuardCommandLine, OptionsStandBeforeAndBehindTheCommandAndInEitherLength) {
     EXPECT_EQ(board.RunsGuard({"--json", "-b", "BRDA", "info"}).output, expected);
     EXPECT_EQ(board.RunsGuard({"--json", "--board=BRDA", "info"}).output, expected);
     EXPECT_EQ(board.RunsGuard({"--json", "--", "info"}).output, expected);
+    EXPECT_EQ(board.RunsGuard({"--json", "--wait", "1000000ms", "info"}).output, expected);
     EXPECT_EQ(board.RunsGuard({"--quiet", "info"}).output, "");
     EXPECT_EQ(board.RunsGuard({"-q", "info"}).output, "");
 }

@@ -99,6 +99,8 @@ TEST(AStrictReader, RefusesWhatIsNoRecordBetweenRecords) {
                       "89\n" +
                       kEnd),
               "1! '\\x01\\x80' are not two hexadecimal digits\n");
+    EXPECT_EQ(FoundIn(":\x1F!\n" + kEnd), "1! '\\x1F!' are not two hexadecimal digits\n");
+    EXPECT_EQ(FoundIn(":~\x7F\n" + kEnd), "1! '~\\x7F' are not two hexadecimal digits\n");
 }
 
 TEST(AStrictReader, RefusesALineThatIsLongerThanARecordCanBe) {

@@ -87,6 +87,23 @@ TEST(ABoardFolder, MayBeMissingOnlyWhereNobodyNamedIt) {
               std::vector<std::string>{gone + ": this can't be read: No such file or directory"});
 }
 
+// The clock bytes are those of SLAU319's examples: F1xx for the oldest part, F2xx for the others.
+TEST(TheKnownParts, AreTheFourOfTheVirtualBoard) {
+    const MemoryArea main{0x2100, 0xFFFF, 512};
+    const MemoryArea information{0x1000, 0x10FF, 64};
+    const std::vector<Speed> newer{{19200, 0x00, 0x8B}, {38400, 0x80, 0x8C}};
+    const std::vector<Part> expected{{"msp430-56k", main, information, false, 20, newer},
+                                     {"msp430-56k-v110",
+                                      main,
+                                      {0x1000, 0x10FF, 128},
+                                      false,
+                                      200,
+                                      {{19200, 0xE0, 0x86}, {38400, 0xE0, 0x87}}},
+                                     {"msp430-56k-v202", main, information, false, 20, newer},
+                                     {"msp430-56k-key", main, information, false, 20, newer}};
+    EXPECT_EQ(std::vector<Part>(KnownParts().begin(), KnownParts().end()), expected);
+}
+
 TEST(TheBuiltInBoards, HaveTheDevicesAndLinesOfTheTool) {
     const auto boards = BuiltInBoards();
     ASSERT_EQ(boards.size(), 3U);

@@ -108,6 +108,14 @@ TEST_F(AnImageFile, WithOddBlocksIsTakenWithAWordForEach) {
               "be done\n");
 }
 
+TEST_F(AnImageFile, ThatHasSeveralFaultsTellsOddBlocksLast) {
+    EXPECT_EQ(FoundIn(":0121310009A4\n" + kVersion + kEnd),
+              "IMAGE: there is no reset vector at 0xFFFE; link the firmware with its interrupt "
+              "vectors\n"
+              "said: IMAGE:1: the block at 0x2131 is odd, and 0x2130 becomes 0xFF; nothing has to "
+              "be done\n");
+}
+
 TEST_F(AnImageFile, ThatIsDamagedIsRefusedWithAllThatIsWrong) {
     EXPECT_EQ(
         FoundIn(":02210000341298\n" + kVector),

@@ -2,18 +2,26 @@
 #include "guard/report/Report.h"
 
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <fcntl.h>
+#include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstddef>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 
 #include "guard/report/Collector.h"
 #include "guard/report/JsonObject.h"
+#include "guard/report/Output.h"
 #include "guard/report/Words.h"
 #include "tests/support/TempFolder.h"
 
@@ -237,7 +245,69 @@ TEST_F(AReport, OnANarrowTerminalWithoutColoursStaysInItsLine) {
     EXPECT_EQ(m_output.Take(), "\r\x1b[KWriting 0 %, 0 of 1\r\x1b[K");
 }
 
+TEST_F(AReport, HasABarWhereThereIsRoomForIt) {
+    for (const auto& [columns, bar] : {std::pair(69U, ""), {70U, "[....................] "}}) {
+        m_options.columns = columns;
+        Report report(m_options);
+        report.OnPhase(Phase::kWrite, 1000);
+        EXPECT_EQ(m_output.Take(), "\r\x1b[K" + std::string(bar) + "Writing 0 %, 0 of 1000 bytes");
+    }
+}
+
+TEST_F(AReport, LooksWhatItsOutputIs) {
+    int outer = -1;
+    int terminal = -1;
+    winsize size{};
+    size.ws_col = 100;
+    ASSERT_EQ(openpty(&outer, &terminal, nullptr, nullptr, &size), 0);
+    const auto look = [this](int output, const char* term, const char* noColour) {
+        (void)setenv("TERM", term, 1);
+        (void)setenv("NO_COLOR", noColour, 1);
+        ReportOptions options = m_options;
+        options.output = output;
+        LookAround(options);
+        return std::to_string(options.columns) + (options.colours ? " colours" : " plain");
+    };
+    EXPECT_EQ(look(terminal, "xterm", ""), "100 colours");
+    EXPECT_EQ(look(terminal, "xterm", "1"), "100 plain");
+    EXPECT_EQ(look(terminal, "dumb", ""), "0 plain");
+    EXPECT_EQ(look(terminal, "", ""), "0 plain");
+    EXPECT_EQ(look(m_output.Writer(), "xterm", ""), "0 plain");
+    size.ws_col = 0;
+    ASSERT_EQ(ioctl(terminal, TIOCSWINSZ, &size), 0);
+    EXPECT_EQ(look(terminal, "xterm", ""), "80 colours");
+    (void)close(terminal);
+    (void)close(outer);
+    (void)setenv("NOTIFY_SOCKET", "@a", 1);
+    ReportOptions options;
+    LookAround(options);
+    EXPECT_EQ(options.notifySocket, "@a");
+    (void)unsetenv("NOTIFY_SOCKET");
+    LookAround(options);
+    EXPECT_EQ(options.notifySocket, "");
+}
+
 // ---- what is wrong ----
+
+TEST_F(AReport, SaysThatThereMayBeMoreThanItKeeps) {
+    for (const unsigned count : {99U, 100U}) {
+        image::Findings findings;
+        std::string lines;
+        for (unsigned line = 1; line <= count; ++line) {
+            findings.Refuse(line, "damaged", "get it anew");
+            lines += "a.hex:" + std::to_string(line) + ": damaged; get it anew\n";
+        }
+        Report report(m_options);
+        report.OnFindings("a.hex", findings);
+        report.OnVerdict(Failed());
+        EXPECT_EQ(
+            m_error.Take(),
+            "flashguard: the loader fell silent; the chip holds no runnable firmware; run it "
+            "again\n" +
+                lines +
+                (count < 100 ? "" : "a.hex: there may be more; the rest was not looked at\n"));
+    }
+}
 
 TEST_F(AReport, ListsWhatRefusesAnImageBehindTheSentence) {
     image::Findings findings;
@@ -342,25 +412,97 @@ TEST(AFileThatIsWrittenWhole, LeavesTheOldOneWhenItCannotBe) {
     EXPECT_EQ(FileText(path), "new");
 }
 
+/// What is written beyond `bytes` of a file fails, as on a full disk, for as long as this lives.
+class AFullDisk {
+public:
+    explicit AFullDisk(rlim_t bytes) {
+        EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &m_before), 0);
+        m_handler = signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{bytes, m_before.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    }
+    ~AFullDisk() {
+        (void)setrlimit(RLIMIT_FSIZE, &m_before);
+        (void)signal(SIGXFSZ, m_handler);
+    }
+    AFullDisk(const AFullDisk&) = delete;
+    AFullDisk& operator=(const AFullDisk&) = delete;
+
+private:
+    rlimit m_before{};
+    sighandler_t m_handler = SIG_DFL;
+};
+
+TEST(AFileThatIsWrittenWhole, OnAFullDiskLeavesTheOldOneAndNoPart) {
+    const TempFolder folder;
+    const std::string path = folder.WriteFile("old", "old");
+    errno = EBUSY;
+    {
+        const AFullDisk disk(2);
+        EXPECT_EQ(WriteWholeFile(path, "new"), EFBIG);
+    }
+    EXPECT_EQ(FileText(path), "old");
+    EXPECT_FALSE(std::ifstream(path + ".part").good());
+    errno = EBUSY;
+    EXPECT_EQ(WriteWholeFile(path, "new"), 0);
+    EXPECT_EQ(FileText(path), "new");
+    (void)mkdir((path + ".folder").c_str(), 0700);
+    EXPECT_EQ(WriteWholeFile(path + ".folder", "new"), EISDIR);
+    EXPECT_FALSE(std::ifstream(path + ".folder.part").good());
+}
+
+TEST(AnOutput, EndsALineThatWasCutBeforeTheNextOne) {
+    const TempFolder folder;
+    const std::string path = folder.WriteFile("log", "");
+    const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    Output output(file);
+    {
+        const AFullDisk disk(600);
+        output.News(std::string(1000, 'x') + "\n");
+        EXPECT_TRUE(output.Lost());
+        // Neither the line's end nor the next line has room.
+        output.News("lost\n");
+    }
+    output.News("next\n");
+    output.News("more\n");
+    (void)close(file);
+    EXPECT_EQ(FileText(path), std::string(600, 'x') + "\nnext\nmore\n");
+}
+
 TEST(TheCollectorsText, HasEveryFigureOnceWithHelpAndType) {
     Verdict verdict = Installed();
     verdict.board = "A\"\\\n";
-    const std::string text = CollectorText(verdict, 1'700'000'000);
     const std::string labels = "{board=\"A\\\"\\\\\\n\",command=\"install\"";
-    EXPECT_EQ(text.find("# HELP flashguard_status Exit status of the last run.\n"
-                        "# TYPE flashguard_status gauge\n"
-                        "flashguard_status" +
-                        labels + "} 0\n"),
-              0U);
-    for (const std::string& line :
-         {"flashguard_end_timestamp_seconds" + labels + "} 1700000000\n",
-          "flashguard_duration_seconds" + labels + "} 98.765432100\n",
-          "flashguard_phase_seconds" + labels + ",phase=\"write\"} 1.500000000\n",
-          "flashguard_phase_seconds" + labels + ",phase=\"prove\"} 0.000000000\n",
-          "flashguard_entries" + labels + "} 1\n", "flashguard_image_bytes" + labels + "} 194\n",
-          "flashguard_firmware_version" + labels + "} 4660\n"}) {
-        EXPECT_NE(text.find(line), std::string::npos) << line << text;
+    std::string expected;
+    const auto head = [&expected](const std::string& name, const std::string& help) {
+        expected +=
+            "# HELP flashguard_" + name + " " + help + "\n# TYPE flashguard_" + name + " gauge\n";
+    };
+    const auto figure = [&](const std::string& name, const std::string& help,
+                            const std::string& value) {
+        head(name, help);
+        expected += "flashguard_" + name + labels + "} " + value + "\n";
+    };
+    figure("status", "Exit status of the last run.", "0");
+    figure("end_timestamp_seconds", "When the last run ended.", "1700000000");
+    figure("duration_seconds", "Length of the last run.", "98.765432100");
+    head("phase_seconds", "Length of each phase of the last run.");
+    for (const std::string phase : {"lock", "ask", "enter", "erase", "prove-erased", "write",
+                                    "prove", "commit", "start", "release", "read"}) {
+        expected += "flashguard_phase_seconds" + labels + ",phase=\"" + phase + "\"} " +
+                    (phase == "write" ? "1.500000000" : "0.000000000") + "\n";
     }
+    figure("entries", "Ways into the loader that were tried.", "1");
+    figure("reentries", "Sessions begun anew.", "0");
+    figure("retries", "Exchanges repeated.", "0");
+    figure("line_errors", "Damaged characters and answers cut short.", "0");
+    figure("refusals", "Frames that the loader refused.", "0");
+    figure("image_bytes", "Bytes of the image.", "194");
+    const std::string before = expected;
+    figure("firmware_version", "What the firmware says of itself.", "4660");
+    EXPECT_EQ(CollectorText(verdict, 1'700'000'000), expected);
+    verdict.versionAfter.reset();
+    EXPECT_EQ(CollectorText(verdict, 1'700'000'000), before);
 }
 
 // ---- programs ----
@@ -422,6 +564,27 @@ TEST_F(AReport, InJsonHasAllFiguresOfAnInstall) {
     }
 }
 
+TEST(AJsonText, TakesTheFirstAndTheLastCharacterOfEachLength) {
+    for (const std::string text :
+         {" ", "\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
+          "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+        EXPECT_EQ(Quoted(text), "\"" + text + "\"");
+    }
+    EXPECT_EQ(Quoted("\x1F"), R"("\u001F")");
+    const std::string replaced = "\xEF\xBF\xBD";
+    for (const std::string text :
+         {"\xC1\xBF", "\xC2\xC0", "\xE0\x9F\xBF", "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF",
+          "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\x80"}) {
+        std::string expected;
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            expected += replaced;
+        }
+        EXPECT_EQ(Quoted(text + "z"), "\"" + expected + "z\"");
+    }
+    EXPECT_EQ(Quoted("\xC2z"), "\"" + replaced + "z\"");
+    EXPECT_EQ(Quoted("\xE2\x82z"), "\"" + replaced + replaced + "z\"");
+}
+
 TEST(AJsonText, EscapesWhatHasToBeAndReplacesWhatIsNoUtf8) {
     EXPECT_EQ(Quoted("a\"b\\c\n\x01"), R"("a\"b\\c\u000A\u0001")");
     EXPECT_EQ(Quoted("\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"),
@@ -459,6 +622,27 @@ TEST_F(AReport, TellsAServiceManagerOnceASecondAndAsksForMoreTime) {
               "STATUS=Writing 40 %, 400 of 1000 bytes, 1 s left\nEXTEND_TIMEOUT_USEC=30000000|"
               "STATUS=Writing 80 %, 800 of 1000 bytes, 0 s left\nEXTEND_TIMEOUT_USEC=30000000|"
               "STATUS=installed version 4660: 194 bytes in 14 blocks, read back, 98.7 s|");
+    (void)close(manager);
+}
+
+TEST_F(AReport, TellsAServiceManagerWithoutAFileOfWhatIsWrongInOneLine) {
+    const std::string name = "flashguard-test-" + std::to_string(getpid());
+    const int manager = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    name.copy(address.sun_path + 1, sizeof(address.sun_path) - 1);
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    m_options.quiet = true;
+    m_options.notifySocket = "@" + name;
+    Report report(m_options);
+    Verdict verdict = Failed();
+    verdict.problem = "two\nlines";
+    report.OnVerdict(verdict);
+    std::array<char, 512> told{};
+    const ssize_t count = recv(manager, told.data(), told.size(), 0);
+    EXPECT_EQ(std::string(told.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))),
+              "STATUS=two lines; the chip holds no runnable firmware; run it again");
     (void)close(manager);
 }
 
