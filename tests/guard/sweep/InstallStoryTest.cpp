@@ -264,6 +264,9 @@ TEST_F(AStory, OfADeviceThatIsMissingLeavesTheChipAsItWas) {
                             Case{{"flush:export#*=eio", "write:export#*=eio"},
                                  "GPIO line 90 cannot be exported",
                                  "before 256\n"},
+                            Case{{"fopen:export#*=enoent", "open:export#*=enoent"},
+                                 "GPIO line 90 cannot be exported",
+                                 "before 256\n"},
                             Case{{"open:comm#*=enoent"},
                                  "the communication device /dev/knxspi cannot be opened",
                                  ""}}) {
