@@ -27,7 +27,8 @@ public:
     /// `target` must outlive the port.
     explicit Port(Target& target) : m_target(target) {}
 
-    /// Opens it at kFirstBaud; it is closed. Tried three times; false when the device is missing or refuses.
+    /// Opens it at kFirstBaud; it is closed. Tried three times; false when the device is missing or
+    /// refuses.
     [[nodiscard]] bool Open();
     /// Gives the port back; nothing to do when it is not open.
     void Close();

@@ -37,6 +37,10 @@ TEST(Waits, ForFilesThatAreNowhereOrTooManyAreRefused) {
               kOpened + "nofiles = EFAULT EFAULT EINVAL EINVAL 1 EINVAL\n");
 }
 
+TEST(Files, OpenedByTheNumberOfASystemCallAreRefused) {
+    EXPECT_EQ(ProbeRun().Says("rawopen"), "rawopen = ENOSYS ENOSYS\n");
+}
+
 TEST(Waits, ForTimesThatCannotBeAreRefused) {
     EXPECT_EQ(ProbeRun().Says(kPort + "notime"),
               kOpened +

@@ -9,6 +9,7 @@
 
 #include <asm/ioctls.h>
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <linux/serial.h>
 #include <poll.h>
 #include <sys/epoll.h>
@@ -16,6 +17,7 @@
 #include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <sys/time.h>
 #include <sys/uio.h>
@@ -527,6 +529,13 @@ std::string AwaitNothing(const Words& /*words*/) {
            Result(select(-1, nullptr, &writing, nullptr, &noTime));
 }
 
+/// rawopen: opens the port by the numbers of system calls.
+std::string OpenByNumber(const Words& /*words*/) {
+    const open_how how{O_RDWR, 0, 0};
+    return Result(syscall(SYS_openat, AT_FDCWD, "/dev/ttyS1", O_RDWR)) + " " +
+           Result(syscall(SYS_openat2, AT_FDCWD, "/dev//ttyS1", &how, sizeof how));
+}
+
 /// notime: waits for lengths of time that can't be.
 std::string AwaitNoTime(const Words& /*words*/) {
     const std::array<timespec, 3> wrong{{{0, 1'000'000'000}, {0, -1}, {-1, 0}}};
@@ -672,6 +681,7 @@ CallTable OtherCalls() {
         {"nothing", GiveNothing},
         {"nofiles", AwaitNothing},
         {"notime", AwaitNoTime},
+        {"rawopen", OpenByNumber},
         {"selectboth", SelectBoth},
         {"epoll", WatchBySet},
         {"reread", ReadAgain},

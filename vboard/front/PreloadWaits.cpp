@@ -29,6 +29,7 @@
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/Reaped.h"
 #include "vboard/process/Waiting.h"
+#include "vboard/process/Wrapping.h"
 
 namespace {
 
@@ -69,6 +70,31 @@ int Milliseconds(std::optional<Duration> timeout) {
     return timeout ? static_cast<int>(std::min<std::int64_t>(
                          std::chrono::ceil<std::chrono::milliseconds>(*timeout).count(), INT_MAX))
                    : -1;
+}
+
+/// Opening by number: the wrappers of open don't see it, and what it brought would be the
+/// machine's.
+bool OpensBoardsFile(long number, const std::array<long, 6>& words) {
+    const auto isBoards = [](int folder, long path) {
+        // The words of a system call are numbers, also those that point.
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
+        const auto* name = reinterpret_cast<const char*>(path);
+        return static_cast<bool>(vboard::HostFor(name, vboard::LastLink::kFollowed, folder));
+    };
+    switch (number) {
+#ifdef SYS_open
+        case SYS_open:
+        case SYS_creat:
+            return isBoards(AT_FDCWD, words[0]);
+#endif
+#ifdef SYS_openat2
+        case SYS_openat2:
+#endif
+        case SYS_openat:
+            return isBoards(static_cast<int>(words[0]), words[1]);
+        default:
+            return false;
+    }
 }
 
 bool IsFutex(long number) {
@@ -311,6 +337,9 @@ VBOARD_EXPORT VBOARD_UNSANITIZED long syscall(long number, ...) __THROW {
         word = va_arg(arguments, long);
     }
     va_end(arguments);
+    if (OpensBoardsFile(number, words)) {
+        return vboard::Refused(ENOSYS);
+    }
 #ifdef SYS_futex_time64
     if (number == SYS_futex_time64) {
         return Futex<WideTimespec>(number, words);
