@@ -180,7 +180,7 @@ Verdict Release(const Request& request, Progress& progress) {
     if (work.TheLines().LetGo()) {
         work.TheVerdict().outcome = Outcome::kReleased;
     } else {
-        work.Fail(Status::kDeviceMissing, "not all lines can be let go of",
+        work.Fail(Status::kDeviceMissing, "not all lines can be given back",
                   "check the board's name (--board) and the rights on /sys/class/gpio");
     }
     return work.Finish();

@@ -220,7 +220,7 @@ TEST(GuardRelease, OfALineThatDoesNotLetGoTriesThreeTimesAndSaysSo) {
     EXPECT_EQ(run.status, 12);
     EXPECT_EQ(
         run.error,
-        "flashguard: not all lines can be let go of; the chip is as it was; check the board's "
+        "flashguard: not all lines can be given back; the chip is as it was; check the board's "
         "name (--board) and the rights on /sys/class/gpio\n");
     const std::string conversation = run.Conversation();
     int tries = 0;

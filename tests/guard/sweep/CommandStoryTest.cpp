@@ -244,7 +244,7 @@ TEST_F(AStory, OfAReleaseIsThatOfTheLines) {
     EXPECT_EQ(StoryOf(guard::Release), "release\nrelease\ndone, released, as-it-was\n");
     EXPECT_EQ(StoryOf(guard::Release, {"flush:export#*=eio", "write:export#*=eio"}),
               "release\nrelease\ndevice-missing, nothing, as-it-was\n"
-              "problem: not all lines can be let go of\n"
+              "problem: not all lines can be given back\n"
               "remedy: check the board's name (--board) and the rights on /sys/class/gpio\n");
 }
 
