@@ -63,10 +63,18 @@ class Link:
             self._receive(os.read(self.master, 4096))
         elif events & select.POLLHUP and self.is_open:
             self.is_open = False
+            self._forget_unread()
             self._closed()
 
     def send(self, data):
         os.write(self.master, data)
+
+    def _forget_unread(self):
+        """What was sent and not read by the close is lost, as in a serial port: a killed program leaves such
+        bytes, and the next one would take them for its own answers."""
+        slave = os.open(self.path, os.O_RDWR | os.O_NOCTTY)
+        termios.tcflush(slave, termios.TCIFLUSH)
+        os.close(slave)
 
 
 class FakeBoard:
