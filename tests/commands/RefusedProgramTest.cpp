@@ -89,22 +89,24 @@ private:
     Elf64_Ehdr m_header{};
 };
 
-TEST(RefusedProgram, OneLinkedStatically) {
+/// What is said of the tool after a change of its file.
+template <class Change>
+std::string RefusalAfter(Change change) {
     const BoardFolder folder;
     Changed program(folder);
-    program.TakeLoaderAway();
+    change(program);
     program.Store();
-    EXPECT_EQ(folder.Refuses("run -- ./program -v"),
+    return folder.Refuses("run -- ./program -v");
+}
+
+TEST(RefusedProgram, OneLinkedStatically) {
+    EXPECT_EQ(RefusalAfter([](Changed& program) { program.TakeLoaderAway(); }),
               "vboard: './program' is linked statically, so no board can stand in front of its C "
               "library: link it dynamically\n");
 }
 
 TEST(RefusedProgram, OneOfGosLinker) {
-    const BoardFolder folder;
-    Changed program(folder);
-    program.SetLinker("Go");
-    program.Store();
-    EXPECT_EQ(folder.Refuses("run -- ./program -v"),
+    EXPECT_EQ(RefusalAfter([](Changed& program) { program.SetLinker("Go"); }),
               "vboard: './program' is written in Go, whose programs turn to the kernel past the C "
               "library, where no board can stand: take one that calls the C library\n");
 }
@@ -123,32 +125,20 @@ TEST(RefusedProgram, OneThatWouldNotSeeTheLibrary) {
 }
 
 TEST(RefusedProgram, OneOfAnotherWordSize) {
-    const BoardFolder folder;
-    Changed program(folder);
-    program.SetByte(EI_CLASS, ELFCLASS32);
-    program.Store();
-    EXPECT_EQ(folder.Refuses("run -- ./program -v"),
+    EXPECT_EQ(RefusalAfter([](Changed& program) { program.SetByte(EI_CLASS, ELFCLASS32); }),
               "vboard: './program' is built for another processor or word size than the library of "
               "the board: give the library built for it with --library, and an emulator with --via "
               "if it needs one\n");
 }
 
 TEST(RefusedProgram, OneOfAnotherLoader) {
-    const BoardFolder folder;
-    Changed program(folder);
-    program.SetLoader("/lib/ld-musl-x.so.1");
-    program.Store();
-    EXPECT_EQ(folder.Refuses("run -- ./program -v"),
+    EXPECT_EQ(RefusalAfter([](Changed& program) { program.SetLoader("/lib/ld-musl-x.so.1"); }),
               "vboard: './program' is started by '/lib/ld-musl-x.so.1', which can't load the "
               "library of the board: build it for glibc\n");
 }
 
 TEST(RefusedProgram, OneWhoseLoaderIsNotThere) {
-    const BoardFolder folder;
-    Changed program(folder);
-    program.SetLoader("/lib/ld-nowhere.so");
-    program.Store();
-    EXPECT_EQ(folder.Refuses("run -- ./program -v"),
+    EXPECT_EQ(RefusalAfter([](Changed& program) { program.SetLoader("/lib/ld-nowhere.so"); }),
               "vboard: './program' is started by '/lib/ld-nowhere.so', which is not there: install "
               "it\n");
 }

@@ -14,6 +14,7 @@
 #include <sys/sem.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
+#include <sys/timerfd.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <threads.h>
@@ -215,6 +216,23 @@ void Ready() {
     event.events = EPOLLIN;
     epoll_ctl(events, EPOLL_CTL_ADD, ends[0], &event);
     say("epoll", epoll_wait(events, &event, 1, 2000));
+}
+
+/// What is waited for comes only after a while, by a timer of the machine's.
+void Later() {
+    const int timer = timerfd_create(CLOCK_MONOTONIC, 0);
+    const itimerspec soon{{0, 0}, {0, 5'000'000}};
+    timerfd_settime(timer, 0, &soon, nullptr);
+    fd_set set;
+    FD_ZERO(&set);
+    FD_SET(timer, &set);
+    timeval timeout{5, 0};
+    const int ready = select(timer + 1, &set, nullptr, nullptr, &timeout);
+    std::printf("select %d %s\n", ready, FD_ISSET(timer, &set) ? "set" : "not set");
+    timerfd_settime(timer, 0, &soon, nullptr);
+    timeval none{0, 0};
+    const int now = select(timer + 1, &set, nullptr, nullptr, &none);
+    std::printf("select %d %s\n", now, FD_ISSET(timer, &set) ? "set" : "not set");
 }
 
 void Futex() {
@@ -439,6 +457,7 @@ int main(int argc, char** argv) {
         {"semaphore", Semaphore},
         {"pipe", Pipe},
         {"ready", Ready},
+        {"later", Later},
         {"futex", Futex},
         {"children", Children},
         {"deadlines", Deadlines},

@@ -91,6 +91,10 @@ TEST(WaitsElsewhere, TakeNoTimeForWhatIsThereAlready) {
               "epoll 1 (1000 ns)\n");
 }
 
+TEST(WaitsElsewhere, KeepASelectsSetsUntilSomethingIsReadyOrTheTimeIsUp) {
+    EXPECT_EQ(Says("later"), "select 1 set\nselect 0 not set\n");
+}
+
 TEST(WaitsElsewhere, HoldDeadlinesByTheProgramsClocks) {
     EXPECT_EQ(Says("deadlines"),
               "timedwrlock ETIMEDOUT (20 ms)\n"

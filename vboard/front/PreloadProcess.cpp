@@ -32,6 +32,15 @@ std::vector<char*> WordsOf(const char* first, va_list arguments) {
     return words;
 }
 
+/// The program becomes another, unless `real`, libc's function for that, comes back.
+template <class Real>
+int Become(Real real) {
+    World::EndIfMade();
+    const int failed = real();
+    World::GoOnIfMade();
+    return failed;
+}
+
 }  // namespace
 
 VBOARD_EXPORT void _exit(int status) {
@@ -48,19 +57,13 @@ VBOARD_EXPORT void _Exit(int status) __THROW {
 
 VBOARD_EXPORT int execve(const char* path, char* const words[], char* const variables[]) __THROW {
     const NextProgram next(path, false, variables);
-    World::EndIfMade();
-    const int failed = Real().execve(path, words, next.Variables());
-    World::GoOnIfMade();
-    return failed;
+    return Become([&] { return Real().execve(path, words, next.Variables()); });
 }
 
 VBOARD_EXPORT int fexecve(int descriptor, char* const words[], char* const variables[]) __THROW {
     const std::string file = "/proc/self/fd/" + std::to_string(descriptor);
     const NextProgram next(file.c_str(), false, variables);
-    World::EndIfMade();
-    const int failed = Real().fexecve(descriptor, words, next.Variables());
-    World::GoOnIfMade();
-    return failed;
+    return Become([&] { return Real().fexecve(descriptor, words, next.Variables()); });
 }
 
 VBOARD_EXPORT int execveat(int folder, const char* path, char* const words[],
@@ -71,34 +74,22 @@ VBOARD_EXPORT int execveat(int folder, const char* path, char* const words[],
     const std::string base = "/proc/self/fd/" + std::to_string(folder);
     const std::string file = fromHere ? path : itself ? base : base + "/" + path;
     const NextProgram next(file.c_str(), false, variables);
-    World::EndIfMade();
-    const int failed = real(folder, path, words, next.Variables(), flags);
-    World::GoOnIfMade();
-    return failed;
+    return Become([&] { return real(folder, path, words, next.Variables(), flags); });
 }
 
 VBOARD_EXPORT int execv(const char* path, char* const words[]) __THROW {
     const NextProgram next(path, false, environ);
-    World::EndIfMade();
-    const int failed = Real().execve(path, words, next.Variables());
-    World::GoOnIfMade();
-    return failed;
+    return Become([&] { return Real().execve(path, words, next.Variables()); });
 }
 
 VBOARD_EXPORT int execvp(const char* file, char* const words[]) __THROW {
     const NextProgram next(file, true, environ);
-    World::EndIfMade();
-    const int failed = Real().execvpe(file, words, next.Variables());
-    World::GoOnIfMade();
-    return failed;
+    return Become([&] { return Real().execvpe(file, words, next.Variables()); });
 }
 
 VBOARD_EXPORT int execvpe(const char* file, char* const words[], char* const variables[]) __THROW {
     const NextProgram next(file, true, variables);
-    World::EndIfMade();
-    const int failed = Real().execvpe(file, words, next.Variables());
-    World::GoOnIfMade();
-    return failed;
+    return Become([&] { return Real().execvpe(file, words, next.Variables()); });
 }
 
 VBOARD_EXPORT int execl(const char* path, const char* first, ...) __THROW {
@@ -107,10 +98,7 @@ VBOARD_EXPORT int execl(const char* path, const char* first, ...) __THROW {
     const std::vector<char*> words = WordsOf(first, arguments);
     va_end(arguments);
     const NextProgram next(path, false, environ);
-    World::EndIfMade();
-    const int failed = Real().execve(path, words.data(), next.Variables());
-    World::GoOnIfMade();
-    return failed;
+    return Become([&] { return Real().execve(path, words.data(), next.Variables()); });
 }
 
 VBOARD_EXPORT int execlp(const char* file, const char* first, ...) __THROW {
@@ -119,10 +107,7 @@ VBOARD_EXPORT int execlp(const char* file, const char* first, ...) __THROW {
     const std::vector<char*> words = WordsOf(first, arguments);
     va_end(arguments);
     const NextProgram next(file, true, environ);
-    World::EndIfMade();
-    const int failed = Real().execvpe(file, words.data(), next.Variables());
-    World::GoOnIfMade();
-    return failed;
+    return Become([&] { return Real().execvpe(file, words.data(), next.Variables()); });
 }
 
 VBOARD_EXPORT int execle(const char* path, const char* first, ...) __THROW {
@@ -132,8 +117,5 @@ VBOARD_EXPORT int execle(const char* path, const char* first, ...) __THROW {
     char* const* variables = va_arg(arguments, char* const*);
     va_end(arguments);
     const NextProgram next(path, false, variables);
-    World::EndIfMade();
-    const int failed = Real().execve(path, words.data(), next.Variables());
-    World::GoOnIfMade();
-    return failed;
+    return Become([&] { return Real().execve(path, words.data(), next.Variables()); });
 }

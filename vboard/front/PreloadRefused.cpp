@@ -71,7 +71,7 @@ VBOARD_EXPORT int epoll_ctl(int set, int operation, int descriptor, epoll_event*
         vboard::NameRefusedSet(file->path);
         return Refused(EPERM);
     }
-    static const auto real = reinterpret_cast<decltype(&epoll_ctl)>(vboard::FindReal("epoll_ctl"));
+    static const auto real = vboard::RealNamed<decltype(&epoll_ctl)>("epoll_ctl");
     return real(set, operation, descriptor, event);
 }
 

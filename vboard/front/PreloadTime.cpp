@@ -52,9 +52,7 @@ int Poll(pollfd* files, nfds_t count, int timeout) {
 }
 
 int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const sigset_t* mask) {
-    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
-    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(files, count);
-    if (error != 0) {
+    if (const int error = vboard::Refusal(files, count, timeout); error != 0) {
         return Refused(error);
     }
     if (AnyOurs(files, count)) {
@@ -72,9 +70,7 @@ int PreciselyPoll(pollfd* files, nfds_t count, const timespec* timeout, const si
 VBOARD_EXPORT int select(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                          timeval* timeout) {
     const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
-    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
-    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(sets);
-    if (error != 0) {
+    if (const int error = vboard::Refusal(sets, timeout); error != 0) {
         return Refused(error);
     }
     if (AnyOurs(sets)) {
@@ -94,9 +90,7 @@ VBOARD_EXPORT int select(int count, fd_set* reading, fd_set* writing, fd_set* ex
 VBOARD_EXPORT int pselect(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                           const timespec* timeout, const sigset_t* mask) {
     const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
-    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
-    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(sets);
-    if (error != 0) {
+    if (const int error = vboard::Refusal(sets, timeout); error != 0) {
         return Refused(error);
     }
     if (AnyOurs(sets)) {

@@ -51,9 +51,7 @@ using std::chrono_literals::operator""us;
 VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                              timeval* timeout) {
     const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
-    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
-    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(sets);
-    if (error != 0) {
+    if (const int error = vboard::Refusal(sets, timeout); error != 0) {
         return Refused(error);
     }
     if (AnyOurs(sets)) {
@@ -74,9 +72,7 @@ VBOARD_EXPORT int __select64(int count, fd_set* reading, fd_set* writing, fd_set
 VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_set* excepting,
                               const timespec* timeout, const sigset_t* mask) {
     const FileSets sets = vboard::SetsOf(count, reading, writing, excepting);
-    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
-    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(sets);
-    if (error != 0) {
+    if (const int error = vboard::Refusal(sets, timeout); error != 0) {
         return Refused(error);
     }
     if (AnyOurs(sets)) {
@@ -91,9 +87,7 @@ VBOARD_EXPORT int __pselect64(int count, fd_set* reading, fd_set* writing, fd_se
 
 VBOARD_EXPORT int __ppoll64(pollfd* files, nfds_t count, const timespec* timeout,
                             const sigset_t* mask) {
-    const int wrongTimeout = vboard::TimeoutRefusal(timeout);
-    const int error = wrongTimeout != 0 ? wrongTimeout : vboard::Refusal(files, count);
-    if (error != 0) {
+    if (const int error = vboard::Refusal(files, count, timeout); error != 0) {
         return Refused(error);
     }
     if (AnyOurs(files, count)) {

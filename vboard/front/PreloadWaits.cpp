@@ -34,9 +34,11 @@
 namespace {
 
 using vboard::AwaitCondition;
+using vboard::AwaitEvents;
 using vboard::Duration;
 using vboard::DurationOf;
 using vboard::HasDeadline;
+using vboard::LockUntil;
 using vboard::OutsideWait;
 using vboard::ThreadsAnswer;
 using vboard::WaitFor;
@@ -48,22 +50,6 @@ using vboard::WaitUntilOrFail;
 clockid_t ClockOf(const timespec& deadline) {
     constexpr time_t kNoMachineIsThatOld = 1'000'000'000;
     return deadline.tv_sec > kNoMachineIsThatOld ? CLOCK_REALTIME : CLOCK_MONOTONIC;
-}
-
-/// epoll_wait and its relatives: `real` gets the machine's timeout.
-template <class Real>
-int AwaitEvents(std::optional<Duration> timeout, Real real) {
-    if (timeout == Duration::zero()) {
-        return real(timeout);
-    }
-    OutsideWait away(timeout);
-    if (const int now = real(Duration::zero()); now != 0) {
-        away.EndedAtOnce();
-        return now;
-    }
-    const int ready = real(away.RealTimeout());
-    away.Ended(ready == 0);
-    return ready;
 }
 
 int Milliseconds(std::optional<Duration> timeout) {
@@ -135,10 +121,8 @@ long Futex(long number, const std::array<long, 6>& words) {
     return result;
 }
 
-}  // namespace
-
-VBOARD_EXPORT int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* lock,
-                                         clockid_t clock, const timespec* deadline) {
+int ConditionUntil(pthread_cond_t* condition, pthread_mutex_t* lock, clockid_t clock,
+                   const timespec* deadline) {
     static const auto real =
         vboard::RealNamed<decltype(&pthread_cond_clockwait)>("pthread_cond_clockwait");
     return AwaitCondition(lock, clock, deadline, [=](clockid_t by, const timespec* then) {
@@ -146,34 +130,46 @@ VBOARD_EXPORT int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mute
     });
 }
 
+int SemaphoreUntil(sem_t* semaphore, clockid_t clock, const timespec* deadline) {
+    static const auto real = vboard::RealNamed<decltype(&sem_clockwait)>("sem_clockwait");
+    return WaitUntilOrFail(clock, deadline, [=](clockid_t by, const timespec* then) {
+        return real(semaphore, by, then);
+    });
+}
+
+int JoinUntil(pthread_t thread, void** result, clockid_t clock, const timespec* deadline) {
+    static const auto real =
+        vboard::RealNamed<decltype(&pthread_clockjoin_np)>("pthread_clockjoin_np");
+    return WaitUntil(clock, deadline, [=](clockid_t by, const timespec* then) {
+        return real(thread, result, by, then);
+    });
+}
+
+}  // namespace
+
+VBOARD_EXPORT int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* lock,
+                                         clockid_t clock, const timespec* deadline) {
+    return ConditionUntil(condition, lock, clock, deadline);
+}
+
 VBOARD_EXPORT int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* lock,
                                          const timespec* deadline) {
-    static const auto real =
-        vboard::RealNamed<decltype(&pthread_cond_clockwait)>("pthread_cond_clockwait");
-    return AwaitCondition(
-        lock, ClockOf(*deadline), deadline,
-        [=](clockid_t by, const timespec* then) { return real(condition, lock, by, then); });
+    return ConditionUntil(condition, lock, ClockOf(*deadline), deadline);
 }
 
 // In glibc the objects of threads.h are those of pthread.h under other names.
 
 VBOARD_EXPORT int cnd_timedwait(cnd_t* condition, mtx_t* lock, const timespec* deadline) {
-    static const auto real =
-        vboard::RealNamed<decltype(&pthread_cond_clockwait)>("pthread_cond_clockwait");
-    auto* behind = reinterpret_cast<pthread_mutex_t*>(lock);
-    return ThreadsAnswer(
-        AwaitCondition(behind, CLOCK_REALTIME, deadline, [=](clockid_t by, const timespec* then) {
-            return real(reinterpret_cast<pthread_cond_t*>(condition), behind, by, then);
-        }));
+    return ThreadsAnswer(ConditionUntil(reinterpret_cast<pthread_cond_t*>(condition),
+                                        reinterpret_cast<pthread_mutex_t*>(lock), CLOCK_REALTIME,
+                                        deadline));
 }
 
 VBOARD_EXPORT int mtx_timedlock(mtx_t* lock, const timespec* deadline) {
     static const auto real =
         vboard::RealNamed<decltype(&pthread_mutex_clocklock)>("pthread_mutex_clocklock");
     return ThreadsAnswer(
-        WaitUntil(CLOCK_REALTIME, deadline, [=](clockid_t by, const timespec* then) {
-            return real(reinterpret_cast<pthread_mutex_t*>(lock), by, then);
-        }));
+        LockUntil(real, reinterpret_cast<pthread_mutex_t*>(lock), CLOCK_REALTIME, deadline));
 }
 
 VBOARD_EXPORT int thrd_sleep(const timespec* length, timespec* remaining) {
@@ -191,82 +187,62 @@ VBOARD_EXPORT int thrd_sleep(const timespec* length, timespec* remaining) {
 }
 
 VBOARD_EXPORT int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
-    static const auto real = vboard::RealNamed<decltype(&sem_clockwait)>("sem_clockwait");
-    return WaitUntilOrFail(CLOCK_REALTIME, deadline, [=](clockid_t by, const timespec* then) {
-        return real(semaphore, by, then);
-    });
+    return SemaphoreUntil(semaphore, CLOCK_REALTIME, deadline);
 }
 
 VBOARD_EXPORT int sem_clockwait(sem_t* semaphore, clockid_t clock, const timespec* deadline) {
-    static const auto real = vboard::RealNamed<decltype(&sem_clockwait)>("sem_clockwait");
-    return WaitUntilOrFail(clock, deadline, [=](clockid_t by, const timespec* then) {
-        return real(semaphore, by, then);
-    });
+    return SemaphoreUntil(semaphore, clock, deadline);
 }
 
 VBOARD_EXPORT int pthread_mutex_timedlock(pthread_mutex_t* lock,
                                           const timespec* deadline) __THROWNL {
     static const auto real =
         vboard::RealNamed<decltype(&pthread_mutex_clocklock)>("pthread_mutex_clocklock");
-    return WaitUntil(CLOCK_REALTIME, deadline,
-                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+    return LockUntil(real, lock, CLOCK_REALTIME, deadline);
 }
 
 VBOARD_EXPORT int pthread_mutex_clocklock(pthread_mutex_t* lock, clockid_t clock,
                                           const timespec* deadline) __THROWNL {
     static const auto real =
         vboard::RealNamed<decltype(&pthread_mutex_clocklock)>("pthread_mutex_clocklock");
-    return WaitUntil(clock, deadline,
-                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+    return LockUntil(real, lock, clock, deadline);
 }
 
 VBOARD_EXPORT int pthread_rwlock_timedrdlock(pthread_rwlock_t* lock,
                                              const timespec* deadline) __THROWNL {
     static const auto real =
         vboard::RealNamed<decltype(&pthread_rwlock_clockrdlock)>("pthread_rwlock_clockrdlock");
-    return WaitUntil(CLOCK_REALTIME, deadline,
-                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+    return LockUntil(real, lock, CLOCK_REALTIME, deadline);
 }
 
 VBOARD_EXPORT int pthread_rwlock_clockrdlock(pthread_rwlock_t* lock, clockid_t clock,
                                              const timespec* deadline) __THROWNL {
     static const auto real =
         vboard::RealNamed<decltype(&pthread_rwlock_clockrdlock)>("pthread_rwlock_clockrdlock");
-    return WaitUntil(clock, deadline,
-                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+    return LockUntil(real, lock, clock, deadline);
 }
 
 VBOARD_EXPORT int pthread_rwlock_timedwrlock(pthread_rwlock_t* lock,
                                              const timespec* deadline) __THROWNL {
     static const auto real =
         vboard::RealNamed<decltype(&pthread_rwlock_clockwrlock)>("pthread_rwlock_clockwrlock");
-    return WaitUntil(CLOCK_REALTIME, deadline,
-                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+    return LockUntil(real, lock, CLOCK_REALTIME, deadline);
 }
 
 VBOARD_EXPORT int pthread_rwlock_clockwrlock(pthread_rwlock_t* lock, clockid_t clock,
                                              const timespec* deadline) __THROWNL {
     static const auto real =
         vboard::RealNamed<decltype(&pthread_rwlock_clockwrlock)>("pthread_rwlock_clockwrlock");
-    return WaitUntil(clock, deadline,
-                     [=](clockid_t by, const timespec* then) { return real(lock, by, then); });
+    return LockUntil(real, lock, clock, deadline);
 }
 
 VBOARD_EXPORT int pthread_timedjoin_np(pthread_t thread, void** result, const timespec* deadline) {
-    static const auto real =
-        vboard::RealNamed<decltype(&pthread_clockjoin_np)>("pthread_clockjoin_np");
-    return WaitUntil(CLOCK_REALTIME, deadline, [=](clockid_t by, const timespec* then) {
-        return real(thread, result, by, then);
-    });
+    return JoinUntil(thread, result, CLOCK_REALTIME, deadline);
 }
 
 VBOARD_EXPORT int pthread_clockjoin_np(pthread_t thread, void** result, clockid_t clock,
                                        const timespec* deadline) {
-    static const auto real =
-        vboard::RealNamed<decltype(&pthread_clockjoin_np)>("pthread_clockjoin_np");
-    return WaitUntil(clock, deadline, [=](clockid_t by, const timespec* then) {
-        return real(thread, result, by, then);
-    });
+    return JoinUntil(thread, result, clock, deadline);
 }
 
 VBOARD_EXPORT int mq_timedsend(mqd_t queue, const char* text, std::size_t length, unsigned priority,

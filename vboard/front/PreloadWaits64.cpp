@@ -39,6 +39,7 @@ using vboard::DurationOf;
 using vboard::FileFor;
 using vboard::HostFor;
 using vboard::LastLink;
+using vboard::LockUntil;
 using vboard::Refused;
 using vboard::ThreadsAnswer;
 using vboard::WaitFor;
@@ -50,8 +51,8 @@ clockid_t ClockOfCondition(const timespec& deadline) {
     return deadline.tv_sec > kNoMachineIsThatOld ? CLOCK_REALTIME : CLOCK_MONOTONIC;
 }
 
-int ConditionUntil(pthread_cond_t* condition, pthread_mutex_t* lock, clockid_t clock,
-                   const timespec* deadline) {
+int ConditionUntil64(pthread_cond_t* condition, pthread_mutex_t* lock, clockid_t clock,
+                     const timespec* deadline) {
     static const auto real =
         vboard::RealNamed<int (*)(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*)>(
             "__pthread_cond_clockwait64");
@@ -60,31 +61,28 @@ int ConditionUntil(pthread_cond_t* condition, pthread_mutex_t* lock, clockid_t c
     });
 }
 
-int MutexUntil(pthread_mutex_t* object, clockid_t clock, const timespec* deadline) {
+int MutexUntil64(pthread_mutex_t* object, clockid_t clock, const timespec* deadline) {
     static const auto real =
         vboard::RealNamed<int (*)(pthread_mutex_t*, clockid_t, const timespec*)>(
             "__pthread_mutex_clocklock64");
-    return WaitUntil(clock, deadline,
-                     [=](clockid_t by, const timespec* then) { return real(object, by, then); });
+    return LockUntil(real, object, clock, deadline);
 }
 
-int ReadLockUntil(pthread_rwlock_t* object, clockid_t clock, const timespec* deadline) {
+int ReadLockUntil64(pthread_rwlock_t* object, clockid_t clock, const timespec* deadline) {
     static const auto real =
         vboard::RealNamed<int (*)(pthread_rwlock_t*, clockid_t, const timespec*)>(
             "__pthread_rwlock_clockrdlock64");
-    return WaitUntil(clock, deadline,
-                     [=](clockid_t by, const timespec* then) { return real(object, by, then); });
+    return LockUntil(real, object, clock, deadline);
 }
 
-int WriteLockUntil(pthread_rwlock_t* object, clockid_t clock, const timespec* deadline) {
+int WriteLockUntil64(pthread_rwlock_t* object, clockid_t clock, const timespec* deadline) {
     static const auto real =
         vboard::RealNamed<int (*)(pthread_rwlock_t*, clockid_t, const timespec*)>(
             "__pthread_rwlock_clockwrlock64");
-    return WaitUntil(clock, deadline,
-                     [=](clockid_t by, const timespec* then) { return real(object, by, then); });
+    return LockUntil(real, object, clock, deadline);
 }
 
-int SemaphoreUntil(sem_t* object, clockid_t clock, const timespec* deadline) {
+int SemaphoreUntil64(sem_t* object, clockid_t clock, const timespec* deadline) {
     static const auto real =
         vboard::RealNamed<int (*)(sem_t*, clockid_t, const timespec*)>("__sem_clockwait64");
     return WaitUntilOrFail(clock, deadline, [=](clockid_t by, const timespec* then) {
@@ -92,7 +90,7 @@ int SemaphoreUntil(sem_t* object, clockid_t clock, const timespec* deadline) {
     });
 }
 
-int JoinUntil(pthread_t other, void** result, clockid_t clock, const timespec* deadline) {
+int JoinUntil64(pthread_t other, void** result, clockid_t clock, const timespec* deadline) {
     static const auto real =
         vboard::RealNamed<int (*)(pthread_t, void**, clockid_t, const timespec*)>(
             "__pthread_clockjoin_np64");
@@ -105,70 +103,70 @@ int JoinUntil(pthread_t other, void** result, clockid_t clock, const timespec* d
 
 VBOARD_EXPORT int __pthread_cond_clockwait64(pthread_cond_t* condition, pthread_mutex_t* lock,
                                              clockid_t clock, const timespec* deadline) {
-    return ConditionUntil(condition, lock, clock, deadline);
+    return ConditionUntil64(condition, lock, clock, deadline);
 }
 
 VBOARD_EXPORT int __pthread_cond_timedwait64(pthread_cond_t* condition, pthread_mutex_t* lock,
                                              const timespec* deadline) {
-    return ConditionUntil(condition, lock, ClockOfCondition(*deadline), deadline);
+    return ConditionUntil64(condition, lock, ClockOfCondition(*deadline), deadline);
 }
 
 VBOARD_EXPORT int __cnd_timedwait64(cnd_t* condition, mtx_t* lock, const timespec* deadline) {
-    return ThreadsAnswer(ConditionUntil(reinterpret_cast<pthread_cond_t*>(condition),
-                                        reinterpret_cast<pthread_mutex_t*>(lock), CLOCK_REALTIME,
-                                        deadline));
+    return ThreadsAnswer(ConditionUntil64(reinterpret_cast<pthread_cond_t*>(condition),
+                                          reinterpret_cast<pthread_mutex_t*>(lock), CLOCK_REALTIME,
+                                          deadline));
 }
 
 VBOARD_EXPORT int __mtx_timedlock64(mtx_t* lock, const timespec* deadline) {
     return ThreadsAnswer(
-        MutexUntil(reinterpret_cast<pthread_mutex_t*>(lock), CLOCK_REALTIME, deadline));
+        MutexUntil64(reinterpret_cast<pthread_mutex_t*>(lock), CLOCK_REALTIME, deadline));
 }
 
 VBOARD_EXPORT int __pthread_mutex_clocklock64(pthread_mutex_t* object, clockid_t clock,
                                               const timespec* deadline) {
-    return MutexUntil(object, clock, deadline);
+    return MutexUntil64(object, clock, deadline);
 }
 
 VBOARD_EXPORT int __pthread_mutex_timedlock64(pthread_mutex_t* object, const timespec* deadline) {
-    return MutexUntil(object, CLOCK_REALTIME, deadline);
+    return MutexUntil64(object, CLOCK_REALTIME, deadline);
 }
 
 VBOARD_EXPORT int __pthread_rwlock_clockrdlock64(pthread_rwlock_t* object, clockid_t clock,
                                                  const timespec* deadline) {
-    return ReadLockUntil(object, clock, deadline);
+    return ReadLockUntil64(object, clock, deadline);
 }
 
 VBOARD_EXPORT int __pthread_rwlock_timedrdlock64(pthread_rwlock_t* object,
                                                  const timespec* deadline) {
-    return ReadLockUntil(object, CLOCK_REALTIME, deadline);
+    return ReadLockUntil64(object, CLOCK_REALTIME, deadline);
 }
 
 VBOARD_EXPORT int __pthread_rwlock_clockwrlock64(pthread_rwlock_t* object, clockid_t clock,
                                                  const timespec* deadline) {
-    return WriteLockUntil(object, clock, deadline);
+    return WriteLockUntil64(object, clock, deadline);
 }
 
 VBOARD_EXPORT int __pthread_rwlock_timedwrlock64(pthread_rwlock_t* object,
                                                  const timespec* deadline) {
-    return WriteLockUntil(object, CLOCK_REALTIME, deadline);
+    return WriteLockUntil64(object, CLOCK_REALTIME, deadline);
 }
 
 VBOARD_EXPORT int __sem_clockwait64(sem_t* object, clockid_t clock, const timespec* deadline) {
-    return SemaphoreUntil(object, clock, deadline);
+    return SemaphoreUntil64(object, clock, deadline);
 }
 
 VBOARD_EXPORT int __sem_timedwait64(sem_t* object, const timespec* deadline) {
-    return SemaphoreUntil(object, CLOCK_REALTIME, deadline);
+    return SemaphoreUntil64(object, CLOCK_REALTIME, deadline);
 }
 
 VBOARD_EXPORT int __pthread_clockjoin_np64(pthread_t other, void** result, clockid_t clock,
                                            const timespec* deadline) {
-    return JoinUntil(other, result, clock, deadline);
+    return JoinUntil64(other, result, clock, deadline);
 }
 
 VBOARD_EXPORT int __pthread_timedjoin_np64(pthread_t other, void** result,
                                            const timespec* deadline) {
-    return JoinUntil(other, result, CLOCK_REALTIME, deadline);
+    return JoinUntil64(other, result, CLOCK_REALTIME, deadline);
 }
 
 VBOARD_EXPORT int __mq_timedsend_time64(mqd_t queue, const char* text, std::size_t length,
@@ -210,17 +208,10 @@ VBOARD_EXPORT int __epoll_pwait2_time64(int set, epoll_event* events, int most,
                                         const timespec* timeout, const sigset_t* mask) {
     static const auto real =
         vboard::RealNamed<decltype(&__epoll_pwait2_time64)>("__epoll_pwait2_time64");
-    const auto length = vboard::TimeoutOf(timeout);
-    if (length == Duration::zero()) {
-        return real(set, events, most, timeout, mask);
-    }
-    vboard::OutsideWait away(length);
-    const auto then = away.RealTimeout();
-    timespec machines{};
-    vboard::StoreDuration(then.value_or(Duration::zero()), machines);
-    const int ready = real(set, events, most, then ? &machines : nullptr, mask);
-    away.Ended(ready == 0);
-    return ready;
+    return vboard::AwaitEvents(vboard::TimeoutOf(timeout), [=](std::optional<Duration> then) {
+        const timespec length = vboard::TimespecOf(then.value_or(Duration::zero()));
+        return real(set, events, most, then ? &length : nullptr, mask);
+    });
 }
 
 VBOARD_EXPORT int __thrd_sleep64(const timespec* length, timespec* remaining) {

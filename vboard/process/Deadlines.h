@@ -37,6 +37,14 @@ template <class Timespec, class Real>
     return result;
 }
 
+/// The same of `object`, a lock or a thread, for one of libc's functions that take a clock.
+template <class Object, class Timespec>
+[[nodiscard]] static int LockUntil(int (*real)(Object*, clockid_t, const Timespec*), Object* object,
+                                   clockid_t clock, const Timespec* deadline) {
+    return WaitUntil(clock, deadline,
+                     [=](clockid_t by, const Timespec* then) { return real(object, by, then); });
+}
+
 /// The same for functions that answer -1 and errno where they fail.
 template <class Timespec, class Real>
 [[nodiscard]] static int WaitUntilOrFail(clockid_t clock, const Timespec* deadline, Real real) {
@@ -87,6 +95,27 @@ template <class Timespec, class Real>
     const int result = real(then ? &machines : nullptr);
     away.Ended(result < 0 && errno == EAGAIN);
     return result;
+}
+
+/// For files, for so long or without end. `look` tells how many are ready now, which takes no time;
+/// `real` gets the machine's timeout and answers 0 where it is up.
+template <class Look, class Real>
+[[nodiscard]] int AwaitFiles(std::optional<Duration> timeout, Look look, Real real) {
+    OutsideWait away(timeout);
+    if (const int now = look(); now != 0) {
+        away.EndedAtOnce();
+        return now;
+    }
+    const int ready = real(away.RealTimeout());
+    away.Ended(ready == 0);
+    return ready;
+}
+
+/// The same for epoll_wait and its relatives, where asking without waiting is no wait.
+template <class Real>
+[[nodiscard]] int AwaitEvents(std::optional<Duration> timeout, Real real) {
+    const auto look = [&real] { return real(Duration::zero()); };
+    return timeout == Duration::zero() ? look() : AwaitFiles(timeout, look, real);
 }
 
 /// What the functions of threads.h make of an errno.

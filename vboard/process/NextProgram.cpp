@@ -60,7 +60,6 @@ char* Find(char* const* variables, std::string_view name) {
     return nullptr;
 }
 
-/// What keeps a program from the board, in words; empty where nothing does.
 /// A program that replaces a vfork child leaves its frames without returning: the address
 /// sanitizer's marks of them would stand in its parent's stack.
 void UnmarkStack() {
@@ -69,6 +68,7 @@ void UnmarkStack() {
     }
 }
 
+/// What keeps a program from the board, in words; empty where nothing does.
 std::string WhyNotOnBoard(const char* file, bool inPath) {
     std::string problem;
     if (RunLink::Get() == nullptr || TheTies().library.empty() || !IsText(file)) {

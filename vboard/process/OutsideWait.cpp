@@ -109,14 +109,10 @@ void OutsideWait::Take(Duration length, bool hears) {
     const int kept = errno;
     const BoardTurn turn;
     const Instant end = length > Instant::max() - m_begin ? Instant::max() : m_begin + length;
-    World* world = World::IfMade();
     if (hears) {
-        TheRunLink().HearOfOthers();
+        HearOfOthers();
     }
-    if (world != nullptr) {
-        if (hears) {
-            world->HearOfOthers();
-        }
+    if (World* world = World::IfMade()) {
         world->PassOutside(end);
     } else {
         TheRunLink().PassTo(end);

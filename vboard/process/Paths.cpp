@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <optional>
 #include <string_view>
 
 #include "vboard/host/SysfsGpio.h"
@@ -118,43 +119,45 @@ std::string FolderOf(int folder) {
     return stoodIn.empty() ? link : stoodIn;
 }
 
+/// Where a path of the program leads to, seen from a folder as openat(2) does; none outside of a
+/// run and for a path that leads nowhere.
+std::optional<Walk> Walked(int folder, const char* path, LastLink last) {
+    const RunLink* link = RunLink::Get();
+    if (link == nullptr || !IsText(path) || *path == '\0') {
+        return std::nullopt;
+    }
+    const int before = errno;
+    std::optional<Walk> walk(std::in_place, *link, last);
+    if (*path != '/') {
+        walk->StandIn(FolderOf(folder));
+    }
+    if (!walk->Go(path)) {
+        walk.reset();
+    }
+    errno = before;
+    return walk;
+}
+
 }  // namespace
 
 std::string BoardPath(int folder, const char* path, LastLink last) {
-    const RunLink* link = RunLink::Get();
-    if (link == nullptr || !IsText(path) || *path == '\0') {
+    const std::optional<Walk> walk = Walked(folder, path, last);
+    if (!walk || !TheRunLink().Owns(walk->Done())) {
         return {};
     }
-    const int before = errno;
-    Walk walk(*link, last);
-    if (*path != '/') {
-        walk.StandIn(FolderOf(folder));
-    }
-    const bool arrived = walk.Go(path);
-    errno = before;
-    if (!arrived || !link->Owns(walk.Done())) {
-        return {};
-    }
-    return walk.IsFolder() ? walk.Done() + "/" : walk.Done();
+    return walk->IsFolder() ? walk->Done() + "/" : walk->Done();
 }
 
 bool LiesAboveTheBoard(const char* path) {
-    const RunLink* link = RunLink::Get();
-    if (link == nullptr || !IsText(path) || *path == '\0') {
+    const std::optional<Walk> walk = Walked(AT_FDCWD, path, LastLink::kFollowed);
+    if (!walk) {
         return false;
     }
-    const int before = errno;
-    Walk walk(*link, LastLink::kFollowed);
-    if (*path != '/') {
-        walk.StandIn(FolderOf(AT_FDCWD));
-    }
-    const bool arrived = walk.Go(path);
-    errno = before;
-    const std::string folder = walk.Done() + "/";
+    const std::string folder = walk->Done() + "/";
     const auto isBelow = [&folder](std::string_view file) { return file.starts_with(folder); };
-    return arrived &&
-           (isBelow("/dev/") || isBelow(SysfsGpio::kFolder) ||
-            isBelow(link->Memory().portPath.data()) || isBelow(link->Memory().commPath.data()));
+    const RunMemory& memory = TheRunLink().Memory();
+    return isBelow("/dev/") || isBelow(SysfsGpio::kFolder) || isBelow(memory.portPath.data()) ||
+           isBelow(memory.commPath.data());
 }
 
 }  // namespace vboard

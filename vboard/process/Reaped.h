@@ -10,13 +10,9 @@ namespace vboard {
 /// has whoever waited for it. Returns `child`.
 template <class Result>
 Result Reaped(Result child) {
-    RunLink* link = child > 0 ? RunLink::Get() : nullptr;
-    if (link != nullptr) {
+    if (child > 0 && RunLink::Get() != nullptr) {
         const BoardTurn turn;
-        link->HearOfOthers();
-        if (World* world = World::IfMade()) {
-            world->HearOfOthers();
-        }
+        HearOfOthers();
     }
     return child;
 }

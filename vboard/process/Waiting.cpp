@@ -10,6 +10,7 @@
 #include <iterator>
 #include <span>
 
+#include "vboard/process/Deadlines.h"
 #include "vboard/process/OutsideWait.h"
 #include "vboard/process/RealLibc.h"
 
@@ -114,12 +115,17 @@ IoResult CountReady(const std::vector<pollfd>& files, bool eachEvent) {
     return count;
 }
 
-constexpr timespec kNoTime{0, 0};
-
 /// The words of a set that select looks at.
 std::span<fd_mask> WordsOf(fd_set* set, int count) {
     const int words = set == nullptr ? 0 : (count + NFDBITS - 1) / NFDBITS;
     return {reinterpret_cast<fd_mask*>(set), static_cast<std::size_t>(words)};
+}
+
+/// For so long, or without end.
+int SelectFor(const FileSets& sets, std::optional<Duration> timeout, const sigset_t* mask) {
+    const timespec length = TimespecOf(timeout.value_or(Duration::zero()));
+    return Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting,
+                          timeout ? &length : nullptr, mask);
 }
 
 /// What is ready in these sets now. They stay as they are where nothing is.
@@ -130,8 +136,7 @@ int SelectNow(const FileSets& sets, const sigset_t* mask) {
         const std::span<fd_mask> words = WordsOf(all.at(i), sets.count);
         copies.at(i).assign(words.begin(), words.end());
     }
-    const int ready =
-        Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting, &kNoTime, mask);
+    const int ready = SelectFor(sets, Duration::zero(), mask);
     for (std::size_t i = 0; ready == 0 && i < all.size(); ++i) {
         std::copy(copies.at(i).begin(), copies.at(i).end(), WordsOf(all.at(i), sets.count).begin());
     }
@@ -164,10 +169,9 @@ int Refusal(const FileSets& sets) {
     if (sets.count < 0) {
         return EINVAL;
     }
-    constexpr int kWordBits = 8 * static_cast<int>(sizeof(fd_mask));
-    const auto words = static_cast<std::size_t>((sets.count + kWordBits - 1) / kWordBits);
-    const auto there = [bytes = words * sizeof(fd_mask)](fd_set* set) {
-        return set == nullptr || CanWrite(set, bytes);
+    const auto there = [count = sets.count](fd_set* set) {
+        const std::span<fd_mask> words = WordsOf(set, count);
+        return CanWrite(words.data(), words.size_bytes());
     };
     return there(sets.reading) && there(sets.writing) && there(sets.excepting) ? 0 : EFAULT;
 }
@@ -251,30 +255,18 @@ int SelectFiles(const FileSets& sets, std::optional<Duration> timeout) {
 }
 
 int PollOthers(pollfd* files, nfds_t count, std::optional<Duration> timeout, const sigset_t* mask) {
-    OutsideWait away(timeout);
-    if (const int now = Real().ppoll(files, count, &kNoTime, mask); now != 0) {
-        away.EndedAtOnce();
-        return now;
-    }
-    const auto real = away.RealTimeout();
-    const timespec length = TimespecOf(real.value_or(Duration::zero()));
-    const int ready = Real().ppoll(files, count, real ? &length : nullptr, mask);
-    away.Ended(ready == 0);
-    return ready;
+    const auto ask = [=](std::optional<Duration> then) {
+        const timespec length = TimespecOf(then.value_or(Duration::zero()));
+        return Real().ppoll(files, count, then ? &length : nullptr, mask);
+    };
+    return AwaitFiles(
+        timeout, [&ask] { return ask(Duration::zero()); }, ask);
 }
 
 int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const sigset_t* mask) {
-    OutsideWait away(timeout);
-    if (const int now = SelectNow(sets, mask); now != 0) {
-        away.EndedAtOnce();
-        return now;
-    }
-    const auto real = away.RealTimeout();
-    const timespec length = TimespecOf(real.value_or(Duration::zero()));
-    const int ready = Real().pselect(sets.count, sets.reading, sets.writing, sets.excepting,
-                                     real ? &length : nullptr, mask);
-    away.Ended(ready == 0);
-    return ready;
+    return AwaitFiles(
+        timeout, [&] { return SelectNow(sets, mask); },
+        [&](std::optional<Duration> then) { return SelectFor(sets, then, mask); });
 }
 
 std::optional<Duration> PauseVirtually(Duration length) {

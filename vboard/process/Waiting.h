@@ -51,6 +51,17 @@ template <class Timeout>
         return IsTimeout(*timeout) ? 0 : EINVAL;
     }
 }
+/// The same of both, the timeout first.
+template <class Timeout>
+[[nodiscard]] static int Refusal(const FileSets& sets, const Timeout* timeout) {
+    const int wrong = TimeoutRefusal(timeout);
+    return wrong != 0 ? wrong : Refusal(sets);
+}
+template <class Timeout>
+[[nodiscard]] static int Refusal(const pollfd* files, nfds_t count, const Timeout* timeout) {
+    const int wrong = TimeoutRefusal(timeout);
+    return wrong != 0 ? wrong : Refusal(files, count);
+}
 /// The same of the length of a pause, which there must be.
 template <class Timespec>
 [[nodiscard]] static int LengthRefusal(const Timespec* length) {

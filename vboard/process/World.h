@@ -104,6 +104,14 @@ private:
     std::unique_ptr<RealTimePacer> m_pacer;
 };
 
+/// Whoever was waited for has had its time, and so has this program. Needs the turn, and a run.
+inline void HearOfOthers() {
+    TheRunLink().HearOfOthers();
+    if (World* world = World::IfMade()) {
+        world->HearOfOthers();
+    }
+}
+
 /// The host of a world that is known to exist, because one of its files is open. Needs the turn.
 [[nodiscard]] inline Host& TheHost() {
     World* world = World::IfMade();
