@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/board/BoardFile.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <cstring>
 
 #include "vboard/board/StartState.h"
+#include "vboard/text/Format.h"
 
 namespace host {
 namespace {
@@ -32,7 +34,10 @@ protected:
 
     BoardState Changed() const {
         BoardState state = file.State();
-        state.gpios.at(86) = {true, true, true, true};
+        state.gpios.at(0) = {true, false, false, false, 1};
+        state.gpios.at(86) = {true, true, true, true, 0};
+        state.gpios.at(90) = {false, true, false, false, 2};
+        state.gpios.at(255) = {false, false, true, false, 3};
         state.tristate = !state.tristate;
         state.chip.mode = vboard::ChipMode::kLoader;
         state.chip.loaderUnlocked = true;
@@ -42,6 +47,14 @@ protected:
     }
     void Put(std::size_t offset, std::uint8_t value) const {
         EXPECT_EQ(pwrite(descriptor, &value, 1, static_cast<off_t>(offset)), 1);
+    }
+    /// What is wrong with the file behind a descriptor, by default the board's own; "" for nothing.
+    std::string Problem(int of = -1) const {
+        BoardFile other;
+        std::string problem;
+        const bool taken = other.Attach(of < 0 ? descriptor : of, problem);
+        EXPECT_EQ(taken, problem.empty());
+        return problem;
     }
     std::uint8_t Get(std::size_t offset) const {
         std::uint8_t value = 0;
@@ -111,21 +124,61 @@ TEST_F(KeptBoard, NoticesWhenAnotherHasKeptAState) {
     }
 }
 
-TEST_F(KeptBoard, AnUnknownSetupIsRefusedByItsWord) {
-    BoardSetup longSetup;
-    std::string problem;
-    ASSERT_TRUE(longSetup.Set("port", "/dev/ttyS3", problem)) << problem;
-    const int other = memfd_create("board", MFD_CLOEXEC);
-    {
-        BoardFile made;
-        BoardFile::Failure failure;
-        ASSERT_TRUE(made.Create(other, longSetup, nullptr, failure)) << failure.problem;
-        EXPECT_EQ(made.Setup().PortPath(), "/dev/ttyS3");
+/// FNV-1a with a seed, as its authors have it.
+std::uint32_t CheckSum(std::string_view bytes, std::uint32_t seed) {
+    std::uint32_t sum = 2166136261U ^ seed;
+    for (const char byte : bytes) {
+        sum = (sum ^ static_cast<std::uint8_t>(byte)) * 16777619U;
     }
-    BoardFile again;
-    ASSERT_TRUE(again.Attach(other, problem)) << problem;
-    EXPECT_EQ(again.Setup().PortPath(), "/dev/ttyS3");
-    close(other);
+    return sum;
+}
+
+TEST_F(KeptBoard, OfALaterVboardIsRefusedByTheWordThatIsNotKnown) {
+    constexpr std::string_view kSetup = "colour=red\n";
+    std::string header(64, '\0');
+    ASSERT_EQ(pread(descriptor, header.data(), header.size(), 0), 64);
+    header[12] = static_cast<char>(kSetup.size());
+    header.replace(16, 4, 4, '\0');
+    const std::uint32_t sum = CheckSum(kSetup, CheckSum(header, 0));
+    std::memcpy(&header[16], &sum, sizeof sum);
+    header += kSetup;
+    ASSERT_EQ(pwrite(descriptor, header.data(), header.size(), 0), 75);
+    EXPECT_EQ(
+        Problem().substr(0, 85),
+        "holds a setup that this vboard does not know: there is no chip option 'colour'; there");
+}
+
+TEST_F(KeptBoard, ThatIsDamagedIsRefusedInOneSentence) {
+    const std::string kDamaged = "is damaged: the check sum of its header and setup does not match";
+    for (const auto& [offset, problem] :
+         {std::pair(0U, std::string("is not a board file: it does not begin with VBOARD")),
+          {8U, "has board format 254; this vboard reads format 1"},
+          {12U, kDamaged},
+          {13U, kDamaged},
+          {16U, kDamaged},
+          {63U, kDamaged}}) {
+        const std::uint8_t was = Get(offset);
+        Put(offset, static_cast<std::uint8_t>(was ^ 0xFFU));
+        EXPECT_EQ(Problem(), problem) << offset;
+        Put(offset, was);
+    }
+    EXPECT_EQ(Problem(), "");
+    Put(kFirstSlot + kSlotBytes + 8, 1);
+    EXPECT_EQ(Problem(), "is damaged: neither copy of its state is whole");
+}
+
+TEST_F(KeptBoard, IsNotMadeOrTakenWhereItsFileCannotBeWritten) {
+    BoardFile made;
+    BoardFile::Failure failure;
+    EXPECT_FALSE(made.Create(-1, setup, nullptr, failure));
+    EXPECT_EQ(failure.problem, "can't be made 73728 bytes long: Bad file descriptor");
+    const int readOnly = open(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), O_RDONLY);
+    EXPECT_EQ(Problem(readOnly), "can't be mapped: Permission denied");
+    std::string problem;
+    EXPECT_TRUE(made.AttachForReading(readOnly, problem)) << problem;
+    close(readOnly);
+    ASSERT_EQ(ftruncate(descriptor, 0x12001), 0);
+    EXPECT_EQ(Problem(), "is not a board file: a board file is a plain file of 73728 bytes");
 }
 
 TEST(StartState, AChipWithoutAResetVectorHasNothingToRun) {
@@ -142,17 +195,90 @@ TEST(StartState, AChipWithoutAResetVectorHasNothingToRun) {
     EXPECT_EQ(vboard::StateAtStart(setup, memory).chip.mode, vboard::ChipMode::kApplication);
 }
 
-TEST(BoardSetup, RefusesWhatItDoesNotKnowAndChangesNothing) {
+TEST(StartState, OfResetIsADrivenLineThatNobodyHasExported) {
     BoardSetup setup;
     std::string problem;
-    EXPECT_FALSE(setup.Set("start", "later", problem));
-    EXPECT_FALSE(setup.Set("receive-trigger", "17", problem));
-    EXPECT_FALSE(setup.Set("comm", "knxspi", problem));
-    EXPECT_FALSE(setup.Set("port", "/dev/" + std::string(200, 'x'), problem));
-    EXPECT_FALSE(setup.Set("chip", "z80", problem));
-    EXPECT_FALSE(setup.Set("colour", "red", problem));
-    EXPECT_EQ(problem.substr(0, 31), "there is no chip option 'colour");
+    ASSERT_TRUE(setup.Set("start", "reset", problem)) << problem;
+    BoardState expected;
+    expected.gpios.at(90) = {false, true, true, false, 0};
+    expected.chip.mode = vboard::ChipMode::kReset;
+    expected.chip.hold = vboard::PinLevel::kHigh;
+    const std::vector<std::uint8_t> bytes(vboard::kMemorySizeBytes);
+    EXPECT_EQ(
+        vboard::StateAtStart(setup, std::span<const std::uint8_t, vboard::kMemorySizeBytes>(bytes)),
+        expected);
+}
+
+/// A key, its value, and what is wrong with it.
+struct Refusal {
+    const char* key;
+    std::string value;
+    std::string problem;
+};
+
+TEST(BoardSetup, RefusesWhatItDoesNotKnowAndChangesNothing) {
+    const std::string longPath = "/dev/" + std::string(196, 'x');
+    const auto lines = [](const std::string& value) {
+        return "'lines' takes three different numbers from 0 to 255 for reset, RxD/NMI and TCK, as "
+               "90,86,91, not '" +
+               value + "'";
+    };
+    const Refusal kAll[] = {
+        {"model", "BRDX", "unknown board model 'BRDX': take one of BRDA, BRDB, BRDC"},
+        {"chip", "z80",
+         "unknown chip 'z80': take one of msp430-56k, msp430-56k-v110, msp430-56k-v202, "
+         "msp430-56k-key"},
+        {"start", "later", "'start' takes running, erased, loader, reset or silent, not 'later'"},
+        {"receive-trigger", "0", "'receive-trigger' takes a number from 1 to 16, not '0'"},
+        {"receive-trigger", "17", "'receive-trigger' takes a number from 1 to 16, not '17'"},
+        {"comm", "knxspi",
+         "'comm' takes a path below /dev/ of at most 200 characters, not 'knxspi'"},
+        {"port", "none", "'port' takes a path below /dev/ of at most 200 characters, not 'none'"},
+        {"port", longPath,
+         "'port' takes a path below /dev/ of at most 200 characters, not '" + longPath + "'"},
+        {"name", "a b",
+         "'name' takes letters, digits, '-', '_' and '.', at most 60 of them, not 'a b'"},
+        {"name", "a\nb", "the value of 'name' must be one line"},
+        {"lines", "1,2", lines("1,2")},
+        {"lines", "1,2,1", lines("1,2,1")},
+        {"lines", "1,1,2", lines("1,1,2")},
+        {"lines", "2,1,1", lines("2,1,1")},
+        {"lines", "1,2,256", lines("1,2,256")},
+        {"lines", "1,2,3,", lines("1,2,3,")}};
+    BoardSetup setup;
+    for (const Refusal& row : kAll) {
+        std::string problem;
+        EXPECT_FALSE(setup.Set(row.key, row.value, problem));
+        EXPECT_EQ(problem, row.problem);
+    }
     EXPECT_EQ(setup.Text(), "");
+    std::string problem;
+    EXPECT_FALSE(BoardSetup::Parse("name=x\nport\n", setup, problem));
+    EXPECT_EQ(problem, "'port' is not KEY=VALUE");
+}
+
+/// All that follows from a setup, "BRDC /dev/ttymxc1 /dev/knxspi 104,6,5 msp430-56k 1".
+std::string Told(const BoardSetup& setup) {
+    const auto& gpios = setup.Gpios();
+    return vboard::Formatted("{} {} {} {},{},{} {} {}", setup.Name(), setup.PortPath(),
+                             setup.CommPath().empty() ? "-" : setup.CommPath(), gpios[0], gpios[1],
+                             gpios[2], setup.Part().name, setup.ReceiveTrigger());
+}
+
+TEST(BoardSetup, IsWhatItsModelSaysAndWhatWasSet) {
+    for (const auto& [text, told] :
+         {std::pair("", "BRDA /dev/ttyS1 /dev/knxspi 90,86,91 msp430-56k 1"),
+          {"model=BRDB\n", "BRDB /dev/ttyS1 /dev/knxspi 90,86,91 msp430-56k 1"},
+          {"model=BRDC\n", "BRDC /dev/ttymxc1 /dev/knxspi 104,6,5 msp430-56k 1"},
+          {"comm=none\nreceive-trigger=16\n", "BRDA /dev/ttyS1 - 90,86,91 msp430-56k 16"},
+          {"chip=msp430-56k-key\ncomm=/dev/knx1\nlines=0,255,7\nname=pump\nport=/dev/ttyS4\n",
+           "pump /dev/ttyS4 /dev/knx1 0,255,7 msp430-56k-key 1"}}) {
+        BoardSetup setup;
+        std::string problem;
+        ASSERT_TRUE(BoardSetup::Parse(text, setup, problem)) << problem;
+        EXPECT_EQ(Told(setup), told);
+        EXPECT_EQ(setup.Text(), text);
+    }
 }
 
 TEST(BoardSetup, NamesHaveLettersDigitsAndThreeMarks) {
