@@ -13,6 +13,7 @@
 
 #include "tests/host/HostBench.h"
 #include "vboard/host/LineSettings.h"
+#include "vboard/text/Format.h"
 #include "vboard/text/HexText.h"
 
 namespace host {
@@ -35,37 +36,132 @@ protected:
     LoaderPort() : bench(vboard::ChipMode::kLoader), file(bench.port.Open(O_RDWR).file) {
         EXPECT_EQ(file->SetAttributes(TCSANOW, Raw(PARENB)), 0);
     }
-    /// The chip sends 90 while the port expects another parity.
-    void LetTheChipSpeakWithTheOtherParity(tcflag_t inputFlags) {
-        EXPECT_EQ(file->Write(Bytes{0x80}, false), 1);
-        EXPECT_EQ(file->Drain(), 0);
-        termios odd = Raw(PARENB | PARODD);
-        odd.c_iflag |= inputFlags;
-        EXPECT_EQ(file->SetAttributes(TCSANOW, odd), 0);
-    }
     HostBench bench;
     std::unique_ptr<vboard::DeviceFile> file;
 };
 
-TEST_F(LoaderPort, WithoutInpckAParityErrorIsNotSeen) {
-    LetTheChipSpeakWithTheOtherParity(0);
-    EXPECT_EQ(bench.ReadPort(*file), (Bytes{0x90}));
-    EXPECT_NE(bench.scribe.Take().find("port: parity error"), std::string::npos);
+constexpr vboard::SerialFormat kSound{9600, 8, vboard::Parity::kEven, 1};
+constexpr vboard::SerialFormat kOddParity{9600, 8, vboard::Parity::kOdd, 1};
+constexpr vboard::SerialFormat kSlow{4800, 8, vboard::Parity::kNone, 1};
+
+/// What the chip sends, in which format, and what the program reads of it with these input flags.
+struct Arrival {
+    tcflag_t inputFlags;
+    std::uint8_t value;
+    vboard::SerialFormat format;
+    const char* read;
+    const char* announced;
+};
+
+TEST_F(LoaderPort, DamagedCharactersAreSeenAsTheInputFlagsSay) {
+    const Arrival kAll[] = {
+        {0, 0x90, kOddParity, "90", "<90; port: parity error"},
+        {0, 0x00, kSlow, "00", "<00; port: framing error"},
+        {INPCK, 0x90, kOddParity, "00", "<90; port: parity error"},
+        {INPCK, 0x00, kSlow, "00", "<00; port: framing error"},
+        {INPCK | IGNPAR, 0x90, kOddParity, "", "<90; port: parity error"},
+        {INPCK | IGNPAR | PARMRK, 0x90, kOddParity, "", "<90; port: parity error"},
+        {INPCK | PARMRK, 0x90, kOddParity, "ff 00 90", "<90; port: parity error"},
+        {PARMRK, 0x90, kOddParity, "90", "<90; port: parity error"},
+        {INPCK, 0xFF, kSound, "ff", "<ff"},
+        {INPCK | PARMRK, 0xFE, kSound, "fe", "<fe"},
+        {INPCK | PARMRK, 0xFF, kSound, "ff ff", "<ff"},
+        {PARMRK | IGNPAR, 0xFF, kSound, "ff", "<ff"},
+        {PARMRK | ISTRIP, 0xFF, kSound, "ff", "<ff"}};
+    for (const Arrival& row : kAll) {
+        termios settings = Raw(PARENB);
+        settings.c_iflag |= row.inputFlags;
+        EXPECT_EQ(file->SetAttributes(TCSANOW, settings), 0);
+        bench.serialWire.Send(row.value, row.format);
+        EXPECT_EQ(vboard::HexText(bench.ReadPort(*file)), row.read) << row.inputFlags;
+        EXPECT_EQ(bench.scribe.Take(), row.announced);
+    }
 }
 
-TEST_F(LoaderPort, WithInpckADamagedCharacterReadsAsZero) {
-    LetTheChipSpeakWithTheOtherParity(INPCK);
-    EXPECT_EQ(bench.ReadPort(*file), (Bytes{0x00}));
+/// VMIN, VTIME and the size of a read; what it returns when, as "2 at 51145 us".
+struct TimedRead {
+    cc_t vmin;
+    cc_t vtime;
+    std::size_t size;
+    const char* outcome;
+};
+
+TEST_F(LoaderPort, AReadEndsAsVminAndVtimeSay) {
+    // Characters that begin after 0, 50 and 250 ms.
+    const TimedRead kAll[] = {
+        {0, 0, 8, "0 at 1000 us"},   {0, 1, 8, "1 at 1145 us"},  {1, 0, 8, "1 at 1145 us"},
+        {2, 0, 8, "2 at 51145 us"},  {3, 0, 2, "2 at 51145 us"}, {3, 1, 8, "2 at 151145 us"},
+        {3, 3, 8, "3 at 251145 us"}, {2, 1, 8, "2 at 51145 us"}, {9, 2, 3, "3 at 251145 us"},
+        {9, 1, 1, "1 at 1145 us"},   {1, 1, 0, "0 at 0 us"},     {4, 0, 4, "for ever at 251145 us"},
+        {9, 9, 9, "3 at 1151145 us"}};
+    for (const TimedRead& row : kAll) {
+        HostBench timed(vboard::ChipMode::kLoader);
+        const auto port = timed.port.Open(O_RDWR).file;
+        EXPECT_EQ(port->SetAttributes(TCSANOW, Raw(PARENB, row.vmin, row.vtime)), 0);
+        for (const auto at : {0ms, 50ms, 250ms}) {
+            timed.clock.After(at, [&timed] { timed.serialWire.Send(0x41, kSound); });
+        }
+        Bytes bytes(row.size);
+        const auto count = port->Read(bytes, false);
+        EXPECT_EQ(vboard::Formatted(
+                      "{} at {} us",
+                      count == vboard::kWouldWaitForEver ? "for ever" : std::to_string(count),
+                      timed.clock.Now().time_since_epoch().count() / 1000),
+                  row.outcome)
+            << int{row.vmin} << " " << int{row.vtime};
+    }
 }
 
-TEST_F(LoaderPort, WithIgnparADamagedCharacterIsLeftOut) {
-    LetTheChipSpeakWithTheOtherParity(INPCK | IGNPAR);
-    EXPECT_EQ(bench.ReadPort(*file), Bytes{});
+TEST_F(LoaderPort, IsReadyFromItsVminOnAndBelowAQuarterOfAKibibyteToSend) {
+    const auto readable = [this](cc_t vmin, cc_t vtime) {
+        EXPECT_EQ(file->SetAttributes(TCSANOW, Raw(PARENB, vmin, vtime)), 0);
+        return file->Ready().readable;
+    };
+    EXPECT_FALSE(readable(0, 0));
+    bench.serialWire.Send(0x41, kSound);
+    bench.serialWire.Send(0x42, kSound);
+    bench.clock.Pass(5ms);
+    EXPECT_TRUE(readable(0, 0));
+    EXPECT_TRUE(readable(2, 0));
+    EXPECT_FALSE(readable(3, 0));
+    EXPECT_TRUE(readable(3, 1));
+    EXPECT_EQ(file->Write(Bytes(256), false), 256);
+    EXPECT_FALSE(file->Ready().writable);
+    bench.clock.Pass(kSound.CharacterTime());
+    EXPECT_TRUE(file->Ready().writable);
 }
 
-TEST_F(LoaderPort, WithParmrkADamagedCharacterIsMarked) {
-    LetTheChipSpeakWithTheOtherParity(INPCK | PARMRK);
-    EXPECT_EQ(bench.ReadPort(*file), (Bytes{0xFF, 0x00, 0x90}));
+TEST_F(LoaderPort, ABreakIsAQuarterOfASecondLowOnceEverythingIsSent) {
+    EXPECT_EQ(file->Write(Bytes{0x41}, false), 1);
+    EXPECT_EQ(file->SendBreak(), 0);
+    EXPECT_EQ(bench.clock.Now().time_since_epoch(), kSound.CharacterTime() + 250ms);
+    EXPECT_EQ(file->Ioctl(TIOCSBRK, nullptr), 0);
+    file.reset();
+    EXPECT_EQ(bench.scribe.Take(),
+              ">41; chip: character 0x41 ignored: no sync; > low; chip: character 0x00 damaged in "
+              "place of a sync: not answered; > high; > low; > high");
+}
+
+TEST_F(LoaderPort, AskingWhatIsLeftToSendOrToReadTakesAMillisecondAtMost) {
+    int count = 0;
+    const auto takes = [&](unsigned long request) {
+        const vboard::Instant before = bench.clock.Now();
+        EXPECT_EQ(file->Ioctl(request, &count), 0);
+        return bench.clock.Now() - before;
+    };
+    EXPECT_EQ(takes(TIOCOUTQ), 0ms);
+    EXPECT_EQ(takes(FIONREAD), 1ms);
+    EXPECT_EQ(file->Write(Bytes{0x41, 0x42}, false), 2);
+    EXPECT_EQ(takes(TIOCOUTQ), 1ms);
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(takes(TIOCOUTQ), kSound.CharacterTime() - 1ms);
+    EXPECT_EQ(takes(TIOCOUTQ), 1ms);
+    EXPECT_EQ(count, 1);
+    bench.serialWire.Send(0x43, kSound);
+    EXPECT_EQ(takes(FIONREAD), 1ms);
+    EXPECT_EQ(takes(FIONREAD), kSound.CharacterTime() - 1ms);
+    EXPECT_EQ(takes(FIONREAD), 0ms);
+    EXPECT_EQ(count, 1);
 }
 
 TEST_F(LoaderPort, ACharacterWithoutAReceiverIsLost) {
@@ -110,6 +206,9 @@ TEST_F(LoaderPort, TcsadrainSendsWithTheOldSettingsFirst) {
 }
 
 TEST_F(LoaderPort, SpeedZeroHangsUp) {
+    int before = 0;
+    EXPECT_EQ(file->Ioctl(TIOCMGET, &before), 0);
+    EXPECT_EQ(before & (TIOCM_DTR | TIOCM_RTS), TIOCM_DTR | TIOCM_RTS);
     termios hungUp = Raw(PARENB);
     cfsetspeed(&hungUp, B0);
     EXPECT_EQ(file->SetAttributes(TCSANOW, hungUp), 0);
@@ -148,14 +247,16 @@ TEST_F(LoaderPort, TheFifoHandsOnFewerCharactersAfterFourCharacterTimes) {
     EXPECT_EQ(port->SetAttributes(TCSANOW, Raw(PARENB)), 0);
     EXPECT_EQ(port->Write(Bytes{0x80}, false), 1);
     const vboard::Duration character = vboard::SerialFormat{}.CharacterTime();
-    slow.clock.Pass(character * 2);
+    slow.clock.Pass(character * 6 - vboard::Duration{1});
     EXPECT_FALSE(port->Ready().readable);
-    slow.clock.Pass(character * 4);
+    slow.clock.Pass(vboard::Duration{1});
     EXPECT_TRUE(port->Ready().readable);
 }
 
 TEST_F(LoaderPort, ReadsWhatIsThereInPieces) {
-    LetTheChipSpeakWithTheOtherParity(INPCK | PARMRK);
+    for (const std::uint8_t value : Bytes{0xFF, 0x00, 0x90}) {
+        bench.serialWire.Send(value, kSound);
+    }
     bench.clock.Pass(5ms);
     Bytes one(1);
     std::string read;
@@ -373,6 +474,16 @@ TEST(LineSettings, EverySpeedOfTermiosIsKnown) {
     termios hungUp = vboard::FirstOpenSettings();
     cfsetspeed(&hungUp, B0);
     EXPECT_EQ(vboard::FormatOf(hungUp).bitsPerSecond, 9600U) << "what no speed stands for";
+}
+
+TEST(LineSettings, OfTheFirstOpeningAreTheKernelsOwn) {
+    const termios settings = vboard::FirstOpenSettings();
+    EXPECT_EQ(settings.c_iflag, 02400U);
+    EXPECT_EQ(settings.c_oflag, 05U);
+    EXPECT_EQ(settings.c_cflag, 06275U);
+    EXPECT_EQ(settings.c_lflag, 0105073U);
+    EXPECT_EQ(settings.c_cc[VMIN], 1);
+    EXPECT_EQ(settings.c_cc[VTIME], 0);
 }
 
 TEST(LineSettings, SizesParityAndStopBitsAreRead) {

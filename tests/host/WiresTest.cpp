@@ -10,6 +10,7 @@
 
 #include "tests/host/HostBench.h"
 #include "vboard/text/HexText.h"
+#include "vboard/wires/UartReceiver.h"
 
 namespace host {
 namespace {
@@ -96,10 +97,13 @@ TEST(CommDevice, TheTristateSwitchCutsTheLinkBothWays) {
     EXPECT_EQ(opened.file->Ioctl(vboard::kTristateRequest, &on), 0);
     EXPECT_EQ(opened.file->Write(Bytes{2, 0xB4, 0x00}, false), 3);
     EXPECT_EQ(Received(bench, *opened.file), "");
+    EXPECT_EQ(opened.file->Ioctl(vboard::kTristateRequest, &on), 0);
     int off = 0;
     EXPECT_EQ(opened.file->Ioctl(vboard::kTristateRequest, &off), 0);
     EXPECT_EQ(opened.file->Write(Bytes{2, 0xB4, 0x00}, false), 3);
     EXPECT_EQ(Received(bench, *opened.file), "03 b5 01 00");
+    EXPECT_EQ(bench.scribe.Take(),
+              "tristate=1; message >b4 00; tristate=0; message >b4 00; message <b5 01 00");
 }
 
 TEST(MessageWire, LosesWhatTheHostSendsWhileItIsCutThoughItIsJoinedBeforeTheAnswer) {
@@ -130,9 +134,12 @@ TEST(Harness, RestoresTheCutOfTheSecondLinkAndItsEnd) {
     released.fill(Drive::kReleased);
     bench.harness.Restore(released, true);
     EXPECT_TRUE(bench.harness.Tristate());
+    EXPECT_EQ(bench.scribe.Take(), "reset_gpio=0; rxd_nmi_gpio=1; msp_tck_gpio=1; tristate=1");
     bench.messageWire.SendToChip(Bytes{0xB4, 0x00});
     EXPECT_EQ(Received(bench, *opened.file), "");
+    static_cast<void>(bench.scribe.Take());
     bench.harness.Restore(released, false);
+    EXPECT_EQ(bench.scribe.Take(), "reset_gpio=0; rxd_nmi_gpio=1; msp_tck_gpio=1; tristate=0");
     bench.messageWire.SendToChip(Bytes{0xB4, 0x00});
     EXPECT_EQ(Received(bench, *opened.file), "03 b5 01 00");
 }
@@ -162,6 +169,34 @@ TEST(CommDevice, KnowsOneRequestAndNeedsItsArgument) {
     EXPECT_EQ(opened.file->Ioctl(0x5401, &value), -ENOTTY);
     EXPECT_EQ(opened.file->Ioctl(vboard::kTristateRequest, nullptr), -EFAULT);
     EXPECT_FALSE(opened.file->IsTerminal());
+    value = 2;
+    EXPECT_EQ(opened.file->Describe(vboard::kTristateRequest, &value), "tristate 2");
+    EXPECT_EQ(opened.file->Describe(0x5401, &value), "0x5401");
+    EXPECT_NE(opened.file->Describe(vboard::kTristateRequest, nullptr).find("0x"),
+              std::string::npos);
+}
+
+TEST(CommDevice, IsNoTerminalAndHasNoPlaceToSeek) {
+    HostBench bench;
+    const auto file = bench.comm.Open(O_RDWR).file;
+    termios settings{};
+    EXPECT_EQ(file->GetAttributes(settings), -ENOTTY);
+    EXPECT_EQ(file->SetAttributes(TCSANOW, settings), -ENOTTY);
+    EXPECT_EQ(file->Drain(), -ENOTTY);
+    EXPECT_EQ(file->Flush(TCIFLUSH), -ENOTTY);
+    EXPECT_EQ(file->SendBreak(), -ENOTTY);
+    EXPECT_EQ(file->ControlFlow(TCOON), -ENOTTY);
+    EXPECT_EQ(file->Seek(0, 0), -ESPIPE);
+}
+
+TEST(CommDevice, AReadThatMayNotWaitTakesAMillisecondAndOneOfNothingNone) {
+    HostBench bench;
+    const auto file = bench.comm.Open(O_RDWR).file;
+    Bytes answer(16);
+    EXPECT_EQ(file->Read({}, false), 0);
+    EXPECT_EQ(bench.clock.Now().time_since_epoch(), 0ms);
+    EXPECT_EQ(file->Read(answer, true), -EAGAIN);
+    EXPECT_EQ(bench.clock.Now().time_since_epoch(), 1ms);
 }
 
 TEST(CommDevice, WhatNobodyReadIsGoneWithTheLastClose) {
@@ -373,7 +408,8 @@ TEST(SerialLane, ABreakOfHalfACharacterIsReadAsItsBits) {
     bench.lane.SetBreak(true);
     bench.clock.Pass(vboard::TimeOfBits(5, 9600));
     bench.lane.SetBreak(false);
-    EXPECT_EQ(bench.Got(), "f0");
+    bench.clock.Pass(10ms);
+    EXPECT_EQ(bench.Send({0x5A}, format).Got(), "f0, 5a") << "and begins nothing later";
 }
 
 TEST(SerialLane, ACharacterOfAnotherFormatIsThereAtTheEndOfItsFirstStopBit) {
@@ -388,15 +424,39 @@ TEST(SerialLane, ACharacterOfAnotherFormatIsThereAtTheEndOfItsFirstStopBit) {
     }
 }
 
-TEST(SerialLane, AFallInsideAStopBitIsAFramingErrorAndBeginsNothing) {
-    LaneBench bench({9600, 8, Parity::kNone, 1});
-    // Low for five bits, high for four, and low again where the stop bit should be.
-    for (const unsigned bits : {5U, 4U, 2U}) {
-        bench.lane.SetBreak(bits != 4);
-        bench.clock.Pass(vboard::TimeOfBits(bits, 9600));
+TEST(SerialLane, AFallBeforeTheMiddleOfAStopBitIsAFramingErrorAndOneAfterItBeginsACharacter) {
+    // Low for five bits, high for some quarters, and low for two bits: the stop bit is the tenth.
+    for (const auto& [quarters, got] :
+         {std::pair(16U, "f0 framing"), {17U, "f0 framing"}, {19U, "f0, fe"}, {20U, "f0, fe"}}) {
+        LaneBench bench({9600, 8, Parity::kNone, 1});
+        bench.lane.SetBreak(true);
+        bench.clock.Pass(vboard::TimeOfBits(5, 9600));
+        bench.lane.SetBreak(false);
+        bench.clock.Pass(vboard::TimeOfHalfBits(quarters, 19200));
+        bench.lane.SetBreak(true);
+        bench.clock.Pass(vboard::TimeOfBits(2, 9600));
+        bench.lane.SetBreak(false);
+        EXPECT_EQ(bench.Got(), got) << quarters;
     }
-    bench.lane.SetBreak(false);
-    EXPECT_EQ(bench.Got(), "f0 framing");
+}
+
+TEST(SerialLane, WhereBothEndsAgreeACharacterIsThereWhenItsSenderEndsIt) {
+    const SerialFormat format{9600, 8, Parity::kNone, 2};
+    LaneBench bench(format);
+    EXPECT_EQ(bench.Send({0x55}, format).Got(), "55");
+    EXPECT_EQ(bench.receivedAt[0], vboard::Instant{vboard::TimeOfBits(11, 9600)});
+}
+
+TEST(UartReceiver, LeavesNothingBehindOnTheClock) {
+    vboard::VirtualClock clock;
+    const SerialFormat format;
+    {
+        vboard::UartReceiver receiver(
+            clock, [&format]() -> const SerialFormat& { return format; }, [](const auto&) {});
+        receiver.SetBreak(true);
+        EXPECT_TRUE(clock.NextAction().has_value());
+    }
+    EXPECT_FALSE(clock.NextAction().has_value());
 }
 
 TEST(SerialLane, CarriesMoreThanItKeepsAndStartsAnewOnceItHasForgotten) {
@@ -454,6 +514,18 @@ TEST(SerialWire, CharactersFollowEachOtherWithoutAGap) {
     EXPECT_EQ(bench.serialWire.PendingToChip(), 1U);
     bench.clock.Pass(character);
     EXPECT_EQ(bench.serialWire.PendingToChip(), 0U);
+}
+
+TEST(SerialWire, ALoaderThatIsResetInItsAnswerStopsBehindTheCharacterOnTheWire) {
+    HostBench bench(vboard::ChipMode::kLoader);
+    const auto port = bench.port.Open(O_RDWR).file;
+    bench.serialWire.SetHostFormat({9600, 8, Parity::kEven, 1});
+    EXPECT_EQ(port->Write(Bytes{0x80}, false), 1);
+    bench.clock.Pass(5ms);
+    EXPECT_EQ(port->Write(Bytes{0x80, 0x1E, 4, 4, 0xFF, 0xFF, 0xFF, 0xFF, 0x7B, 0xE5}, false), 10);
+    bench.clock.Pass(SerialFormat{}.CharacterTime() * 25 / 2);
+    bench.harness.Set(HostLine::kReset, Drive::kHigh);
+    EXPECT_EQ(vboard::HexText(bench.ReadPort(*port)), "90 80 00 10");
 }
 
 TEST(SerialWire, DroppingTheQueueLetsTheCharacterOnTheWireGoOn) {

@@ -59,10 +59,7 @@ void BootLoader::Leave() {
     if (m_state == LoaderState::kAnswering && m_sink != nullptr) {
         m_sink->Stop();
     }
-    if (m_flashWorks) {
-        m_flash.Abort(m_clock.Now() - m_workStart);
-        m_flashWorks = false;
-    }
+    m_flash.Abort(m_clock.Now() - m_workStart);
     m_commands.Enter(false);
     m_format = SerialFormat{};
     m_busySignal.Set(0);
@@ -73,10 +70,8 @@ void BootLoader::Leave() {
 void BootLoader::Restore(bool running, bool unlocked) {
     m_clock.Cancel(m_ticket);
     m_flash.Drop();
-    m_flashWorks = false;
     m_commands.Enter(running && unlocked);
     m_format = SerialFormat{};
-    m_decoder.Reset();
     m_state = running ? LoaderState::kSync : LoaderState::kOff;
     m_hearsSince = Instant::min();
     m_stateSignal.Announce(static_cast<std::uint32_t>(m_state));
@@ -162,7 +157,6 @@ void BootLoader::TakeFrame() {
     }
     SetState(LoaderState::kWorking);
     m_busySignal.Set(m_result.workTime > Duration::zero() ? 1 : 0);
-    m_flashWorks = true;
     m_workStart = m_clock.Now();
     After(m_result.workTime, &BootLoader::EndWork);
 }
@@ -176,7 +170,6 @@ void BootLoader::RefuseFrame() {
 }
 
 void BootLoader::EndWork() {
-    m_flashWorks = false;
     m_result = m_commands.Finish(m_result);
     m_busySignal.Set(0);
     Answer();
@@ -251,9 +244,7 @@ void BootLoader::ChangeSpeed() {
 }
 
 void BootLoader::UpdateMemory() {
-    if (m_flashWorks) {
-        m_flash.Progress(m_clock.Now() - m_workStart);
-    }
+    m_flash.Progress(m_clock.Now() - m_workStart);
 }
 
 void BootLoader::AnnounceCommand() {

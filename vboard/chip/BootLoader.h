@@ -115,8 +115,7 @@ private:
 
     VirtualClock::Ticket m_ticket = 0;
     Step m_step = nullptr;
-    bool m_flashWorks = false;
-    Instant m_workStart;
+    Instant m_workStart;  ///< Of the flash, where it works.
 
     SignalOutput m_stateSignal;
     SignalOutput m_lockedSignal;

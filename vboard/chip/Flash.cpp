@@ -175,7 +175,6 @@ void Flash::Abort(Duration elapsed) {
 
 void Flash::Drop() {
     m_work = Work::kNone;
-    m_workTime = Duration::zero();
 }
 
 std::span<const AddressRange> Flash::ErasedRanges() const {

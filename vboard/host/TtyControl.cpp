@@ -58,7 +58,6 @@ serial_struct Driver() {
     constexpr int kPort16550A = 4;  // linux/serial.h, PORT_16550A
     serial_struct driver{};
     driver.type = kPort16550A;
-    driver.line = 0;
     driver.baud_base = 4'000'000;
     driver.xmit_fifo_size = 16;
     driver.closing_wait = 3000;  // In hundredths of a second, as a driver begins with.

@@ -110,8 +110,7 @@ std::optional<ReceivedCharacter> UartReceiver::Ends() {
         return std::nullopt;
     }
     ReceivedCharacter received = Read(m_line.front().bits, m_sender);
-    received.start = *m_start;
-    m_start.reset();
+    received.start = *std::exchange(m_start, std::nullopt);
     m_line.clear();
     return received;
 }
@@ -119,12 +118,12 @@ std::optional<ReceivedCharacter> UartReceiver::Ends() {
 void UartReceiver::SetBreak(bool low) {
     const Instant now = m_clock.Now();
     if (!low) {
-        if (!m_line.empty() && m_line.back().bits.bitCount == 0) {
+        if (!m_line.empty() && m_line.back().end == Instant::max()) {
             m_line.back().end = now;
         }
         return;
     }
-    m_line.push_back({now, Instant::max(), {0, 0}, 1});
+    m_line.push_back({now, Instant::max(), {0, 1}, 1});
     if (!m_start) {
         LookFor(NextFall(now - Duration{1}));
     }
@@ -143,7 +142,7 @@ bool UartReceiver::IsHigh(Instant when) const {
                when >= stretch->start + TimeOfBits(bit + 1, stretch->bitsPerSecond)) {
             ++bit;
         }
-        return stretch->bits.bitCount != 0 && (stretch->bits.bits >> bit & 1U) != 0;
+        return (stretch->bits.bits >> bit & 1U) != 0;
     }
     return true;
 }
@@ -154,20 +153,13 @@ bool UartReceiver::IsHighAtHalf(unsigned half, const SerialFormat& format) const
 }
 
 std::optional<Instant> UartReceiver::NextFall(Instant after) const {
-    bool wasHigh = IsHigh(after);
     for (const Stretch& stretch : m_line) {
-        const unsigned count = stretch.bits.bitCount == 0 ? 1 : stretch.bits.bitCount;
-        for (unsigned bit = 0; bit < count; ++bit) {
+        for (unsigned bit = 0; bit < stretch.bits.bitCount; ++bit) {
             const Instant begins = stretch.start + TimeOfBits(bit, stretch.bitsPerSecond);
-            if (begins <= after) {
-                continue;
-            }
-            wasHigh = wasHigh || IsHigh(begins - Duration{1});
             const bool high = (stretch.bits.bits >> bit & 1U) != 0;
-            if (wasHigh && !high) {
+            if (begins > after && !high && IsHigh(begins - Duration{1})) {
                 return begins;
             }
-            wasHigh = high;
         }
     }
     return std::nullopt;

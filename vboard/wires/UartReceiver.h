@@ -70,7 +70,7 @@ private:
     struct Stretch {
         Instant start;
         Instant end;
-        CharacterBits bits;  ///< All low where bitCount is 0.
+        CharacterBits bits;  ///< A break is one low bit, whose end is not known at first.
         std::uint32_t bitsPerSecond;
     };
 
