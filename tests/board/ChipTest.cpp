@@ -91,6 +91,19 @@ TEST(ChipTest, AKeptStateThatItsPinsContradictIsPutRightByThePins) {
               ChipMode::kStopped);
 }
 
+TEST(ChipTest, AKeptCountOfFallsIsOfAChipInResetByItsPinAlone) {
+    const auto kept = [](const ChipState& state) {
+        ChipBench bench;
+        bench.chip.Restore(state);
+        return int{bench.chip.State().tckFalls};
+    };
+    EXPECT_EQ(kept({ChipMode::kReset, kLow, kLow, kHigh, 1, false}), 1);
+    EXPECT_EQ(kept({ChipMode::kReset, kLow, kLow, kHigh, 7, false}), 2);
+    EXPECT_EQ(kept({ChipMode::kReset, kHigh, kLow, kHigh, 2, false}), 0);
+    EXPECT_EQ(kept({ChipMode::kUnpowered, kLow, kLow, kHigh, 2, false}), 0);
+    EXPECT_EQ(kept({ChipMode::kApplication, kLow, kHigh, kLow, 2, false}), 0);
+}
+
 TEST(ChipTest, AKeptArmedChipEntersTheLoaderWithTheRiseOfTck) {
     ChipBench bench;
     bench.chip.Restore({ChipMode::kArmed, kLow, kHigh, kLow, 0, false});

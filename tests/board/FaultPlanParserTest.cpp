@@ -258,7 +258,11 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"power@1s=kill", "take off [TIME], on"},
         Refused{"cell:0x10000=stuck-erased", "is no address"},
         Refused{"cell:0x20-0x10=stuck-erased", "is no address"},
-        Refused{"open:/dev/x\ny=eio", "is not one line of text"}));
+        Refused{"open:/dev/x\ny=eio", "is not one line of text"},
+        Refused{"open:/dev/x\x1fy=eio", "is not one line of text"},
+        Refused{"read#a=eio", "'a' is no occurrence"},
+        Refused{"read#1..a=eio", "'1..a' is no occurrence"},
+        Refused{"read=short a", "'a' is no count"}));
 
 TEST(FaultPlanText, PassesOverEmptyLinesAndComments) {
     std::vector<FaultRule> rules;

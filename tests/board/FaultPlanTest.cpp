@@ -10,6 +10,8 @@
 #include "vboard/faults/FaultPlanParser.h"
 #include "vboard/probe/LoaderCodes.h"
 #include "vboard/probe/Probe.h"
+#include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace vboard {
 namespace {
@@ -162,6 +164,9 @@ TEST(FaultPlanCalls, OutcomesCarryTheirNumbersAndBytes) {
         PlannedWorld{"select=timeout"}.plan.FaultOfCall(CallKind::kSelect, "/dev/knxspi", 0);
     EXPECT_EQ(timedOut.kind, CallFault::Kind::kCount);
     EXPECT_EQ(timedOut.count, 0U);
+    EXPECT_EQ(world.Said(),
+              "fault read#1=enospc; fault read#2=short 3; fault read#3=bytes 90 a0; fault "
+              "read#4=silence");
 }
 
 TEST(FaultPlanCalls, PowerCutAtACallGoesBeforeTheCallIsCarriedOut) {
@@ -184,55 +189,66 @@ TEST(FaultPlanCalls, AreListedWithTheNumberThatOrdersThem) {
     EXPECT_EQ(lines, "1 open /dev/ttyS1 0\n2 read /dev/ttyS1 16\n3 pause - 0\n");
 }
 
-TEST(FaultPlanCharacters, AreStruckByDirection) {
-    PlannedWorld world{"char:to-host#2=change 41", "char:to-chip=parity", "char#4=lost"};
-    using Kind = CharacterFault::Kind;
-    EXPECT_EQ(world.plan.FaultOfCharacter(false, 0x90).kind, Kind::kNone);
-    EXPECT_EQ(world.plan.FaultOfCharacter(true, 0x80).kind, Kind::kParity);
-    const CharacterFault changed = world.plan.FaultOfCharacter(false, 0x90);
-    EXPECT_EQ(changed.kind, Kind::kChanged);
-    EXPECT_EQ(changed.value, 0x41);
-    EXPECT_EQ(world.plan.FaultOfCharacter(true, 0x80).kind, Kind::kLost);
+/// "3 41 in 0 ns": the number of the kind, the value, the delay.
+std::string Words(const CharacterFault& fault) {
+    return Formatted("{} {:02x} in {} ns", static_cast<int>(fault.kind), fault.value,
+                     fault.delay.count());
 }
 
-TEST(FaultPlanCharacters, AreLateByTheTimeOrdered) {
-    PlannedWorld world{"char=late 1.5ms", "char#2=double"};
-    const CharacterFault late = world.plan.FaultOfCharacter(true, 0x80);
-    EXPECT_EQ(late.kind, CharacterFault::Kind::kLate);
-    EXPECT_EQ(late.delay, 1500us);
-    EXPECT_EQ(world.plan.FaultOfCharacter(true, 0x80).kind, CharacterFault::Kind::kDoubled);
+TEST(FaultPlanCharacters, AreStruckByDirectionWithAllThatIsOrdered) {
+    PlannedWorld world{"char:to-host#2=change 41", "char:to-chip=parity", "char#4=lost",
+                       "char#5=late 1.5ms", "char#6=double"};
+    EXPECT_EQ(Words(world.plan.FaultOfCharacter(false, 0x90)), "0 00 in 0 ns");
+    EXPECT_EQ(Words(world.plan.FaultOfCharacter(true, 0x80)), "3 00 in 0 ns");
+    EXPECT_EQ(Words(world.plan.FaultOfCharacter(false, 0x90)), "2 41 in 0 ns");
+    EXPECT_EQ(Words(world.plan.FaultOfCharacter(true, 0x80)), "1 00 in 0 ns");
+    EXPECT_EQ(Words(world.plan.FaultOfCharacter(true, 0x80)), "5 00 in 1500000 ns");
+    EXPECT_EQ(Words(world.plan.FaultOfCharacter(true, 0x80)), "4 00 in 0 ns");
+    world.clock.Pass(1s);
+    EXPECT_EQ(world.Said(),
+              "fault char:to-chip=parity; fault char:to-host#2=change 41; fault char#4=lost; "
+              "fault char#5=late 1.5ms; fault char#6=double");
+}
+
+TEST(FaultPlanCharacters, TakeThePowerWithThemAndBringIt) {
+    PlannedWorld world{"char=power off 5ms", "char#2=power off", "char#3=power on"};
+    for (const char* said : {"power off; power on", "power off", "power on"}) {
+        EXPECT_EQ(Words(world.plan.FaultOfCharacter(true, 0x80)), "0 00 in 0 ns");
+        static_cast<void>(world.Said());
+        world.clock.Pass(5ms);
+        EXPECT_EQ(world.Said(), said);
+    }
+}
+
+/// "1 a0 in 0 ns": the number of the kind, the bytes, the delay.
+std::string Words(const AnswerFault& fault) {
+    return Formatted("{} {} in {} ns", static_cast<int>(fault.kind), HexText(fault.bytes),
+                     fault.delay.count());
 }
 
 TEST(FaultPlanAnswers, AreStruckByTheCommandTheyAnswer) {
-    PlannedWorld world{"answer:write#2=nak", "answer:sync=preceded 41 42", "answer#4=silence",
-                       "answer:erase=late 1s", "answer:password=ack"};
+    PlannedWorld world{"answer:write#2=nak",   "answer:sync=preceded 41 42",
+                       "answer#4=silence",     "answer:erase=late 1s",
+                       "answer:password=ack",  "answer:version=bytes 01 02",
+                       "answer:read=power on", "answer:load-pc=power off 5ms"};
     const auto answer = [&](std::uint8_t command) {
-        return world.plan.FaultOfAnswer(command, 0x2100, Bytes{0x90});
+        return Words(world.plan.FaultOfAnswer(command, 0x2100, Bytes{0x90}));
     };
-    using Kind = AnswerFault::Kind;
-    EXPECT_EQ(answer(kReceiveBlock).kind, Kind::kNone);
-    const AnswerFault preceded = answer(kSyncByte);
-    EXPECT_EQ(preceded.kind, Kind::kPreceded);
-    EXPECT_EQ(preceded.bytes, (Bytes{0x41, 0x42}));
-    const AnswerFault refused = answer(kReceiveBlock);
-    EXPECT_EQ(refused.kind, Kind::kReplaced);
-    EXPECT_EQ(refused.bytes, (Bytes{0xA0}));
-    const AnswerFault silent = answer(kMassErase);
-    EXPECT_EQ(silent.kind, Kind::kReplaced);
-    EXPECT_EQ(silent.bytes, Bytes{});
-    EXPECT_EQ(answer(kEraseFlash).delay, 1s);
-    EXPECT_EQ(answer(kReceivePassword).bytes, (Bytes{0x90}));
-}
-
-TEST(FaultPlanAnswers, PowerCutAtAnAnswerTakesTheAnswerWithIt) {
-    PlannedWorld world{"answer=power off 5ms"};
-    const AnswerFault fault = world.plan.FaultOfAnswer(kSyncByte, 0, Bytes{0x90});
-    EXPECT_EQ(fault.kind, AnswerFault::Kind::kReplaced);
-    EXPECT_EQ(fault.bytes, Bytes{});
-    EXPECT_EQ(world.Said(), "fault answer=power off 5ms");
+    EXPECT_EQ(answer(kReceiveBlock), "0  in 0 ns");
+    EXPECT_EQ(answer(kSyncByte), "2 41 42 in 0 ns");
+    EXPECT_EQ(answer(kReceiveBlock), "1 a0 in 0 ns");
+    EXPECT_EQ(answer(kMassErase), "1  in 0 ns");
+    EXPECT_EQ(answer(kEraseFlash), "3  in 1000000000 ns");
+    EXPECT_EQ(answer(kReceivePassword), "1 90 in 0 ns");
+    EXPECT_EQ(answer(kTransmitVersion), "1 01 02 in 0 ns");
+    EXPECT_EQ(answer(kTransmitBlock), "0  in 0 ns");
+    EXPECT_EQ(answer(kLoadProgramCounter), "1  in 0 ns");
+    static_cast<void>(world.Said());
     world.clock.Pass(0ns);
-    EXPECT_EQ(world.Said(), "power off");
-    world.clock.Pass(5ms);
+    EXPECT_EQ(world.Said(), "power on; power off");
+    world.clock.Pass(4999us);
+    EXPECT_EQ(world.Said(), "");
+    world.clock.Pass(1us);
     EXPECT_EQ(world.Said(), "power on");
 }
 
@@ -307,10 +323,11 @@ TEST(FaultPlanTimes, AnInstantBeforeTheStartOfTheProgramIsOver) {
 }
 
 TEST(FaultPlanAlone, DecidesWithoutAClockOrAProbe) {
-    FaultPlan plan(Rules({"read#2=eio", "call#3=power off", "power@1s=off"}), {});
+    FaultPlan plan(Rules({"read#2=eio", "call#3=power off", "power@1s=off", "char=power off"}), {});
     EXPECT_EQ(plan.FaultOfCall(CallKind::kRead, "", 1).kind, CallFault::Kind::kNone);
     EXPECT_EQ(plan.FaultOfCall(CallKind::kRead, "", 1).kind, CallFault::Kind::kErrno);
     EXPECT_EQ(plan.FaultOfCall(CallKind::kRead, "", 1).kind, CallFault::Kind::kNone);
+    EXPECT_EQ(plan.FaultOfCharacter(true, 0x80).kind, CharacterFault::Kind::kNone);
     plan.End();
 }
 

@@ -14,13 +14,16 @@ namespace {
 
 constexpr std::uint32_t kReading =
     BitOf(FaultAction::kErrno) | BitOf(FaultAction::kShort) | BitOf(FaultAction::kBytes);
+constexpr std::uint32_t kOnTheWire =
+    BitOf(FaultAction::kChange) | BitOf(FaultAction::kLate) | BitOf(FaultAction::kPowerOff);
 
 /// The first strikes of a source, one a line, with the number of their event.
-std::string StrikesOf(double rate, std::uint64_t seed, int events) {
+std::string StrikesOf(double rate, std::uint64_t seed, int events, std::uint32_t actions = kReading,
+                      std::size_t sizeBytes = 16) {
     NoiseSource noise(rate, seed);
     std::string text;
     for (int event = 1; event <= events; ++event) {
-        if (const auto outcome = noise.Strike(kReading, 16)) {
+        if (const auto outcome = noise.Strike(actions, sizeBytes)) {
             text += std::to_string(event) + " " + OutcomeText(*outcome) + "\n";
         }
     }
@@ -33,6 +36,15 @@ TEST(Noise, IsTheSameForTheSameSeedOnEveryMachine) {
               "43 short 15\n"
               "68 short 5\n"
               "79 bytes ed\n");
+    EXPECT_EQ(StrikesOf(1.0, 1, 12, kReading, 3),
+              "1 short 0\n2 eio\n3 eio\n4 enodev\n5 short 1\n6 eintr\n7 enodev\n8 eacces\n"
+              "9 short 1\n10 short 2\n11 ebusy\n12 eacces\n");
+    EXPECT_EQ(StrikesOf(1.0, 1, 12, kReading, 0),
+              "1 short 0\n2 bytes 80\n3 eio\n4 enodev\n5 short 0\n6 bytes f1\n7 enodev\n"
+              "8 eacces\n9 short 0\n10 bytes 8a 84\n11 short 0\n12 eacces\n");
+    EXPECT_EQ(StrikesOf(1.0, 1, 6, kOnTheWire),
+              "1 change 5e\n2 power off 49000000ns\n3 power off 21000000ns\n"
+              "4 power off 371000000ns\n5 change a8\n6 power off 242000000ns\n");
 }
 
 TEST(Noise, IsAnotherForAnotherSeed) {

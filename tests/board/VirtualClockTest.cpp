@@ -147,8 +147,11 @@ TEST_F(VirtualClockTest, AWaitWithoutDeadlineEndsWhenNothingIsLeftToHappen) {
 }
 
 TEST_F(VirtualClockTest, ACancelledActionIsNothingLeftToHappen) {
-    m_clock.Cancel(m_clock.After(5us, Note('x')));
+    const auto ticket = m_clock.After(5us, Note('x'));
+    m_clock.Cancel(ticket);
+    m_clock.Cancel(ticket);
     EXPECT_EQ(m_clock.RunUntil([] { return false; }, std::nullopt), Waited::kNothingLeft);
+    EXPECT_EQ(m_clock.NextAction(), std::nullopt);
     EXPECT_EQ(m_clock.Now(), Instant(0us));
 }
 

@@ -11,6 +11,7 @@
 
 #include "vboard/board/StartState.h"
 #include "vboard/text/Format.h"
+#include "vboard/text/HexText.h"
 
 namespace host {
 namespace {
@@ -74,6 +75,9 @@ TEST_F(KeptBoard, IsReadBackAsItWasStored) {
     std::string problem;
     ASSERT_TRUE(again.Attach(descriptor, problem)) << problem;
     EXPECT_EQ(again.State(), state);
+    std::array<std::uint8_t, 8> bytes{};
+    ASSERT_EQ(pread(descriptor, bytes.data(), bytes.size(), kFirstSlot + 8 + 256), 8);
+    EXPECT_EQ(vboard::HexText(bytes), "01 02 00 01 01 02 01 00");
     EXPECT_TRUE(std::equal(again.ChipMemory().begin(), again.ChipMemory().end(),
                            file.ChipMemory().begin()));
 }

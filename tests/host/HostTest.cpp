@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "tests/host/HostBench.h"
+#include "vboard/host/LineSettings.h"
+#include "vboard/host/RequestMemory.h"
 #include "vboard/text/HexText.h"
 
 namespace host {
@@ -196,11 +198,149 @@ TEST_F(HostTest, TellsACallWhenItHasEndedAndBeforeWhenItBeginsToAct) {
     EXPECT_EQ(calls.Take(), "");
 }
 
+/// Strikes every call with one fault.
+class StruckCalls : public vboard::Faults {
+public:
+    vboard::CallFault FaultOfCall(CallKind /*kind*/, std::string_view /*path*/,
+                                  std::size_t /*sizeBytes*/) override {
+        return fault;
+    }
+    vboard::CallFault fault;
+};
+
+/// A port whose calls are told, and can be struck.
+class ToldPort : public testing::Test {
+protected:
+    ToldPort() : told(bench.clock, calls, faults, control) {
+        told.AddDevice("/dev/ttyS1", bench.port);
+        int error = 0;
+        file = told.Open(CallKind::kOpen, "/dev/ttyS1", O_RDWR, {}, error);
+        static_cast<void>(calls.Take());
+    }
+    /// Every call that has bytes or a fault of its own, one after the other.
+    std::string All() {
+        using Kind = CallKind;
+        int error = 0;
+        Bytes buffer{0xEE, 0xEE, 0xEE};
+        std::vector<vboard::Watched> watched{{file.get(), {true, true, false}, {}}};
+        const bool opened = told.Open(Kind::kFopen, "/dev/ttyS1", O_RDONLY, "r", error) != nullptr;
+        std::string results = std::to_string(opened ? 1 : 0) + " " + NameOf(-error);
+        int lines = 0;
+        for (const auto result :
+             {told.Write(Kind::kWrite, *file, buffer), told.Write(Kind::kFlush, *file, Bytes{}),
+              told.Ioctl(*file, TIOCMGET, &lines), told.Select("poll", watched, 5ms),
+              told.Close(*told.Inherit("/dev/ttyS1", O_RDWR))}) {
+            results += " " + NameOf(result);
+        }
+        return results + "\n" + calls.Take();
+    }
+    HostBench bench{vboard::ChipMode::kLoader};
+    Control control;
+    Calls calls;
+    StruckCalls faults;
+    vboard::Host told;
+    std::unique_ptr<vboard::OpenFile> file;
+};
+
+TEST_F(ToldPort, CallsThatAreLeftAloneAreToldAsTheyWent) {
+    EXPECT_EQ(All(),
+              "1 0 3 0 0 1 0\n"
+              "fopen /dev/ttyS1 r = 0 \n"
+              "> write /dev/ttyS1  = 3 ee ee ee\n"
+              "> flush /dev/ttyS1  = 0 \n"
+              "> ioctl /dev/ttyS1 TIOCMGET DTR|RTS|CTS|DSR|CAR = 0 \n"
+              "poll /dev/ttyS1 timeout 5000 us = 1 \n"
+              "close /dev/ttyS1  = 0 \n");
+}
+
+TEST_F(ToldPort, CallsThatAnErrnoStrikesFailWithIt) {
+    faults.fault = {vboard::CallFault::Kind::kErrno, EIO, 0, {}};
+    EXPECT_EQ(All(),
+              "0 EIO EIO EIO EIO EIO EIO\n"
+              "fopen /dev/ttyS1 r = EIO \n"
+              "write /dev/ttyS1  = EIO ee ee ee\n"
+              "flush /dev/ttyS1  = EIO \n"
+              "> ioctl /dev/ttyS1 TIOCMGET none = EIO \n"
+              "poll /dev/ttyS1  = EIO \n"
+              "close /dev/ttyS1  = EIO \n");
+    EXPECT_EQ(bench.serialWire.PendingToChip(), 0U);
+}
+
+TEST_F(ToldPort, CallsThatEndTheProgramFailWithASignalWhereItGoesOn) {
+    faults.fault.kind = vboard::CallFault::Kind::kKill;
+    EXPECT_EQ(All().substr(0, 43), "0 EINTR EINTR EINTR EINTR EINTR EINTR\nfopen");
+    EXPECT_EQ(control.text, "killed killed killed killed killed killed ");
+    control.text.clear();
+    faults.fault.kind = vboard::CallFault::Kind::kSilence;
+    EXPECT_EQ(All().substr(0, 43), "0 EINTR EINTR EINTR EINTR EINTR EINTR\nfopen");
+    EXPECT_EQ(told.Pause(1ms), 0ms);
+    EXPECT_EQ(control.text.substr(0, 75),
+              "fopen of /dev/ttyS1 waits for a call that was ordered not to return write o");
+    EXPECT_NE(control.text.find("pause of  waits for a call"), std::string::npos);
+}
+
+TEST_F(ToldPort, CallsThatAreCutShortCarryTheirFirstBytes) {
+    faults.fault = {vboard::CallFault::Kind::kCount, 0, 2, {}};
+    const std::string kShort =
+        "1 0 2 0 0 0 0\n"
+        "fopen /dev/ttyS1 r = 0 \n"
+        "> write /dev/ttyS1  = 2 ee ee\n"
+        "> flush /dev/ttyS1  = 0 \n"
+        "> ioctl /dev/ttyS1 TIOCMGET DTR|RTS|CTS|DSR|CAR = 0 \n"
+        "poll /dev/ttyS1 timeout 5000 us = 0 \n"
+        "close /dev/ttyS1  = 0 \n";
+    EXPECT_EQ(All(), kShort);
+    faults.fault.count = 0;
+    EXPECT_EQ(told.Write(CallKind::kWrite, *file, Bytes{1, 2}), 0);
+    EXPECT_EQ(calls.Take(), "write /dev/ttyS1  = 0 01 02\n");
+    Bytes buffer(3);
+    EXPECT_EQ(told.Read(*file, buffer), 0);
+    faults.fault = {vboard::CallFault::Kind::kBytes, 0, 0, {1, 2, 3, 4}};
+    file->nonBlocking = true;
+    EXPECT_EQ(told.Read(*file, buffer), 3);
+    EXPECT_EQ(calls.Take(), "read /dev/ttyS1  = 0 \nread /dev/ttyS1  = 3 01 02 03\n");
+}
+
+TEST_F(ToldPort, CallsOfATerminalAreTold) {
+    termios cooked = vboard::FirstOpenSettings();
+    EXPECT_EQ(told.Ioctl(*file, TCSETS, &cooked), 0);
+    EXPECT_EQ(told.Drain(*file), 0);
+    EXPECT_EQ(told.Flush(*file, TCIFLUSH), 0);
+    EXPECT_EQ(told.Flush(*file, 9), -EINVAL);
+    EXPECT_EQ(told.SendBreak(*file), 0);
+    EXPECT_EQ(told.ControlFlow(*file, TCOON), 0);
+    std::vector<vboard::Watched> none;
+    told.TellSelect("select", none, std::nullopt, -EBADF);
+    EXPECT_EQ(calls.Take(),
+              "> tcsetattr /dev/ttyS1 9600 8N1 iflag=02400 oflag=05 lflag=0105073 cread clocal "
+              "hupcl vmin=1 vtime=0 = 0 \n"
+              "tcdrain /dev/ttyS1  = 0 \n"
+              "tcflush /dev/ttyS1  = 0 \n"
+              "tcflush /dev/ttyS1  = EINVAL \n"
+              "tcsendbreak /dev/ttyS1  = 0 \n"
+              "tcflow /dev/ttyS1  = 0 \n"
+              "select  no timeout = EBADF \n");
+}
+
 TEST_F(HostTest, AnInheritedFileIsNoCallOfTheProgram) {
     const auto file = host.Inherit("/dev/ttyS1", O_RDWR | O_NONBLOCK);
     ASSERT_NE(file, nullptr);
     EXPECT_TRUE(file->nonBlocking);
     EXPECT_EQ(host.Inherit("/dev/ttyS7", O_RDWR), nullptr);
+}
+
+TEST(RequestMemory, IsWhatARequestReadsAndWrites) {
+    const std::tuple<unsigned long, std::size_t, std::size_t> kAll[] = {
+        {TCGETS, 0, 36},      {TCSETSF, 36, 0},     {0x802C542AUL, 0, 44}, {0x402C542BUL, 44, 0},
+        {FIONREAD, 0, 4},     {TIOCOUTQ, 0, 4},     {TIOCMGET, 0, 4},      {TIOCGEXCL, 0, 4},
+        {TIOCGETD, 0, 4},     {TIOCMSET, 4, 0},     {TIOCMBIS, 4, 0},      {TIOCMBIC, 4, 0},
+        {TIOCSETD, 4, 0},     {FIONBIO, 4, 0},      {TIOCGWINSZ, 0, 8},    {TIOCGICOUNT, 0, 80},
+        {TIOCGSERIAL, 0, 72}, {TIOCSSERIAL, 72, 0}, {TIOCEXCL, 0, 0}};
+    for (const auto& [request, read, written] : kAll) {
+        const vboard::RequestMemory memory = vboard::MemoryOf(request | 0xFFFFFFFF00000000UL);
+        EXPECT_EQ(memory.readBytes, read) << request;
+        EXPECT_EQ(memory.writtenBytes, written) << request;
+    }
 }
 
 }  // namespace

@@ -81,7 +81,11 @@ TEST(SysfsGpio, ExportCanOnlyBeWritten) {
 TEST(SysfsGpio, NoFileCanBeMadeThere) {
     HostBench bench;
     EXPECT_EQ(bench.OpenError("/sys/class/gpio/new", O_WRONLY | O_CREAT), "EACCES");
-    EXPECT_EQ(bench.OpenError("/sys/class/gpio/new", O_WRONLY), "ENOENT");
+    for (const char* name : {"new", "gpio256/value", "gpio86", "gpio86/", "gpio/value",
+                             "gpi86/value", "gpio086/value", "gpio86/values"}) {
+        EXPECT_EQ(bench.OpenError(std::string("/sys/class/gpio/") + name, O_WRONLY), "ENOENT")
+            << name;
+    }
 }
 
 TEST_F(ExportedGpio, StartsAsAnInputWithTheLevelOfTheLine) {
@@ -158,9 +162,12 @@ TEST_F(ExportedGpio, UnexportingLeavesTheLevelAndForgetsActiveLow) {
 TEST_F(ExportedGpio, AFileThatLostItsLineIsGone) {
     const auto opened = bench.gpios.Open(kValue, O_RDWR);
     ASSERT_NE(opened.file, nullptr);
+    EXPECT_TRUE(opened.file->Ready().readable && opened.file->Ready().writable);
+    EXPECT_TRUE(opened.file->Ready().urgent) << "news until it has been read";
     EXPECT_EQ(bench.WriteGpio(kUnexport, "86"), 2);
     std::array<std::uint8_t, 4> bytes{};
     EXPECT_EQ(opened.file->Read(bytes, false), -ENODEV);
+    EXPECT_FALSE(opened.file->Ready().urgent);
     EXPECT_EQ(opened.file->Write(Bytes{'1'}, false), -ENODEV);
 }
 
