@@ -3,9 +3,11 @@
 
 #include <poll.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 
@@ -23,40 +25,50 @@ bool HasEnded(pid_t program) {
            information.si_pid != 0;
 }
 
+/// What can be seen of a program from outside.
+enum class Seen : std::uint8_t { kTooEarly, kWithLibrary, kWithoutLibrary };
+
 /// False as long as the process still is a copy of the runner.
-bool IsAnotherProgram(pid_t program) {
-    std::error_code error;
-    const auto own = std::filesystem::read_symlink("/proc/self/exe", error);
-    const auto its = std::filesystem::read_symlink(Formatted("/proc/{}/exe", program), error);
-    return !error && its != own;
+bool IsAnotherProgram(const char* itsFile) {
+    struct stat own {};
+    struct stat its {};
+    return stat("/proc/self/exe", &own) == 0 && stat(itsFile, &its) == 0 &&
+           (its.st_ino != own.st_ino || its.st_dev != own.st_dev);
 }
 
-bool RunsWithout(pid_t program, const std::string& library) {
-    if (!IsAnotherProgram(program)) {
-        return false;
-    }
-    std::error_code error;
-    const std::string name = std::filesystem::canonical(library, error).string();
+Seen LookAt(pid_t program, const std::string& library) {
     std::ifstream maps(Formatted("/proc/{}/maps", program));
-    bool hasLibc = false;
+    Seen seen = Seen::kTooEarly;
     for (std::string line; std::getline(maps, line);) {
-        if (line.find(name) != std::string::npos) {
-            return false;
+        if (line.find(library) != std::string::npos) {
+            return Seen::kWithLibrary;
         }
-        hasLibc = hasLibc || line.find("/libc.so") != std::string::npos ||
-                  line.find("/libc-2.") != std::string::npos;
+        if (line.find("/libc.so") != std::string::npos ||
+            line.find("/libc-2.") != std::string::npos) {
+            seen = Seen::kWithoutLibrary;
+        }
     }
-    return hasLibc;
+    return seen;
 }
 
 }  // namespace
 
 bool EndIfWithoutLibrary(pid_t program, const std::string& library, const RunReport& report) {
     const auto& loaded = reinterpret_cast<const std::atomic<std::uint32_t>&>(report.loaded);
+    std::error_code error;
+    const std::string name = std::filesystem::canonical(library, error).string();
+    const std::string file = Formatted("/proc/{}/exe", program);
     while (loaded.load() == 0 && !HasEnded(program)) {
         // Most programs have it when the first of these is over.
         poll(nullptr, 0, kNapMs);
-        if (loaded.load() == 0 && RunsWithout(program, library) && loaded.load() == 0) {
+        if (!IsAnotherProgram(file.c_str())) {
+            continue;
+        }
+        const Seen seen = LookAt(program, name);
+        if (seen == Seen::kWithLibrary) {
+            return false;
+        }
+        if (seen == Seen::kWithoutLibrary && loaded.load() == 0) {
             kill(program, SIGKILL);
             return true;
         }
