@@ -128,13 +128,17 @@ TEST_F(KeptBoard, NoticesWhenAnotherHasKeptAState) {
     }
 }
 
-/// FNV-1a with a seed, as its authors have it.
+/// FNV-1a of little-endian words of 64 bits, the last filled up with zeros, folded to 32.
 std::uint32_t CheckSum(std::string_view bytes, std::uint32_t seed) {
-    std::uint32_t sum = 2166136261U ^ seed;
-    for (const char byte : bytes) {
-        sum = (sum ^ static_cast<std::uint8_t>(byte)) * 16777619U;
+    std::uint64_t sum = 14695981039346656037U ^ seed;
+    for (std::size_t first = 0; first <= bytes.size(); first += 8) {
+        std::uint64_t word = 0;
+        for (std::size_t i = 0; i < std::min<std::size_t>(8, bytes.size() - first); ++i) {
+            word |= std::uint64_t{static_cast<std::uint8_t>(bytes[first + i])} << (8 * i);
+        }
+        sum = (sum ^ word) * 1099511628211U;
     }
-    return sum;
+    return static_cast<std::uint32_t>(sum ^ (sum >> 32));
 }
 
 TEST_F(KeptBoard, OfALaterVboardIsRefusedByTheWordThatIsNotKnown) {
