@@ -10,6 +10,7 @@
 
 #include <cstdarg>
 
+#include "vboard/process/DescriptorCalls.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/Wrapping.h"
 

@@ -11,7 +11,9 @@
 #include <cstdarg>
 #include <cstdint>
 
+#include "vboard/process/DescriptorCalls.h"
 #include "vboard/process/RealLibc.h"
+#include "vboard/process/Transfers.h"
 #include "vboard/process/Wrapping.h"
 
 namespace {

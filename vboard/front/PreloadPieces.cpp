@@ -15,6 +15,7 @@
 
 #include "vboard/process/ProgramMemory.h"
 #include "vboard/process/RealLibc.h"
+#include "vboard/process/Transfers.h"
 #include "vboard/process/Wrapping.h"
 
 namespace {

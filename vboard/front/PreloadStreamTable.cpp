@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "vboard/process/DescriptorCalls.h"
 #include "vboard/process/FileStatus.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/Streams.h"

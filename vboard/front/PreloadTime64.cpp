@@ -19,6 +19,7 @@
 #include <cerrno>
 #include <cstdarg>
 
+#include "vboard/process/DescriptorCalls.h"
 #include "vboard/process/FileStatus.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/Waiting.h"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/process/Streams.h"
+#include "vboard/process/DescriptorCalls.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

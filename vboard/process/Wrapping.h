@@ -3,13 +3,7 @@
 
 // What the wrappers have in common: whose file is it, and how a room's answer becomes libc's.
 
-#include <sys/uio.h>
-
 #include <cerrno>
-#include <cstdarg>
-#include <cstddef>
-#include <cstdio>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -94,54 +88,10 @@ Result Answer(Ask&& ask) {
     return static_cast<Result>(result < 0 ? -1 : result);
 }
 
-/// Opens a path of the board as a descriptor, or for a stream of this `mode`: -1 and errno on
-/// failure.
-[[nodiscard]] int OpenDescriptor(const Place& place, int flags, std::string_view mode = {});
-int CloseDescriptor(int descriptor);
-/// Says once in a program, in the board's turn, why an epoll set doesn't take the file.
-void NameRefusedSet(const std::string& path);
-/// What the board knows of a descriptor goes; the machine's own stays. 0, or -errno of the closing.
-IoResult Forget(int descriptor);
-/// True for a descriptor that the run itself needs.
-[[nodiscard]] bool IsReserved(int descriptor);
-/// close_range(2) that spares what the run itself needs.
-int CloseRange(unsigned first, unsigned last, int flags);
-
-/// A copy of `original`, as libc made it: registers it where that is the board's. Returns `copy`.
-int Copied(int original, int copy);
-/// The same for dup2 and dup3, which close `target` if it was the board's.
-int Replaced(int original, int target, int copy);
-
-/// read(2) and write(2) with the program's memory: as much of it as there is; -EFAULT for none.
-IoResult ReadInto(OpenFile& file, void* buffer, std::size_t size);
-IoResult WriteFrom(OpenFile& file, const void* data, std::size_t size);
-
-/// Reading and writing in pieces, and at a place of its own.
-IoResult ReadPieces(OpenFile& file, const iovec* pieces, int count);
-IoResult WritePieces(OpenFile& file, const iovec* pieces, int count);
-IoResult ReadAt(OpenFile& file, void* buffer, std::size_t size, std::int64_t offset);
-IoResult WriteAt(OpenFile& file, const void* data, std::size_t size, std::int64_t offset);
-IoResult ReadPiecesAt(OpenFile& file, const iovec* pieces, int count, std::int64_t offset);
-IoResult WritePiecesAt(OpenFile& file, const iovec* pieces, int count, std::int64_t offset);
-
-/// The offset of preadv2 and pwritev2 that stands for the file's own place.
-inline constexpr std::int64_t kNoPlace = -1;
-/// preadv2(2) and pwritev2(2), which know no flags here.
-IoResult CopyFlagged(OpenFile& file, const iovec* pieces, int count, std::int64_t offset, int flags,
-                     bool writes);
-
-/// sendfile(2) where one of the two is the board's. `offset` may be nullptr.
-IoResult Send(int target, int source, std::int64_t* offset, std::size_t count);
-/// dprintf(3).
-IoResult Say(OpenFile& file, const char* format, va_list arguments);
-
-/// Finds the devices behind descriptors that were open when the program came into being.
-void AdoptInherited();
-
-/// fcntl on a descriptor of the board. `argument` is the third word, whatever it is.
-int ControlDescriptor(int descriptor, int command, void* argument);
-
 /// 0 where a path of the board exists, else -ENOENT or -ENOTDIR.
 [[nodiscard]] IoResult Exists(const Place& place);
+
+/// Says once in a program, in the board's turn, why an epoll set doesn't take the file.
+void NameRefusedSet(const std::string& path);
 
 }  // namespace vboard
