@@ -47,35 +47,43 @@ def _content(path):
         return ""
 
 
+def _comes_true(condition):
+    """Looks again for ten seconds at most: the kernel ends and starts processes in its own time."""
+    for _ in range(1000):
+        if condition():
+            return True
+        select.select([], [], [], 0.01)
+    return False
+
+
 class SandboxTest(unittest.TestCase):
     def busy(self, *options):
-        return subprocess.Popen([sys.executable, "-B", __file__, "--busy", *options], stdout=subprocess.PIPE)
+        test = subprocess.Popen([sys.executable, "-B", __file__, "--busy", *options], stdout=subprocess.PIPE)
+        self.addCleanup(test.stdout.close)
+        self.addCleanup(test.wait)
+        # One that stays would be waited for without end where a check of it fails.
+        self.addCleanup(test.kill)
+        return test
 
     def test_what_a_test_leaves_is_gone_when_it_ends_and_its_status_is_kept(self):
-        with self.busy() as test:
-            test.stdout.read()
-        self.assertEqual(test.returncode, 7)
+        test = self.busy()
+        test.stdout.read()
+        self.assertEqual(test.wait(), 7)
         self.assertEqual(_left(), [])
 
     def test_what_a_test_leaves_is_there_until_its_end(self):
-        with self.busy("--stay") as test:
-            test.stdout.readline()
-            self.assertIn("cmdline", " ".join(_left()))
-            test.terminate()
+        test = self.busy("--stay")
+        self.assertEqual(test.stdout.readline(), b"ready\n")
+        self.assertTrue(_comes_true(lambda: "cmdline" in " ".join(_left())), _left())
 
     def test_what_a_test_leaves_is_gone_when_it_is_interrupted_or_killed(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL):
-            with self.subTest(number.name), self.busy("--stay") as test:
+            with self.subTest(number.name):
+                test = self.busy("--stay")
                 self.assertEqual(test.stdout.readline(), b"ready\n")
                 test.send_signal(number)
-                test.wait()
-                self.assertIn(test.returncode, (128 + number, -number))
-                # The kernel ends the rest behind a killed test's back.
-                for _ in range(1000):
-                    if not _left():
-                        break
-                    select.select([], [], [], 0.01)
-                self.assertEqual(_left(), [])
+                self.assertIn(test.wait(), (128 + number, -number))
+                self.assertTrue(_comes_true(lambda: not _left()), _left())
 
 
 if __name__ == "__main__":
