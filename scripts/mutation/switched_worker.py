@@ -30,6 +30,10 @@ _PORTIONS = (12, 60)
 # start programs. A damage that never ends costs this much.
 _ALONE_SECONDS = 2
 _STARTING_SECONDS = 30
+# To start programs is dear: of a suite that does, a mutant is shown so many tests at most, those
+# that have killed most in its source and then those that reach the least beside its place. One that
+# they don't kill counts as alive.
+_MOST_STARTING = 20
 _MEMORY_BYTES = 8 << 30
 
 
@@ -39,6 +43,10 @@ class Test:
     name: str
     seconds: float
     reached: bytes  # A byte a group.
+
+    def reach(self):
+        """How many groups it reaches."""
+        return len(self.reached) - self.reached.count(0)
 
 
 class SwitchedWorker:
@@ -106,7 +114,7 @@ class SwitchedWorker:
             reached = Path(folder) / "reached"
             for suite in self._worker.suites:
                 started = time.monotonic()
-                names = self._names(suite)
+                names, before_suite = self._names(suite), len(self._tests)
                 for name in names:
                     reached.write_bytes(bytes(GROUPS))
                     before = time.monotonic()
@@ -118,6 +126,8 @@ class SwitchedWorker:
                     self._tests.append(Test(suite, name, time.monotonic() - before,
                                             reached.read_bytes()))
                 log(f"{suite.program}: {len(names)} tests, {time.monotonic() - started:.0f} s")
+                if 5 * (len(self._tests) - before_suite) < 4 * len(names):
+                    raise RuntimeError(f"too many tests of {suite.program} fail without any mutant")
 
     def _names(self, suite):
         done = subprocess.run([self._worker.program(suite), "--gtest_list_tests"], check=True,
@@ -139,7 +149,10 @@ class SwitchedWorker:
             tests = sorted(
                 (test for test in self._tests if test.suite is suite and (
                     self._groups[number] == ALWAYS or test.reached[self._groups[number]])),
-                key=lambda test: (-self._kills[path, test.name], test.seconds))
+                key=lambda test: (-self._kills[path, test.name],
+                                  test.reach() if starting else 0, test.seconds))
+            if starting:
+                tests = tests[:_MOST_STARTING]
             for portion in _portions(tests):
                 seconds = sum(test.seconds for test in portion)
                 by = self._run(suite, [test.name for test in portion],
