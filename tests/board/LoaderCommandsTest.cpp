@@ -6,6 +6,7 @@
 #include <string>
 
 #include "support/ChipBench.h"
+#include "vboard/chip/CommandWords.h"
 
 namespace {
 
@@ -554,6 +555,27 @@ TEST_F(LoaderCommandsTest, BeyondAMemoryOffsetThereIsNothingUntilTheNextEntry) {
     EXPECT_EQ(m_bench.Mode(), ChipMode::kStopped);
     m_bench.EnterLoader().Unlock();
     EXPECT_EQ(m_bench.Ask(WriteFrame(0x3002, {1, 2})), "90");
+}
+
+TEST(CommandWordsTest, SayOfEachCommandWhatItIsAboutAndWhyItWasRefused) {
+    const auto words = [](std::uint8_t command, std::uint16_t address, std::uint16_t length,
+                          std::string_view refusal = "") {
+        const Bytes data(3);
+        return vboard::CommandWords({command, address, length, data}, refusal);
+    };
+    EXPECT_EQ(words(0x10, 1, 2), "password");
+    EXPECT_EQ(words(0x12, 0x210, 2), "write 3 bytes at 0x0210");
+    EXPECT_EQ(words(0x14, 0x210, 2), "read 2 bytes at 0x0210");
+    EXPECT_EQ(words(0x16, 0x210, 0xA502), "erase segment at 0x0210");
+    EXPECT_EQ(words(0x16, 0x210, 0xA504), "erase main or info at 0x0210");
+    EXPECT_EQ(words(0x16, 0x210, 0xA506), "erase 0xa506 at 0x0210");
+    EXPECT_EQ(words(0x18, 1, 2), "mass erase");
+    EXPECT_EQ(words(0x1A, 0x210, 2), "load program counter with 0x0210");
+    EXPECT_EQ(words(0x1C, 0x210, 2), "erase check of 2 bytes at 0x0210");
+    EXPECT_EQ(words(0x1E, 1, 2), "loader version");
+    EXPECT_EQ(words(0x20, 1, 0x1FF), "change baud rate to 255");
+    EXPECT_EQ(words(0x21, 1, 2), "set memory offset to 0x0002");
+    EXPECT_EQ(words(0x7, 1, 2, "no such"), "command 0x07: no such");
 }
 
 TEST_F(LoaderCommandsTest, CommandsWithDataTheyDoNotTakeAreRefused) {

@@ -115,6 +115,53 @@ TEST_F(HostTest, AQuestionWithoutAWaitMovesTheClockAndAnswersForItsOwnMoment) {
     EXPECT_TRUE(watched[0].ready.readable);
 }
 
+TEST_F(HostTest, SelectCountsWhatAFileIsReadyForAndPollTheFiles) {
+    const auto file = Open("/dev/ttyS1");
+    const auto other = Open("/dev/knxspi");
+    bench.serialWire.Send(0x41, bench.serialWire.HostFormat());
+    bench.clock.Pass(5ms);
+    std::vector<vboard::Watched> watched{{file.get(), {true, true, true}, {}},
+                                         {other.get(), {true, true, false}, {}}};
+    EXPECT_EQ(host.Select("select", watched, std::nullopt), 3);
+    EXPECT_EQ(host.Select("poll", watched, std::nullopt), 2);
+    EXPECT_TRUE(watched[0].ready.readable && watched[0].ready.writable);
+    EXPECT_FALSE(watched[0].ready.urgent || watched[1].ready.readable);
+    other->device.reset();
+    watched[0].wanted.readable = false;
+    EXPECT_EQ(host.Select("select", watched, std::nullopt), 1) << "another thread has closed one";
+}
+
+/// How a path is opened, and the errno of it.
+struct Opening {
+    const char* path;
+    int flags;
+    int error;
+};
+
+TEST_F(HostTest, AnOpeningIsRefusedAsLinuxRefusesIt) {
+    const Opening kAll[] = {{"/dev/ttyS1", O_RDWR | O_CREAT | O_EXCL, EEXIST},
+                            {"/dev/ttyS1", O_RDONLY | O_DIRECTORY, ENOTDIR},
+                            {"/dev/ttyS1", O_PATH, EOPNOTSUPP},
+                            {"/dev/ttyS1/", O_RDWR, ENOTDIR},
+                            {"/dev/ttyS1/x/y", O_RDWR, ENOTDIR},
+                            {"/dev/ttyS1", O_RDWR | O_CREAT, 0},
+                            {"/dev/ttyS9", O_RDWR | O_CREAT | O_EXCL, ENOENT},
+                            {"/sys/class/gpio", O_RDONLY, 0},
+                            {"/sys/class/gpio", O_RDWR, EISDIR},
+                            {"/sys/class/gpio", O_RDONLY | O_CREAT, EISDIR},
+                            {"/sys/class/gpio", O_RDWR | O_TMPFILE, EOPNOTSUPP},
+                            {"/sys/class/gpio/export/x", O_WRONLY, ENOTDIR},
+                            {"/sys/class/gpio/x/y", O_WRONLY, ENOENT},
+                            {"/sys/class/gpio/export", O_WRONLY, 0}};
+    for (const Opening& row : kAll) {
+        int error = -1;
+        EXPECT_EQ(host.Open(CallKind::kOpen, row.path, row.flags, {}, error) == nullptr,
+                  row.error != 0)
+            << row.path;
+        EXPECT_EQ(error, row.error) << row.path << " " << row.flags;
+    }
+}
+
 TEST_F(HostTest, AskingForTheTimeTakesAMicrosecond) {
     EXPECT_EQ(host.AskTime().time_since_epoch(), 0us);
     EXPECT_EQ(host.AskTime().time_since_epoch(), 1us);

@@ -428,6 +428,26 @@ TEST_F(LoaderPort, AReadThatASignalEndsHasWhatCameBeforeIt) {
     bench.clock.SetPacer(nullptr);
 }
 
+TEST_F(LoaderPort, AWriteWithoutRoomWaitsUntilAQuarterOfAKibibyteIsLeft) {
+    constexpr auto kQueue = static_cast<int>(vboard::TtyPort::kTransmitQueueBytes);
+    EXPECT_EQ(file->Write(Bytes(kQueue + 10, 0x41), false), kQueue + 10);
+    EXPECT_EQ(bench.clock.Now().time_since_epoch(), kSound.CharacterTime() * (kQueue - 255));
+    EXPECT_EQ(bench.serialWire.PendingToChip(), 265U);
+}
+
+TEST_F(LoaderPort, ASignalEndsAWaitForRoomForAnEmptyQueueAndForTheEndOfABreak) {
+    constexpr auto kQueue = static_cast<int>(vboard::TtyPort::kTransmitQueueBytes);
+    SignalAfter signal(20ms);
+    bench.clock.SetPacer(&signal);
+    EXPECT_EQ(file->Write(Bytes(kQueue + 10, 0x41), false), kQueue);
+    EXPECT_EQ(file->Write(Bytes(kQueue, 0x41), false), 17) << "as many as have gone";
+    EXPECT_EQ(file->Write(Bytes{0x41}, false), -EINTR);
+    EXPECT_EQ(file->Drain(), -EINTR);
+    EXPECT_EQ(file->Flush(TCOFLUSH), 0);
+    EXPECT_EQ(file->SendBreak(), -EINTR);
+    bench.clock.SetPacer(nullptr);
+}
+
 TEST_F(LoaderPort, ASpeedAboveItsHighestStaysWhatItWas) {
     // A speed without a constant, as the kernel's own request has it.
     constexpr tcflag_t kOther = 010000;
@@ -526,6 +546,11 @@ TEST(LineSettings, OfTheKernelsShortShapeAreStoredToTheirLastByteAndNotBeyond) {
 
 TEST(LineSettings, GoThroughTheKernelsShapeUnchanged) {
     termios settings = Raw(PARENB | CSTOPB, 7, 9);
+    settings.c_line = 3;
+    settings.c_cc[18] = 0x5A;
+    const vboard::KernelSettings kernel = vboard::ToKernel(settings);
+    EXPECT_EQ(kernel.inputSpeed, 9600U);
+    EXPECT_EQ(kernel.outputSpeed, 9600U);
     const termios back = vboard::FromKernel(vboard::ToKernel(settings));
     EXPECT_EQ(back.c_iflag, settings.c_iflag);
     EXPECT_EQ(back.c_oflag, settings.c_oflag);
@@ -533,7 +558,16 @@ TEST(LineSettings, GoThroughTheKernelsShapeUnchanged) {
     EXPECT_EQ(back.c_lflag, settings.c_lflag);
     EXPECT_EQ(back.c_cc[VMIN], 7);
     EXPECT_EQ(back.c_cc[VTIME], 9);
+    EXPECT_EQ(back.c_line, 3);
+    EXPECT_EQ(back.c_cc[18], 0x5A);
     EXPECT_EQ(cfgetospeed(&back), static_cast<speed_t>(B9600));
+    EXPECT_EQ(cfgetispeed(&back), static_cast<speed_t>(B9600));
+    vboard::KernelSettings other = kernel;
+    other.controlFlags = (other.controlFlags & ~std::uint32_t{CBAUD}) | vboard::kOtherSpeed;
+    for (const auto& [told, read] : {std::pair(250'000U, 250'000U), {0U, 9600U}}) {
+        other.outputSpeed = told;
+        EXPECT_EQ(vboard::FormatOf(vboard::FromKernel(other)).bitsPerSecond, read);
+    }
 }
 
 }  // namespace

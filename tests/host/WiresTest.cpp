@@ -229,6 +229,7 @@ public:
         }
         return *this;
     }
+    void SetReceiver(const SerialFormat& format) { m_receiver = format; }
     /// What has been received, "66 framing, e6".
     std::string Got() {
         clock.Settle(vboard::Instant::max());
@@ -445,6 +446,18 @@ TEST(SerialLane, WhereBothEndsAgreeACharacterIsThereWhenItsSenderEndsIt) {
     LaneBench bench(format);
     EXPECT_EQ(bench.Send({0x55}, format).Got(), "55");
     EXPECT_EQ(bench.receivedAt[0], vboard::Instant{vboard::TimeOfBits(11, 9600)});
+}
+
+TEST(SerialLane, ACharacterIsReadInTheFormatThatItsReceiverHasAtItsEnd) {
+    const SerialFormat slow{9600, 8, Parity::kNone, 1};
+    const SerialFormat fast{19200, 8, Parity::kNone, 1};
+    for (const bool becomesSlow : {true, false}) {
+        LaneBench bench(becomesSlow ? fast : slow);
+        bench.Send({0x55}, slow).clock.Pass(vboard::TimeOfBits(3, 9600));
+        bench.SetReceiver(becomesSlow ? slow : fast);
+        EXPECT_EQ(bench.Got(), becomesSlow ? "55" : "66 framing, e6");
+        EXPECT_EQ(bench.receivedAt[0], vboard::Instant{vboard::TimeOfBits(10, 9600)});
+    }
 }
 
 TEST(UartReceiver, LeavesNothingBehindOnTheClock) {
