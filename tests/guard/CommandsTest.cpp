@@ -30,16 +30,6 @@ void Install(Board& board) {
     ASSERT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0);
 }
 
-Bytes BlinkyVectors() {
-    Bytes vectors(32, 0xFF);
-    for (const Block& block : CanonicalBlocks(Blinky())) {
-        for (std::size_t i = 0; i < block.data.size() && block.address >= 0xFFE0; ++i) {
-            vectors.at(block.address - 0xFFE0U + i) = block.data[i];
-        }
-    }
-    return vectors;
-}
-
 TEST(GuardVerify, OfWhatIsThereReadsEveryBlockAndChangesNothing) {
     Board board;
     Install(board);
@@ -47,7 +37,7 @@ TEST(GuardVerify, OfWhatIsThereReadsEveryBlockAndChangesNothing) {
     EXPECT_EQ(run.status, 0) << run.error;
     GuardConversation expected;
     expected.Enters().AsksIdentity(RomWords(0xF249, 0x0161));
-    expected.Unlocks(BlinkyVectors(), RomWords(0xF249, 0x0161));
+    expected.Unlocks(Vectors(Blinky()), RomWords(0xF249, 0x0161));
     for (const Block& block : CanonicalBlocks(Blinky())) {
         expected.Reads(block);
     }

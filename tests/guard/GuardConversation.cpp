@@ -77,6 +77,17 @@ std::vector<runs::Block> CanonicalBlocks(const std::string& imageText) {
     return blocks;
 }
 
+Bytes Vectors(const std::string& imageText) {
+    constexpr std::uint16_t kFirst = 0xFFE0;
+    Bytes vectors(32, 0xFF);
+    for (const runs::Block& block : CanonicalBlocks(imageText)) {
+        for (std::size_t i = 0; i < block.data.size() && block.address >= kFirst; ++i) {
+            vectors.at(block.address - kFirst + i) = block.data[i];
+        }
+    }
+    return vectors;
+}
+
 GuardConversation& GuardConversation::Asks(std::uint16_t version) {
     const std::string comm = m_wiring.comm;
     m_steps.Does("open " + comm + " O_RDWR|O_NONBLOCK|O_CLOEXEC = 0")

@@ -18,6 +18,9 @@ namespace guard_tests {
 /// behind 0xFFDF and 0xFFFD.
 std::vector<runs::Block> CanonicalBlocks(const std::string& imageText);
 
+/// What the image leaves from 0xFFE0 on: the password of a chip that holds it.
+Bytes Vectors(const std::string& imageText);
+
 class GuardConversation {
 public:
     explicit GuardConversation(const runs::Wiring& wiring = {})

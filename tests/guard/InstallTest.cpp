@@ -35,11 +35,9 @@ nlohmann::json VerdictOf(const Outcome& run) {
     return nlohmann::json::parse(last, nullptr, false);
 }
 
-/// What an install does on a sound board with loader 1.61.
-GuardConversation InstallOf(const std::string& image, std::uint16_t before,
-                            const runs::Wiring& wiring = {}) {
-    GuardConversation steps(wiring);
-    steps.Asks(before).Enters().Erases();
+/// What an install does between its two questions, on a sound board with loader 1.61.
+GuardConversation& Programs(GuardConversation& steps, const std::string& image) {
+    steps.Enters().Erases();
     steps.Unlocks(kErasedPassword, RomWords(0xF249, 0x0161)).ChecksErased(0x2100, 0xDF00);
     const std::vector<Block> blocks = CanonicalBlocks(image);
     std::vector<Block> body;
@@ -65,7 +63,14 @@ GuardConversation InstallOf(const std::string& image, std::uint16_t before,
     for (const Block& block : commit) {
         steps.Writes(block).Reads(block);
     }
-    return steps.ClosesPort().Starts().Asks(4660).Ends();
+    return steps.ClosesPort();
+}
+
+/// All that an install does there.
+GuardConversation InstallOf(const std::string& image, std::uint16_t before,
+                            const runs::Wiring& wiring = {}) {
+    GuardConversation steps(wiring);
+    return Programs(steps.Asks(before), image).Starts().Asks(4660).Ends();
 }
 
 TEST(GuardInstall, OfBlinkyIsTheWholeConversationAndLeavesTheImageInTheChip) {
@@ -108,19 +113,33 @@ TEST(GuardInstall, OnTheModelLikeTheFirstIsProvedWithTheLastReceiveTrigger) {
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
 }
 
+/// Blinky comes onto a board of a file's.
+Outcome InstallOnPump(Board& board, const std::string& firstLine) {
+    board.WithFile("pump.toml", firstLine +
+                                    "name = 'PUMP'\nport = '/dev/ttyS2'\nchip = 'msp430-56k'\n"
+                                    "[lines]\nreset = 17\nrxd_nmi = 27\ntck = 22\n"
+                                    "[erase]\ntotal_ms = 200\n");
+    board.OfModel(board.PathOf("pump.toml"));
+    Outcome run = board.RunsGuard({"-b", "PUMP", "--boards-folder", ".", "install", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+    return run;
+}
+
 TEST(GuardInstall, OnABoardFromAFileIsTheSameConversationOnItsLines) {
     Board board;
-    board.WithFile("pump.toml",
-                   "name = 'PUMP'\nport = '/dev/ttyS2'\ncommunication = '/dev/knxspi'\n"
-                   "chip = 'msp430-56k'\n[lines]\nreset = 17\nrxd_nmi = 27\ntck = "
-                   "22\n[erase]\ntotal_ms = 200\n");
-    board.OfModel(board.PathOf("pump.toml"));
-    const Outcome run =
-        board.RunsGuard({"-b", "PUMP", "--boards-folder", ".", "install", BlinkyPath()});
-    EXPECT_EQ(run.status, 0) << run.error;
+    const Outcome run = InstallOnPump(board, "communication = '/dev/knxspi'\n");
     const runs::Wiring wiring{"17", "27", "22", "/dev/ttyS2", "/dev/knxspi"};
     ExpectSame(run.Conversation(), InstallOf(Blinky(), 256, wiring).Text());
-    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+TEST(GuardInstall, OnABoardWithoutACommunicationDeviceEndsWithThePasswordOfTheNewVectors) {
+    Board board;
+    const Outcome run = InstallOnPump(board, "");
+    GuardConversation expected(runs::Wiring{"17", "27", "22", "/dev/ttyS2", ""});
+    Programs(expected, Blinky()).EntersAgain();
+    expected.Unlocks(Vectors(Blinky()), RomWords(0xF249, 0x0161));
+    ExpectSame(run.Conversation(), expected.ClosesPort().Starts().Ends().Text());
 }
 
 // The signal has come before the program, which finds it when it looks first.
@@ -437,6 +456,20 @@ TEST(GuardInstall, OfAPartThatNeedsAnotherClockGoesBackToTheFirstSpeed) {
     const Outcome run = board.RunsGuard({"install", "--speed", "38400", BlinkyPath()});
     EXPECT_EQ(run.status, 0) << run.error;
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+    // From the acknowledge on: the clock settles, three syncs, and the first speed again.
+    const std::string settings = " 8E1 iflag=020 oflag=0 lflag=0 cread clocal vmin=0 vtime=1 = 0\n";
+    std::string expected = "pause 20000 us\ntcsetattr /dev/ttyS1 38400" + settings;
+    for (int sync = 0; sync < 3; ++sync) {
+        expected += "tcflush /dev/ttyS1 = 0\nwrite /dev/ttyS1 80 = 1\n";
+        for (int empty = 0; empty < 5; ++empty) {
+            expected += "read /dev/ttyS1 = 0\n";
+        }
+    }
+    const std::string conversation = run.Conversation();
+    const std::size_t first = conversation.find("pause 20000 us\n");
+    const std::size_t end = conversation.find("close /dev/ttyS1", first);
+    ExpectSame(conversation.substr(first, end - first),
+               expected + "tcsetattr /dev/ttyS1 9600" + settings);
 }
 
 }  // namespace

@@ -87,6 +87,7 @@ class MutantsThatAreBuiltTogether(unittest.TestCase):
                  ["{ if (b) { G(); } return 1; }"]),
                 ("A::A(int b) : B{b, {1}}, m_c(b) { F(); }", ["{ F(); }"]),
                 ("struct S { int a = 1; bool F() const { return a; } };", ["{ return a; }"]),
+                ("struct S { void F(int a = 2) { G(a); } };", ["{ G(a); }"]),
                 ("template <class T, int N = 3> void F(T a) noexcept { a(); }", ["{ a(); }"]),
                 ("const auto k = [](int a) { return a; };", []),
                 ("enum class E { kA = 1 };", [])):

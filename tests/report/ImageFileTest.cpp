@@ -5,6 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <utility>
+
+#include "flashmcu/Log.h"
 #include "guard/check/ToolView.h"
 #include "tests/support/TempFolder.h"
 
@@ -168,6 +171,33 @@ TEST_F(AnImageFile, WithLowerCaseOddBlocksOrLinearAddressesIsAnotherToTheTool) {
     EXPECT_EQ(ToolSays(kGood + ":0121310009A4\n" + kEnd),
               "flashmcu would find version 4660 and send 4 blocks\n"
               "flashmcu would leave 1 other bytes in the chip, the first at 0x2132\n");
+}
+
+TEST_F(AnImageFile, WithOddBlocksAtItsEndIsContinuedAtAddressZeroByTheTool) {
+    EXPECT_EQ(ToolSays(kVersion + kCode + ":01FFFE0010F2\n:01FFFF0021E0\n" + kEnd),
+              "flashmcu would find version 4660 and send 4 blocks\n"
+              "flashmcu would write 1 bytes twice with two values, the first at 0xFFFF\n"
+              "flashmcu would leave 2 other bytes in the chip, the first at 0x0000\n");
+}
+
+TEST_F(AnImageFile, WithMoreThan250BytesInARecordEndsThereForTheTool) {
+    const std::string address = "220000";
+    EXPECT_EQ(ToolSays(kGood + ":FA" + address + std::string(2 * 250, '0') + "E4\n" + kEnd),
+              "flashmcu would find version 4660 and send 4 blocks\n"
+              "flashmcu would leave the same bytes in the chip\n");
+    EXPECT_EQ(ToolSays(kGood + ":FB" + address + std::string(2 * 251, '0') + "E3\n" + kEnd),
+              "flashmcu would find version 4660 and send 3 blocks\n"
+              "flashmcu would stop at record 4 and call that a success\n"
+              "flashmcu would leave 251 other bytes in the chip, the first at 0x2200\n");
+}
+
+TEST_F(AnImageFile, IsReadAsTheToolDoesWithoutItsLogWhichComesBack) {
+    const LogSink sink = [](const char*, int, const char*, const std::string& line) {
+        ADD_FAILURE() << line;
+    };
+    const LogSink before = std::exchange(logSink, sink);
+    (void)ToolSays(kGood);
+    EXPECT_EQ(std::exchange(logSink, before), sink);
 }
 
 TEST_F(AnImageFile, WithoutAnEndTheToolUnderstandsIsASuccessToIt) {

@@ -134,6 +134,17 @@ protected:
         }
     }
 
+    /// Two frames, an answer that does not come, a line and two notes.
+    static void PlayFrames(Report& report) {
+        const std::array<std::uint8_t, 3> frame{0x80, 0x18, 0xFF};
+        report.OnFrame(true, frame);
+        report.OnFrame(false, std::span(frame).first(1));
+        report.OnFrame(false, {});
+        report.OnLog("flashmcu/FWU_MSP:1 info text");
+        report.OnNote("a");
+        report.OnNote("b");
+    }
+
     ReportOptions m_options;
     Pipe m_output;
     Pipe m_error;
@@ -190,15 +201,51 @@ TEST_F(AReport, GuessesNoTimeFromTheFirstBytesAndNoneAtTheEnd) {
 
 TEST_F(AReport, ThatIsVerboseWritesEveryFrameAndLine) {
     m_options.verbose = true;
-    Report report(m_options);
-    const std::array<std::uint8_t, 3> frame{0x80, 0x18, 0xFF};
-    report.OnFrame(true, frame);
-    report.OnFrame(false, std::span(frame).first(1));
-    report.OnFrame(false, {});
-    report.OnLog("flashmcu/FWU_MSP:1 info text");
-    report.OnNote("a");
-    report.OnNote("b");
+    Report plain(m_options);
+    PlayFrames(plain);
     EXPECT_EQ(m_output.Take(), "> 80 18 FF\n< 80\n< \nflashmcu/FWU_MSP:1 info text\na\nb\n");
+    m_options.columns = 80;
+    Report terminal(m_options);
+    PlayFrames(terminal);
+    std::string expected;
+    for (const char* line :
+         {"> 80 18 FF", "< 80", "< ", "flashmcu/FWU_MSP:1 info text", "a", "b"}) {
+        expected += "\r\x1b[K" + std::string(line) + "\n\r\x1b[KWaiting for the port";
+    }
+    EXPECT_EQ(m_output.Take(), expected);
+    m_options.json = true;
+    Report json(m_options);
+    PlayFrames(json);
+    EXPECT_EQ(m_output.Take(), R"({"type":"frame","to":"chip","bytes":"80 18 FF"})"
+                               "\n"
+                               R"({"type":"frame","to":"host","bytes":"80"})"
+                               "\n"
+                               R"({"type":"frame","to":"host","bytes":""})"
+                               "\n"
+                               R"({"type":"log","text":"flashmcu/FWU_MSP:1 info text"})"
+                               "\n"
+                               R"({"type":"note","text":"a"})"
+                               "\n"
+                               R"({"type":"note","text":"b"})"
+                               "\n");
+}
+
+TEST_F(AReport, ThatIsNotVerboseWritesNoFrameAndNoLine) {
+    Report plain(m_options);
+    PlayFrames(plain);
+    EXPECT_EQ(m_output.Take(), "a\n");
+    m_options.columns = 80;
+    Report terminal(m_options);
+    PlayFrames(terminal);
+    EXPECT_EQ(m_output.Take(),
+              "\r\x1b[Ka\n\r\x1b[KWaiting for the port\r\x1b[Kb\n\r\x1b[KWaiting for the port");
+    m_options.json = true;
+    Report json(m_options);
+    PlayFrames(json);
+    EXPECT_EQ(m_output.Take(), R"({"type":"note","text":"a"})"
+                               "\n"
+                               R"({"type":"note","text":"b"})"
+                               "\n");
 }
 
 TEST_F(AReport, ThatIsQuietSaysOnlyWhatIsWrong) {
@@ -599,51 +646,72 @@ TEST(AJsonText, EscapesWhatHasToBeAndReplacesWhatIsNoUtf8) {
 
 // ---- a service manager ----
 
+/// A service manager's socket; '@' at the front of its name is one without a file.
+class Manager {
+public:
+    explicit Manager(std::string name) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::replace(name.begin(), name.begin() + 1, '@', '\0');
+        name.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+        EXPECT_EQ(bind(m_socket, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    }
+    ~Manager() { (void)close(m_socket); }
+    Manager(const Manager&) = delete;
+    Manager& operator=(const Manager&) = delete;
+
+    /// What it was told, each message with a bar behind it.
+    [[nodiscard]] std::string Told() const {
+        std::string told;
+        std::array<char, 512> part{};
+        for (ssize_t size = 0; (size = recv(m_socket, part.data(), part.size(), 0)) > 0;) {
+            told += std::string(part.data(), static_cast<std::size_t>(size)) + "|";
+        }
+        return told;
+    }
+
+private:
+    int m_socket = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+};
+
 TEST_F(AReport, TellsAServiceManagerOnceASecondAndAsksForMoreTime) {
-    const std::string path = m_folder.PathOf("notify");
-    const int manager = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
     m_options.quiet = true;
-    m_options.notifySocket = path;
+    m_options.notifySocket = m_folder.PathOf("notify");
+    const Manager manager(m_options.notifySocket);
     Report report(m_options);
     Play(report);
     report.OnVerdict(Installed());
-    std::string told;
-    std::array<char, 512> part{};
-    for (ssize_t size = 0; (size = recv(manager, part.data(), part.size(), 0)) > 0;) {
-        told += std::string(part.data(), static_cast<std::size_t>(size)) + "|";
-    }
-    EXPECT_EQ(told,
+    EXPECT_EQ(manager.Told(),
               "STATUS=Erasing\nEXTEND_TIMEOUT_USEC=30000000|"
               "STATUS=Writing 0 %, 0 of 1000 bytes\nEXTEND_TIMEOUT_USEC=30000000|"
               "STATUS=Writing 40 %, 400 of 1000 bytes, 1 s left\nEXTEND_TIMEOUT_USEC=30000000|"
               "STATUS=Writing 80 %, 800 of 1000 bytes, 0 s left\nEXTEND_TIMEOUT_USEC=30000000|"
               "STATUS=installed version 4660: 194 bytes in 14 blocks, read back, 98.7 s|");
-    (void)close(manager);
 }
 
 TEST_F(AReport, TellsAServiceManagerWithoutAFileOfWhatIsWrongInOneLine) {
-    const std::string name = "flashguard-test-" + std::to_string(getpid());
-    const int manager = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    name.copy(address.sun_path + 1, sizeof(address.sun_path) - 1);
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-    ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr*>(&address), size), 0);
     m_options.quiet = true;
-    m_options.notifySocket = "@" + name;
+    m_options.notifySocket = "@flashguard-test-" + std::to_string(getpid());
+    const Manager manager(m_options.notifySocket);
     Report report(m_options);
     Verdict verdict = Failed();
     verdict.problem = "two\nlines";
     report.OnVerdict(verdict);
-    std::array<char, 512> told{};
-    const ssize_t count = recv(manager, told.data(), told.size(), 0);
-    EXPECT_EQ(std::string(told.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))),
-              "STATUS=two lines; the chip holds no runnable firmware; run it again");
-    (void)close(manager);
+    EXPECT_EQ(manager.Told(),
+              "STATUS=two lines; the chip holds no runnable firmware; run it again|");
+}
+
+TEST_F(AReport, DoesNotWaitForAServiceManagerThatDoesNotListen) {
+    m_options.quiet = true;
+    m_options.notifySocket = m_folder.PathOf("notify");
+    const Manager manager(m_options.notifySocket);
+    Report report(m_options);
+    // More than the kernel keeps for it.
+    for (int phase = 0; phase < 10'000; ++phase) {
+        report.OnPhase(Phase::kErase, 0);
+    }
+    EXPECT_TRUE(manager.Told().starts_with("STATUS=Erasing\n"));
 }
 
 TEST_F(AReport, GoesOnWithoutTheServiceManagerItIsTold) {

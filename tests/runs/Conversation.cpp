@@ -169,6 +169,9 @@ Conversation& Conversation::SetsLine(const std::string& gpio, char level) {
 }
 
 Conversation& Conversation::SetsTristate(int state) {
+    if (m_wiring.comm.empty()) {
+        return *this;
+    }
     return Does("open " + m_wiring.comm + " O_RDWR = 0")
         .Does("ioctl " + m_wiring.comm + " tristate " + std::to_string(state) + " = 0")
         .Does("close " + m_wiring.comm + " = 0");

@@ -81,6 +81,7 @@ public:
     Conversation& TurnsLines(const std::string& direction);
     Conversation& TurnsLine(const std::string& gpio, const std::string& direction);
     Conversation& SetsLine(const std::string& gpio, char level);
+    /// Nothing on a board without a communication device.
     Conversation& SetsTristate(int state);
     Conversation& Unlocks();
     Conversation& ErasesMain(int rounds = 20);

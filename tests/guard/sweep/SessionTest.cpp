@@ -315,6 +315,18 @@ TEST_F(Session, CountsAndTimesWhatItDid) {
     EXPECT_GT(verdict.phaseNs.at(static_cast<std::size_t>(Phase::kWrite)), 900'000'000);
 }
 
+TEST_F(Session, CountsTheTimeOfAQuestionForItsOwnPhase) {
+    BoardRun run({});
+    guard::Verdict verdict;
+    static_cast<void>(run.Count([&](guard::Progress& progress) {
+        verdict = guard::Info(request, progress);
+        return verdict;
+    }));
+    // The answer takes a millisecond.
+    EXPECT_LT(verdict.phaseNs.at(static_cast<std::size_t>(Phase::kLock)), 1'000'000);
+    EXPECT_GE(verdict.phaseNs.at(static_cast<std::size_t>(Phase::kAsk)), 1'000'000);
+}
+
 // Of the time from the first block to the last word read back, so much is characters on the wire or
 // flash at work.
 TEST_F(Session, SpendsItsTimeOnTheWire) {
