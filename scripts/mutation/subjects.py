@@ -7,11 +7,16 @@ from dataclasses import dataclass
 
 @dataclass(frozen=True)
 class Suite:
-    """A GoogleTest program or a sweep, and the targets that it starts without linking them."""
+    """A GoogleTest program, the targets that it starts without linking them, and its dearest tests,
+    which a mutant need not wait for."""
 
     program: str
     starts: tuple = ()
-    arguments: tuple = ()
+    without: tuple = ()
+
+    @property
+    def filter(self):
+        return "--gtest_filter=-" + ":".join(self.without)
 
 
 @dataclass(frozen=True)
@@ -23,11 +28,6 @@ class Subject:
     together: bool = False
     # Sources whose tables are read before a program's own could be made (switched.py).
     untouched_tables: tuple = ()
-
-
-def _without(*tests):
-    """Argument of a program whose dearest tests a mutant need not wait for."""
-    return ("--gtest_filter=-" + ":".join(tests),)
 
 
 _TOOL_RUNS = ("flashmcu",)
@@ -52,11 +52,10 @@ SUBJECTS = {
         sources=("guard/*.cpp", "guard/*/*.cpp", "image/*.cpp", "boardfile/*.cpp"),
         # Other readers' judgement of thousands of images and the cost of large ones are left out.
         suites=(Suite("image_tests",
-                      arguments=_without("TenThousandRandomImages.*",
-                                         "TwentyThousandDamagedImages.*")),
+                      without=("TenThousandRandomImages.*", "TwentyThousandDamagedImages.*")),
                 Suite("boardfile_tests"),
-                Suite("report_tests", arguments=_without("ALargeImage.*", "*MoreThan64Mebibytes*")),
-                Suite("guard_session_tests"), Suite("guard_tests", ("flashguard", *_BOARD_RUNS)),
-                Suite("guard_sweep", arguments=("--jobs", "1", "--every", "100"))),
-        explained="scripts/mutants-explained/guard.txt"),
+                Suite("report_tests", without=("ALargeImage.*", "*MoreThan64Mebibytes*")),
+                Suite("guard_session_tests"), Suite("guard_tests", ("flashguard", *_BOARD_RUNS))),
+        explained="scripts/mutants-explained/guard.txt",
+        together=True),
 }

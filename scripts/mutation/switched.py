@@ -108,9 +108,8 @@ class Shape:
             if text == "template":
                 index = self._behind_angles(index + 1)
             elif text in "([":
-                closing = self._source.closing(index)
-                statement += [token.text for token in tokens[index:closing + 1]]
-                index = closing
+                index = self._source.closing(index)
+                statement.append(tokens[index].text)
             elif text == "{":
                 index, ended = self._pass_brace(index, statement)
                 statement = [] if ended else [*statement, "{}"]

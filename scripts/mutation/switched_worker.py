@@ -130,8 +130,8 @@ class SwitchedWorker:
                     raise RuntimeError(f"too many tests of {suite.program} fail without any mutant")
 
     def _names(self, suite):
-        done = subprocess.run([self._worker.program(suite), "--gtest_list_tests"], check=True,
-                              capture_output=True, text=True)
+        done = subprocess.run([self._worker.program(suite), "--gtest_list_tests", suite.filter],
+                              check=True, capture_output=True, text=True)
         names, of = [], ""
         for line in done.stdout.splitlines():
             word = line.split("#")[0].rstrip()
@@ -168,8 +168,8 @@ class SwitchedWorker:
         environment = {**os.environ, "RC_PARAMS": "seed=1", **words}
         with tempfile.TemporaryFile("w+", errors="replace") as output:
             with subprocess.Popen(
-                    [self._worker.program(suite), *suite.arguments, "--gtest_fail_fast",
-                     "--gtest_brief=1", "--gtest_filter=" + ":".join(names)],
+                    [self._worker.program(suite), "--gtest_fail_fast", "--gtest_brief=1",
+                     "--gtest_filter=" + ":".join(names)],
                     stdout=output, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,
                     cwd=self._worker.build, env=environment, start_new_session=True,
                     preexec_fn=lambda: _limit(limit_seconds)) as process:

@@ -28,14 +28,13 @@ class Worker:
         self.source = Path(folder) / "source"
         self.build = Path(folder) / "build"
         self._repository = Path(repository)
-        self._arguments = {suite.program: suite.arguments for suite in suites}
         self._limit_seconds = {}
         self._sound = {}
 
     def prepare(self):
         """Brings the copy of the sources up to date."""
         self._copy_sources()
-        options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w",
+        options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -w",
                    "-DFLASHMCU_WARNINGS_AS_ERRORS=OFF"]
         if shutil.which("ld.lld"):
             options.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld")
@@ -59,7 +58,7 @@ class Worker:
             raise RuntimeError(f"the build fails:\n{output[-4000:]}")
         for suite in self.suites:
             name = suite.program
-            seconds, outcome = _timed(lambda program=name: self._run_suite(program, None))
+            seconds, outcome = _timed(lambda suite=suite: self._run_suite(suite, None))
             if outcome:
                 raise RuntimeError(f"{name} fails without any mutant: {outcome}")
             self._limit_seconds[name] = 20 + 10 * seconds
@@ -82,7 +81,7 @@ class Worker:
             # What the mutant is not in does what it did without.
             if self._digest(suite) == self._sound[suite.program]:
                 continue
-            by = self._run_suite(suite.program, self._limit_seconds[suite.program])
+            by = self._run_suite(suite, self._limit_seconds[suite.program])
             if by:
                 return Verdict("killed", by)
         return Verdict("survived")
@@ -132,21 +131,19 @@ class Worker:
 
     def _run_suite(self, suite, limit_seconds):
         """Empty when every test passes, else what went wrong first."""
-        program = self.build / "bin" / suite
-        options = ("--gtest_fail_fast", "--gtest_brief=1") if suite.endswith("_tests") else ()
         try:
             done = subprocess.run(
-                [program, *self._arguments[suite], *options],
+                [self.program(suite), suite.filter, "--gtest_fail_fast", "--gtest_brief=1"],
                 capture_output=True, text=True,
                 errors="replace", timeout=limit_seconds, check=False, cwd=self.build,
                 # The same random inputs each time.
                 env={**os.environ, "RC_PARAMS": "seed=1"})
         except subprocess.TimeoutExpired:
-            return f"{suite}: the time limit"
+            return f"{suite.program}: the time limit"
         if done.returncode == 0:
             return ""
         failed = _FAILED.search(done.stdout)
-        return failed.group(1) if failed else f"{suite}: status {done.returncode}"
+        return failed.group(1) if failed else f"{suite.program}: status {done.returncode}"
 
 
 def _timed(action):
