@@ -504,6 +504,10 @@ TEST(SerialLane, AnEdgeRightInTheMiddleOfABitCountsAsBeforeItWithRoundingForgive
         bench.lane.SetBreak(false);
         EXPECT_EQ(bench.Got(), read) << length.count();
     }
+    // At this speed the sender's sixth edge is exactly there in the receiver's third data bit.
+    constexpr std::uint32_t kAtTheEdge = 16'457;
+    ASSERT_EQ(vboard::TimeOfBits(6, kAtTheEdge), vboard::TimeOfHalfBits(7, 9600) + Ns{3});
+    EXPECT_EQ(LaneBench(format).Send({0x20}, {kAtTheEdge, 8, Parity::kNone, 1}).Got(), "f4");
 }
 
 TEST(SerialLane, TheTimeOfABitIsRoundedOnceACharacter) {
