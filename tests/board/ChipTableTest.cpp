@@ -59,6 +59,16 @@ TEST(ChipTableTest, TheDefaultPartHasTheBoardsGeometry) {
     EXPECT_EQ(model.massErasePeriods, 10593);
 }
 
+TEST(SegmentsTest, AreCountedThroughMainMemoryAndThenThroughInformationMemory) {
+    const vboard::Segments segments(vboard::DefaultChipModel());
+    EXPECT_EQ(segments.Count(), 112U + 4U);
+    EXPECT_EQ(segments.IndexOf(0x2100), 0U);
+    EXPECT_EQ(segments.IndexOf(0x2200), 1U);
+    EXPECT_EQ(segments.IndexOf(0xFFFF), 111U);
+    EXPECT_EQ(segments.IndexOf(0x1000), 112U);
+    EXPECT_EQ(segments.IndexOf(0x10FF), 115U);
+}
+
 TEST(ChipTableTest, EveryPartHasAClockForEachSpeedAndFamiliesDiffer) {
     using Clock = std::array<vboard::ClockBytes, 3>;
     EXPECT_EQ(FindChipModel("msp430-56k")->clockBytes,

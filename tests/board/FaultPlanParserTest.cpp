@@ -77,6 +77,10 @@ TEST(FaultRuleText, CountsOccurrencesInEveryForm) {
     EXPECT_EQ(occurrences("cell:0x2100#1=stuck-erased"), Range(1, 1));
 }
 
+TEST(FaultRuleText, CountsBytesInTens) {
+    EXPECT_EQ(Parsed("read=short 19").outcome.count, 19U);
+}
+
 TEST(FaultRuleText, TakesRowsOfUpTo4096Bytes) {
     std::string row;
     for (int count = 0; count < 4096; ++count) {
@@ -110,6 +114,7 @@ TEST(FaultRuleText, KnowsErrnosByEveryNameInEitherCase) {
     EXPECT_EQ(Parsed("read=enodev").outcome.error, ENODEV);
     EXPECT_EQ(Parsed("read=ENOSPC").outcome.error, ENOSPC);
     EXPECT_EQ(Parsed("read=ewouldblock").outcome.error, EAGAIN);
+    EXPECT_EQ(Parsed("read=edeadlock").outcome.error, EDEADLK);
     EXPECT_EQ(Parsed("read=ENOTSUP").outcome.error, EOPNOTSUPP);
     EXPECT_EQ(Parsed("read=ehwpoison").outcome.error, EHWPOISON);
 }
@@ -261,7 +266,9 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"open:/dev/x\ny=eio", "is not one line of text"},
         Refused{"open:/dev/x\x1fy=eio", "is not one line of text"},
         Refused{"read#a=eio", "'a' is no occurrence"},
-        Refused{"read#1..a=eio", "'1..a' is no occurrence"},
+        Refused{"read#1..a=eio",
+                "'1..a' is no occurrence: take N, N..M, N.. or *, counted from 1, behind a @TIME"},
+        Refused{"power@1s=off 0s", "'0s' is no time to be without: take a time above 0, or none"},
         Refused{"read=short a", "'a' is no count"}));
 
 TEST(FaultPlanText, PassesOverEmptyLinesAndComments) {

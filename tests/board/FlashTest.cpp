@@ -266,6 +266,17 @@ TEST_F(FlashTest, AnAbortedEraseLeavesItsShareOfCellsErasedLowestAddressFirst) {
     EXPECT_EQ(Where(0xFF), "");
 }
 
+TEST_F(FlashTest, OfAPartWhoseMainMemoryLiesBelowItsInformationMemoryMainIsErasedFirst) {
+    ChipModel model = vboard::DefaultChipModel();
+    model.mainMemory = {0x2100, 0x2FFF};
+    model.infoMemory = {0x3000, 0x30FF};
+    Flash flash = Make(model);
+    Fill(0x00);
+    (void)flash.BeginMassErase();
+    flash.Abort(kMassTime / 4);
+    EXPECT_EQ(Where(0xFF), "2100-24ff");
+}
+
 TEST_F(FlashTest, WhatAnAbortCutOffIsNotMadeUpForByTheNextWork) {
     Flash flash = Make();
     (void)flash.BeginProgramming(0x2100, Bytes(8, 0x00));

@@ -380,6 +380,13 @@ TEST_F(LoaderLineTest, ARestoredLoaderHearsASyncAtOnceAndKeepsItsLock) {
     EXPECT_EQ(bench.Said(), "90");
 }
 
+TEST_F(LoaderLineTest, ARestoredLoaderHearsWhatBeganBeforeIt) {
+    m_bench.chip.Restore({ChipMode::kLoader, vboard::PinLevel::kLow, vboard::PinLevel::kHigh,
+                          vboard::PinLevel::kHigh, 0, false});
+    m_bench.Arrives({0x80, false, false}, Instant{});
+    EXPECT_EQ(m_bench.Said(), "90");
+}
+
 TEST_F(LoaderLineTest, ALongNoiseNeverStopsItFromTakingACommandAfterAReset) {
     std::uint32_t state = 12345;
     for (int i = 0; i < 20'000; ++i) {

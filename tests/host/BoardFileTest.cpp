@@ -170,7 +170,13 @@ TEST_F(KeptBoard, ThatIsDamagedIsRefusedInOneSentence) {
         EXPECT_EQ(Problem(), problem) << offset;
         Put(offset, was);
     }
-    EXPECT_EQ(Problem(), "");
+    BoardFile other;
+    std::string problem;
+    EXPECT_TRUE(other.Attach(descriptor, problem)) << problem;
+    EXPECT_FALSE(other.HasDamagedState()) << "one copy has not been written yet";
+    Put(kFirstSlot + 8, 1);
+    EXPECT_TRUE(other.Reload(problem)) << problem;
+    EXPECT_TRUE(other.HasDamagedState());
     Put(kFirstSlot + kSlotBytes + 8, 1);
     EXPECT_EQ(Problem(), "is damaged: neither copy of its state is whole");
 }
@@ -180,6 +186,14 @@ TEST_F(KeptBoard, IsNotMadeOrTakenWhereItsFileCannotBeWritten) {
     BoardFile::Failure failure;
     EXPECT_FALSE(made.Create(-1, setup, nullptr, failure));
     EXPECT_EQ(failure.problem, "can't be made 73728 bytes long: Bad file descriptor");
+    EXPECT_FALSE(failure.blamesImage);
+    image::MemoryImage image;
+    image.Set(0x1200, 1);
+    EXPECT_FALSE(BoardFile().Create(descriptor, setup, &image, failure));
+    EXPECT_TRUE(failure.blamesImage);
+    EXPECT_EQ(failure.problem,
+              "holds a byte for 0x1200, where chip msp430-56k has no flash: its main memory is "
+              "0x2100-0xFFFF, its information memory 0x1000-0x10FF");
     const int readOnly = open(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), O_RDONLY);
     EXPECT_EQ(Problem(readOnly), "can't be mapped: Permission denied");
     std::string problem;

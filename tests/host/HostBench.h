@@ -4,6 +4,7 @@
 // A board's host side on a bench: every room between a program's calls and the chip, and a scribe
 // that writes down what they announce.
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -38,6 +39,21 @@ public:
 private:
     void Add(const std::string& entry);
     std::string m_text;
+};
+
+/// A world in which a signal ends every wait after a while.
+class SignalAfter : public vboard::Pacer {
+public:
+    explicit SignalAfter(vboard::Duration length) : m_end(length) {}
+    vboard::Duration GoingTo(vboard::Duration sinceStart, vboard::Signals signals) override {
+        kinds += signals == vboard::Signals::kRestart ? "restart " : "end ";
+        return std::min(sinceStart, m_end);
+    }
+    [[nodiscard]] vboard::Duration Now() const override { return m_end; }
+    std::string kinds;
+
+private:
+    vboard::Duration m_end;
 };
 
 /// The pins of the chip and the rooms around them, put together by hand.

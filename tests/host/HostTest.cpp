@@ -20,6 +20,7 @@ namespace {
 
 using vboard::CallKind;
 using std::chrono_literals::operator""ms;
+using std::chrono_literals::operator""s;
 using std::chrono_literals::operator""us;
 
 /// What happens to a program from outside, written down; both return, as in no real run.
@@ -71,6 +72,7 @@ TEST_F(HostTest, KnowsWhatAPathNames) {
     EXPECT_EQ(host.Find("/sys/class/gpio/export"), vboard::PathKind::kFile);
     EXPECT_EQ(host.Find("/sys/class/gpio"), vboard::PathKind::kFolder);
     EXPECT_EQ(host.Find("/dev/ttyS0"), vboard::PathKind::kNone);
+    EXPECT_EQ(host.NamesIn("/sys/class/gpio"), (std::vector<std::string>{"export", "unexport"}));
 }
 
 TEST_F(HostTest, WhatTheBoardDoesNotHaveIsNotThere) {
@@ -129,6 +131,26 @@ TEST_F(HostTest, SelectCountsWhatAFileIsReadyForAndPollTheFiles) {
     other->device.reset();
     watched[0].wanted.readable = false;
     EXPECT_EQ(host.Select("select", watched, std::nullopt), 1) << "another thread has closed one";
+}
+
+TEST_F(HostTest, AWaitEndsWithWhatComesOrWithASignal) {
+    const auto file = Open("/dev/ttyS1");
+    const auto comm = Open("/dev/knxspi");
+    std::vector<vboard::Watched> watched{{file.get(), {true, false, false}, {}}};
+    bench.clock.After(2ms, [this] { bench.serialWire.Send(0x41, bench.serialWire.HostFormat()); });
+    EXPECT_EQ(host.Select("poll", watched, std::nullopt), 1);
+    EXPECT_EQ(bench.clock.Now().time_since_epoch(),
+              2ms + bench.serialWire.HostFormat().CharacterTime());
+    bench.port.ForgetInput();
+    EXPECT_EQ(host.Select("poll", watched, 5ms), 0);
+    SignalAfter signal(bench.clock.Now().time_since_epoch() + 1ms);
+    bench.clock.SetPacer(&signal);
+    bench.clock.After(1s, [] {});
+    EXPECT_EQ(host.Select("poll", watched, 5ms), -EINTR);
+    Bytes bytes(1);
+    EXPECT_EQ(host.Read(*comm, bytes), -EINTR);
+    EXPECT_EQ(host.Pause(3ms), 3ms);
+    bench.clock.SetPacer(nullptr);
 }
 
 /// How a path is opened, and the errno of it.
@@ -337,6 +359,13 @@ TEST_F(ToldPort, CallsThatAreCutShortCarryTheirFirstBytes) {
         "poll /dev/ttyS1 timeout 5000 us = 0 \n"
         "close /dev/ttyS1  = 0 \n";
     EXPECT_EQ(All(), kShort);
+    for (const std::uint8_t value : Bytes{0x41, 0x42, 0x43}) {
+        bench.serialWire.Send(value, bench.serialWire.HostFormat());
+    }
+    bench.clock.Pass(5ms);
+    Bytes read(3);
+    EXPECT_EQ(told.Read(*file, read), 2);
+    EXPECT_EQ(calls.Take(), "read /dev/ttyS1  = 2 41 42\n");
     faults.fault.count = 0;
     EXPECT_EQ(told.Write(CallKind::kWrite, *file, Bytes{1, 2}), 0);
     EXPECT_EQ(calls.Take(), "write /dev/ttyS1  = 0 01 02\n");

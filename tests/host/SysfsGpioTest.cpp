@@ -55,6 +55,8 @@ TEST(SysfsGpio, NumbersAreReadAsTheKernelReadsThem) {
     EXPECT_EQ(bench.gpios.Find("/sys/class/gpio/gpio86"), vboard::PathKind::kFolder);
     EXPECT_EQ(bench.WriteGpio(kExport, "+91\n"), 4);
     EXPECT_EQ(bench.gpios.Find("/sys/class/gpio/gpio91"), vboard::PathKind::kFolder);
+    EXPECT_EQ(bench.WriteGpio(kExport, "0"), 1);
+    EXPECT_EQ(bench.gpios.Find("/sys/class/gpio/gpio0"), vboard::PathKind::kFolder);
     EXPECT_EQ(bench.WriteGpio(kExport, "012"), 3);
     EXPECT_EQ(bench.gpios.Find("/sys/class/gpio/gpio10"), vboard::PathKind::kFolder);
     EXPECT_EQ(bench.gpios.Find("/sys/class/gpio/gpio010"), vboard::PathKind::kNone);
@@ -169,6 +171,13 @@ TEST_F(ExportedGpio, AFileThatLostItsLineIsGone) {
     EXPECT_EQ(opened.file->Read(bytes, false), -ENODEV);
     EXPECT_FALSE(opened.file->Ready().urgent);
     EXPECT_EQ(opened.file->Write(Bytes{'1'}, false), -ENODEV);
+    for (const char* name : {"direction", "active_low", "edge"}) {
+        EXPECT_EQ(bench.WriteGpio(kExport, "86"), 2);
+        const auto file =
+            bench.gpios.Open(std::string("/sys/class/gpio/gpio86/") + name, O_WRONLY).file;
+        EXPECT_EQ(bench.WriteGpio(kUnexport, "86"), 2);
+        EXPECT_EQ(file->Write(Bytes{'1'}, false), -ENODEV) << name;
+    }
 }
 
 TEST_F(ExportedGpio, AFileIsReadPieceByPieceAndFromAnyPlace) {

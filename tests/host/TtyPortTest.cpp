@@ -400,21 +400,6 @@ TEST_F(LoaderPort, FlushesAQueueAtATime) {
     EXPECT_EQ(file->Flush(9), -EINVAL);
 }
 
-/// A world in which a signal ends every wait after a while.
-class SignalAfter : public vboard::Pacer {
-public:
-    explicit SignalAfter(vboard::Duration length) : m_end(length) {}
-    vboard::Duration GoingTo(vboard::Duration sinceStart, vboard::Signals signals) override {
-        kinds += signals == vboard::Signals::kRestart ? "restart " : "end ";
-        return std::min(sinceStart, m_end);
-    }
-    [[nodiscard]] vboard::Duration Now() const override { return m_end; }
-    std::string kinds;
-
-private:
-    vboard::Duration m_end;
-};
-
 TEST_F(LoaderPort, AReadThatASignalEndsHasWhatCameBeforeIt) {
     EXPECT_EQ(file->SetAttributes(TCSANOW, Raw(PARENB, 2)), 0);
     EXPECT_EQ(file->Write(Bytes{0x80}, false), 1);
@@ -494,6 +479,13 @@ TEST(LineSettings, EverySpeedOfTermiosIsKnown) {
     termios hungUp = vboard::FirstOpenSettings();
     cfsetspeed(&hungUp, B0);
     EXPECT_EQ(vboard::FormatOf(hungUp).bitsPerSecond, 9600U) << "what no speed stands for";
+}
+
+TEST(ANewPort, HasTheSettingsOfTheFirstOpeningOnItsWire) {
+    HostBench bench;
+    EXPECT_EQ(bench.serialWire.HostFormat(),
+              (vboard::SerialFormat{9600, 8, vboard::Parity::kNone, 1}));
+    EXPECT_EQ(bench.port.KeptAttributes(), vboard::ToKernel(vboard::FirstOpenSettings()));
 }
 
 TEST(LineSettings, OfTheFirstOpeningAreTheKernelsOwn) {

@@ -426,18 +426,24 @@ TEST(SerialLane, ACharacterOfAnotherFormatIsThereAtTheEndOfItsFirstStopBit) {
 }
 
 TEST(SerialLane, AFallBeforeTheMiddleOfAStopBitIsAFramingErrorAndOneAfterItBeginsACharacter) {
-    // Low for five bits, high for some quarters, and low for two bits: the stop bit is the tenth.
-    for (const auto& [quarters, got] :
-         {std::pair(16U, "f0 framing"), {17U, "f0 framing"}, {19U, "f0, fe"}, {20U, "f0, fe"}}) {
+    // Low for five bits, high for a while, and low for two bits: the stop bit is the tenth.
+    using Ns = vboard::Duration;
+    const Ns middle = vboard::TimeOfHalfBits(19, 9600) - vboard::TimeOfBits(5, 9600);
+    for (const auto& [high, got] : {std::pair(vboard::TimeOfBits(4, 9600), "f0 framing"),
+                                    {middle - Ns{20'000}, "f0 framing"},
+                                    {middle + Ns{3}, "f0 framing"},
+                                    {middle + Ns{4}, "f0, fe"},
+                                    {middle + Ns{20'000}, "f0, fe"},
+                                    {vboard::TimeOfBits(5, 9600), "f0, fe"}}) {
         LaneBench bench({9600, 8, Parity::kNone, 1});
         bench.lane.SetBreak(true);
         bench.clock.Pass(vboard::TimeOfBits(5, 9600));
         bench.lane.SetBreak(false);
-        bench.clock.Pass(vboard::TimeOfHalfBits(quarters, 19200));
+        bench.clock.Pass(high);
         bench.lane.SetBreak(true);
         bench.clock.Pass(vboard::TimeOfBits(2, 9600));
         bench.lane.SetBreak(false);
-        EXPECT_EQ(bench.Got(), got) << quarters;
+        EXPECT_EQ(bench.Got(), got) << high.count();
     }
 }
 
