@@ -30,8 +30,8 @@ TEST(ChipTableTest, EveryRowIsSoundAndSaysWhereItComesFrom) {
         EXPECT_FALSE(model.description.empty());
         EXPECT_FALSE(model.source.empty());
         EXPECT_EQ(model.mainMemory.last, 0xFFFF) << "the vectors are flash";
-        EXPECT_GT(model.mainSegmentBytes, 0);
-        EXPECT_GT(model.infoSegmentBytes, 0);
+        EXPECT_EQ(model.mainSegmentBytes, 512);
+        EXPECT_EQ(model.infoSegmentBytes, model.loaderVersion < 0x0140 ? 128 : 64);
         EXPECT_GT(model.massErasePeriods, 0);
         EXPECT_LT(model.infoMemory.last, model.ram.first);
         EXPECT_LT(model.ram.last, model.mainMemory.first);

@@ -130,6 +130,7 @@ TEST(FaultRuleText, NamesEveryCommandOfTheLoader) {
     for (const AnswerName& name : AllAnswerNames()) {
         const FaultRule rule = Parsed(std::string("answer:") + std::string(name.word) + "=nak");
         EXPECT_EQ(rule.command, name.command) << name.word;
+        EXPECT_EQ(rule.target, name.word);
     }
     EXPECT_EQ(Parsed("answer:*=nak").command, std::nullopt);
     EXPECT_EQ(Parsed("answer=nak").command, std::nullopt);

@@ -252,6 +252,16 @@ TEST_F(FlashTest, AnAbortedEraseLeavesItsShareOfCellsErasedLowestAddressFirst) {
     flash.Abort(kSegmentTime / 4);
     EXPECT_EQ(Where(0xFF), "2200-227f");
     Fill(0x00);
+    flash.Abort(kSegmentTime);
+    EXPECT_EQ(Where(0xFF), "") << "nothing is under way any more";
+    (void)flash.BeginSegmentErase(0x2200);
+    flash.Abort(kSegmentTime / 512 + 1us);
+    EXPECT_EQ(Where(0xFF), "2200-2200");
+    (void)flash.BeginSegmentErase(0x2200);
+    flash.Finish();
+    Fill(0x00);
+    flash.Abort(kSegmentTime);
+    EXPECT_EQ(Where(0xFF), "");
     (void)flash.BeginMassErase();
     flash.Abort(kMassTime / 2);
     const std::size_t half = (0x100 + 0xDF00) / 2 - 0x100;

@@ -127,11 +127,15 @@ TEST(StruckCharacter, LateCountsAsPendingWhileItWaits) {
 
 TEST(StruckCharacter, LateAndNotBegunIsDroppedWithTheQueue) {
     StruckLane lane({{1, {Kind::kLate, 0, 5ms}}});
+    bool served = false;
+    lane.clock.After(3ms, [&served] { served = true; });
     lane.Send({0x41, 0x42});
     lane.clock.Pass(2400us);
     lane.DropQueued();
+    lane.DropQueued();
     EXPECT_EQ(lane.Pending(), 0U);
     lane.clock.Pass(2ms);
+    EXPECT_TRUE(served) << "another's action is not taken back";
     EXPECT_EQ(lane.Send({0x43, 0x44}).Arrivals(), "5ms 43, 6ms 44");
 }
 

@@ -42,6 +42,7 @@ protected:
         state.tristate = !state.tristate;
         state.chip.mode = vboard::ChipMode::kLoader;
         state.chip.loaderUnlocked = true;
+        state.chip.rstNmi = vboard::PinLevel::kLow;
         state.chip.tckFalls = 2;
         state.portSettings.controlFlags ^= 0400U;
         return state;
@@ -77,9 +78,24 @@ TEST_F(KeptBoard, IsReadBackAsItWasStored) {
     EXPECT_EQ(again.State(), state);
     std::array<std::uint8_t, 8> bytes{};
     ASSERT_EQ(pread(descriptor, bytes.data(), bytes.size(), kFirstSlot + 8 + 256), 8);
-    EXPECT_EQ(vboard::HexText(bytes), "01 02 00 01 01 02 01 00");
+    EXPECT_EQ(vboard::HexText(bytes), "01 02 00 00 01 02 01 00");
     EXPECT_TRUE(std::equal(again.ChipMemory().begin(), again.ChipMemory().end(),
                            file.ChipMemory().begin()));
+}
+
+TEST(ABoardFile, KeepsItsSetupAndStartsAsThatSays) {
+    BoardSetup setup;
+    std::string problem;
+    ASSERT_TRUE(BoardSetup::Parse("port=/dev/ttyS3\nstart=loader\n", setup, problem)) << problem;
+    const int descriptor = memfd_create("board", MFD_CLOEXEC);
+    BoardFile made;
+    BoardFile::Failure failure;
+    ASSERT_TRUE(made.Create(descriptor, setup, nullptr, failure)) << failure.problem;
+    BoardFile again;
+    ASSERT_TRUE(again.Attach(descriptor, problem)) << problem;
+    EXPECT_EQ(again.Setup().Text(), "port=/dev/ttyS3\nstart=loader\n");
+    EXPECT_EQ(again.State().chip.mode, vboard::ChipMode::kLoader);
+    close(descriptor);
 }
 
 TEST_F(KeptBoard, AnInterruptedStoreLeavesTheStateBefore) {
@@ -142,15 +158,17 @@ std::uint32_t CheckSum(std::string_view bytes, std::uint32_t seed) {
 }
 
 TEST_F(KeptBoard, OfALaterVboardIsRefusedByTheWordThatIsNotKnown) {
-    constexpr std::string_view kSetup = "colour=red\n";
+    // As long as a setup may be.
+    const std::string kSetup = "colour=" + std::string(1976, 'r') + "\n";
     std::string header(64, '\0');
     ASSERT_EQ(pread(descriptor, header.data(), header.size(), 0), 64);
-    header[12] = static_cast<char>(kSetup.size());
+    header[12] = static_cast<char>(kSetup.size() & 0xFFU);
+    header[13] = static_cast<char>(kSetup.size() >> 8U);
     header.replace(16, 4, 4, '\0');
     const std::uint32_t sum = CheckSum(kSetup, CheckSum(header, 0));
     std::memcpy(&header[16], &sum, sizeof sum);
     header += kSetup;
-    ASSERT_EQ(pwrite(descriptor, header.data(), header.size(), 0), 75);
+    ASSERT_EQ(pwrite(descriptor, header.data(), header.size(), 0), 0x800);
     EXPECT_EQ(
         Problem().substr(0, 85),
         "holds a setup that this vboard does not know: there is no chip option 'colour'; there");
@@ -215,6 +233,12 @@ TEST(StartState, AChipWithoutAResetVectorHasNothingToRun) {
     image.Set(0xFFFE, 0x00);
     ASSERT_TRUE(vboard::FillMemory(setup, &image, memory, problem)) << problem;
     EXPECT_EQ(vboard::StateAtStart(setup, memory).chip.mode, vboard::ChipMode::kApplication);
+    EXPECT_EQ(memory[0x2100], 0x34);
+    ASSERT_TRUE(setup.Set("start", "erased", problem)) << problem;
+    EXPECT_FALSE(vboard::FillMemory(setup, &image, memory, problem));
+    EXPECT_EQ(problem, "is not for a board that starts erased: leave out one of the two");
+    ASSERT_TRUE(vboard::FillMemory(setup, nullptr, memory, problem)) << problem;
+    EXPECT_EQ(std::count(bytes.begin(), bytes.end(), 0xFF), 65536);
 }
 
 TEST(StartState, OfResetIsADrivenLineThatNobodyHasExported) {

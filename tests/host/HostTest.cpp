@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/host/HostBench.h"
+#include "vboard/faults/FaultTable.h"
 #include "vboard/host/LineSettings.h"
 #include "vboard/host/RequestMemory.h"
 #include "vboard/text/HexText.h"
@@ -72,6 +73,10 @@ TEST_F(HostTest, KnowsWhatAPathNames) {
     EXPECT_EQ(host.Find("/sys/class/gpio/export"), vboard::PathKind::kFile);
     EXPECT_EQ(host.Find("/sys/class/gpio"), vboard::PathKind::kFolder);
     EXPECT_EQ(host.Find("/dev/ttyS0"), vboard::PathKind::kNone);
+    EXPECT_EQ(host.Find("/sys/class/gpio/"), vboard::PathKind::kFolder);
+    EXPECT_EQ(host.Find("/dev/ttyS1/"), vboard::PathKind::kNone);
+    EXPECT_EQ(host.WhyNone("/dev/ttyS9"), ENOENT);
+    EXPECT_EQ(host.WhyNone("/dev/ttyS1/x"), ENOTDIR);
     EXPECT_EQ(host.NamesIn("/sys/class/gpio"), (std::vector<std::string>{"export", "unexport"}));
 }
 
@@ -209,8 +214,13 @@ TEST_F(HostTest, FionbioTurnsWaitingOff) {
     const auto file = Open("/dev/ttyS1");
     int on = 1;
     EXPECT_EQ(host.Ioctl(*file, FIONBIO, &on), 0);
+    EXPECT_EQ(file->flags, O_RDWR | O_NONBLOCK);
     Bytes buffer(1);
     EXPECT_EQ(host.Read(*file, buffer), -EAGAIN);
+    int off = 0;
+    EXPECT_EQ(host.Ioctl(*file, FIONBIO, &off), 0);
+    EXPECT_EQ(file->flags, O_RDWR);
+    EXPECT_EQ(host.Ioctl(*file, FIONBIO, nullptr), -EFAULT);
 }
 
 /// What a program's calls announce: ">" as one begins to act, and the call when it has ended.
@@ -270,11 +280,14 @@ TEST_F(HostTest, TellsACallWhenItHasEndedAndBeforeWhenItBeginsToAct) {
 /// Strikes every call with one fault.
 class StruckCalls : public vboard::Faults {
 public:
-    vboard::CallFault FaultOfCall(CallKind /*kind*/, std::string_view /*path*/,
-                                  std::size_t /*sizeBytes*/) override {
+    vboard::CallFault FaultOfCall(CallKind kind, std::string_view /*path*/,
+                                  std::size_t sizeBytes) override {
+        asked += std::string(vboard::InfoOf(vboard::PlaceOf(kind)).word) + " " +
+                 std::to_string(sizeBytes) + " ";
         return fault;
     }
     vboard::CallFault fault;
+    std::string asked;
 };
 
 /// A port whose calls are told, and can be struck.
@@ -285,6 +298,7 @@ protected:
         int error = 0;
         file = told.Open(CallKind::kOpen, "/dev/ttyS1", O_RDWR, {}, error);
         static_cast<void>(calls.Take());
+        faults.asked.clear();
     }
     /// Every call that has bytes or a fault of its own, one after the other.
     std::string All() {
@@ -320,6 +334,15 @@ TEST_F(ToldPort, CallsThatAreLeftAloneAreToldAsTheyWent) {
               "> ioctl /dev/ttyS1 TIOCMGET DTR|RTS|CTS|DSR|CAR = 0 \n"
               "poll /dev/ttyS1 timeout 5000 us = 1 \n"
               "close /dev/ttyS1  = 0 \n");
+    EXPECT_EQ(faults.asked, "fopen 0 write 3 flush 0 ioctl 0 select 0 close 0 ");
+}
+
+TEST_F(ToldPort, AWaitWhoseOthersAreReadyTakesAMillisecondAndIsToldWithThem) {
+    std::vector<vboard::Watched> watched{{file.get(), {true, false, false}, {}}};
+    const auto one = [] { return vboard::IoResult{1}; };
+    EXPECT_EQ(told.Select("poll", watched, std::nullopt, one), 0);
+    EXPECT_EQ(bench.clock.Now().time_since_epoch(), 1ms);
+    EXPECT_EQ(calls.Take(), "poll /dev/ttyS1 no timeout = 1 \n");
 }
 
 TEST_F(ToldPort, CallsThatAnErrnoStrikesFailWithIt) {
@@ -365,7 +388,8 @@ TEST_F(ToldPort, CallsThatAreCutShortCarryTheirFirstBytes) {
     bench.clock.Pass(5ms);
     Bytes read(3);
     EXPECT_EQ(told.Read(*file, read), 2);
-    EXPECT_EQ(calls.Take(), "read /dev/ttyS1  = 2 41 42\n");
+    EXPECT_EQ(told.Read(*file, read), 1);
+    EXPECT_EQ(calls.Take(), "read /dev/ttyS1  = 2 41 42\nread /dev/ttyS1  = 1 43\n");
     faults.fault.count = 0;
     EXPECT_EQ(told.Write(CallKind::kWrite, *file, Bytes{1, 2}), 0);
     EXPECT_EQ(calls.Take(), "write /dev/ttyS1  = 0 01 02\n");

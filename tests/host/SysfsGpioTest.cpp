@@ -142,6 +142,7 @@ TEST_F(ExportedGpio, AnInputLetsTheLineGo) {
 
 TEST_F(ExportedGpio, ActiveLowTurnsTheValueRoundAndNotTheDirection) {
     EXPECT_EQ(bench.WriteGpio(kActiveLow, "1"), 1);
+    EXPECT_EQ(bench.ReadGpio(kActiveLow), "1\n");
     EXPECT_EQ(bench.ReadGpio(kValue), "0\n");
     EXPECT_EQ(bench.WriteGpio(kDirection, "high"), 4);
     EXPECT_EQ(bench.ReadGpio(kValue), "0\n");
@@ -205,6 +206,7 @@ TEST_F(ExportedGpio, AFileDoesOnlyWhatItWasOpenedFor) {
     std::array<std::uint8_t, 4> bytes{};
     EXPECT_EQ(bench.gpios.Open(kValue, O_WRONLY).file->Read(bytes, false), -EBADF);
     EXPECT_EQ(bench.gpios.Open(kValue, O_RDONLY).file->Write(Bytes{'1'}, false), -EBADF);
+    EXPECT_EQ(bench.gpios.Open(kValue, O_RDONLY).file->Ioctl(0x5401, bytes.data()), -ENOTTY);
 }
 
 TEST_F(ExportedGpio, ALineThatTellsEdgesIsNoOutputAndAnOutputTellsNone) {
@@ -240,6 +242,8 @@ TEST(SysfsGpio, ALineThatLeadsNowhereKeepsItsLatch) {
     EXPECT_EQ(bench.ReadGpio("/sys/class/gpio/gpio7/value"), "0\n");
     EXPECT_EQ(bench.WriteGpio("/sys/class/gpio/gpio7/direction", "high"), 4);
     EXPECT_EQ(bench.ReadGpio("/sys/class/gpio/gpio7/value"), "1\n");
+    EXPECT_EQ(bench.WriteGpio("/sys/class/gpio/gpio7/direction", "in"), 2);
+    EXPECT_EQ(bench.ReadGpio("/sys/class/gpio/gpio7/value"), "0\n");
     EXPECT_EQ(bench.scribe.Take(), "");
 }
 

@@ -239,6 +239,7 @@ TEST_F(LoaderPort, RequestsByNumberDoWhatTheCallsDo) {
     EXPECT_EQ(file->Ioctl(TIOCSETD, &discipline), -EINVAL);
     EXPECT_EQ(file->Ioctl(TIOCGETD, &discipline), 0);
     EXPECT_EQ(discipline, 0);
+    EXPECT_EQ(file->Ioctl(TIOCSETD, &discipline), 0);
 }
 
 TEST_F(LoaderPort, TheFifoHandsOnFewerCharactersAfterFourCharacterTimes) {
@@ -272,6 +273,13 @@ TEST_F(LoaderPort, AWriteThatMayNotWaitForRoomTakesAMillisecondAndIsToldToComeAg
     const vboard::Instant before = bench.clock.Now();
     EXPECT_EQ(file->Write(Bytes{0x80}, true), -EAGAIN);
     EXPECT_EQ(bench.clock.Now() - before, 1ms);
+}
+
+TEST_F(LoaderPort, AReadThatMayReturnNothingDoesSoAtItsTime) {
+    EXPECT_EQ(file->SetAttributes(TCSANOW, Raw(PARENB, 0, 2)), 0);
+    Bytes bytes(8);
+    EXPECT_EQ(file->Read(bytes, false), 0);
+    EXPECT_EQ(bench.clock.Now().time_since_epoch(), 200ms);
 }
 
 /// A request, what it is passed, and how a transcript has it.
@@ -436,14 +444,17 @@ TEST_F(LoaderPort, ASignalEndsAWaitForRoomForAnEmptyQueueAndForTheEndOfABreak) {
 TEST_F(LoaderPort, ASpeedAboveItsHighestStaysWhatItWas) {
     // A speed without a constant, as the kernel's own request has it.
     constexpr tcflag_t kOther = 010000;
-    for (const auto& [asked, kept] :
-         {std::pair(250'000U, 250'000U), {4'000'001U, 250'000U}, {4'000'000U, 4'000'000U}}) {
+    for (const auto& [asked, kept] : {std::pair(4'000'001U, 9600U),
+                                      {250'000U, 250'000U},
+                                      {4'000'001U, 250'000U},
+                                      {4'000'000U, 4'000'000U}}) {
         termios settings = Raw(PARENB);
         settings.c_cflag = (settings.c_cflag & ~tcflag_t{CBAUD}) | kOther;
         settings.c_ispeed = asked;
         settings.c_ospeed = asked;
         EXPECT_EQ(file->SetAttributes(TCSANOW, settings), 0);
         EXPECT_EQ(vboard::FormatOf(bench.port.Attributes()).bitsPerSecond, kept);
+        EXPECT_EQ(bench.port.Attributes().c_ispeed, bench.port.Attributes().c_ospeed);
     }
 }
 
@@ -553,12 +564,17 @@ TEST(LineSettings, GoThroughTheKernelsShapeUnchanged) {
     EXPECT_EQ(back.c_line, 3);
     EXPECT_EQ(back.c_cc[18], 0x5A);
     EXPECT_EQ(cfgetospeed(&back), static_cast<speed_t>(B9600));
-    EXPECT_EQ(cfgetispeed(&back), static_cast<speed_t>(B9600));
+    EXPECT_EQ(back.c_ispeed, static_cast<speed_t>(B9600));
     vboard::KernelSettings other = kernel;
     other.controlFlags = (other.controlFlags & ~std::uint32_t{CBAUD}) | vboard::kOtherSpeed;
     for (const auto& [told, read] : {std::pair(250'000U, 250'000U), {0U, 9600U}}) {
         other.outputSpeed = told;
         EXPECT_EQ(vboard::FormatOf(vboard::FromKernel(other)).bitsPerSecond, read);
+    }
+    termios slowest = vboard::FromKernel(other);
+    for (const auto& [told, read] : {std::pair(0U, 9600U), {1U, 1U}}) {
+        slowest.c_ospeed = told;
+        EXPECT_EQ(vboard::FormatOf(slowest).bitsPerSecond, read);
     }
 }
 

@@ -447,6 +447,19 @@ TEST(SerialLane, AFallBeforeTheMiddleOfAStopBitIsAFramingErrorAndOneAfterItBegin
     }
 }
 
+TEST(SerialLane, BehindAFallThatWasTooShortTheNextOneIsLookedForFromTheMiddleOfItsBit) {
+    LaneBench bench({9600, 8, Parity::kNone, 1});
+    // In tenths of a bit, low and high by turns: high in the middle of the first bit.
+    bool low = true;
+    for (const unsigned tenths : {2U, 1U, 2U, 1U, 14U}) {
+        bench.lane.SetBreak(low);
+        bench.clock.Pass(vboard::TimeOfBits(tenths, 96'000));
+        low = !low;
+    }
+    bench.lane.SetBreak(false);
+    EXPECT_EQ(bench.Got(), "ff");
+}
+
 TEST(SerialLane, WhereBothEndsAgreeACharacterIsThereWhenItsSenderEndsIt) {
     const SerialFormat format{9600, 8, Parity::kNone, 2};
     LaneBench bench(format);
