@@ -70,8 +70,8 @@ ToolView LookAsTheToolDoes(const std::string& path, std::uint16_t versionAddress
     }
     // As in a download: an odd block's pad byte is what an earlier one has left behind it.
     std::array<unsigned char, kBufferBytes> buffer{};
-    unsigned short address = 0;
-    int length = 0;
+    unsigned short address{};
+    int length = -1;
     while (reader.GetNextData(buffer.data(), kLargestBlock, address, length)) {
         view.blocks += length > 0 ? 1 : 0;
         for (int index = 0; index < (length + 1) / 2 * 2; ++index) {

@@ -54,7 +54,7 @@ SUBJECTS = {
         suites=(Suite("image_tests",
                       without=("TenThousandRandomImages.*", "TwentyThousandDamagedImages.*")),
                 Suite("boardfile_tests"),
-                Suite("report_tests", without=("ALargeImage.*", "*MoreThan64Mebibytes*")),
+                Suite("report_tests", without=("ALargeImage.*",)),
                 Suite("guard_session_tests"), Suite("guard_tests", ("flashguard", *_BOARD_RUNS))),
         explained="scripts/mutants-explained/guard.txt",
         together=True),

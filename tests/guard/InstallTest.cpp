@@ -343,6 +343,13 @@ TEST(GuardInstall, WithoutTheSwitchLeavesTheChipAsItWas) {
     const Outcome run = board.RunsGuard({"install", BlinkyPath(), "--json"});
     EXPECT_EQ(run.status, 12);
     EXPECT_EQ(VerdictOf(run)["problem"], "the communication device /dev/knxspi cannot be opened");
+    // What refuses at once gets its time; a look at the clock takes a moment of it.
+    std::string asks;
+    for (int i = 0; i < 4; ++i) {
+        asks += "open /dev/knxspi O_RDWR|O_NONBLOCK|O_CLOEXEC = ENOENT\npause 249000 us\n";
+    }
+    const std::string conversation = run.Conversation();
+    ExpectSame(conversation.substr(0, conversation.find("fopen")), asks);
 }
 
 TEST(GuardInstall, OfABlockThatIsNeverTakenGivesUpWithNothingThatStarts) {
@@ -374,7 +381,26 @@ TEST(GuardInstall, OfFirmwareThatDoesNotAnswerIsProvedButSaysSo) {
     EXPECT_EQ(run.status, 21);
     EXPECT_EQ(VerdictOf(run)["chip"], "image-proved");
     EXPECT_EQ(VerdictOf(run)["problem"], "the firmware does not answer");
+    // Three starts, two of them after half a second in reset.
+    EXPECT_NEAR(VerdictOf(run)["times_ns"]["start"].get<double>(), 9.5e9, 2e8);
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
+// 170 characters, of 160 bytes as long as a word takes each, and four tenths of a second: 0.617 s,
+// in reads of a tenth, and one more.
+TEST(GuardInstall, WaitsForABlocksAnswerAsLongAsItMayTake) {
+    Board board;
+    board.WithFault("answer:write#2=silence");
+    const Outcome run = board.RunsGuard({"install", BlinkyPath()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    const std::string conversation = run.Conversation();
+    const std::size_t first = conversation.find(" = 170\n") + 7;
+    const std::size_t end = conversation.find("tcflush", first);
+    std::string waits;
+    for (int i = 0; i < 7; ++i) {
+        waits += "read /dev/ttyS1 = 0\n";
+    }
+    ExpectSame(conversation.substr(first, end - first), waits);
 }
 
 // In steps of a tenth of a second, up to a million of whatever unit.

@@ -111,6 +111,8 @@ TEST(AStrictReader, RefusesALineThatIsLongerThanARecordCanBe) {
     EXPECT_EQ(FoundIn(":00" + std::string(600, ' ') + "0\n" + kEnd),
               "1! the line is longer than a record can be\n");
     EXPECT_EQ(FoundIn(":00000001FF" + std::string(600, ' ')), "");
+    EXPECT_EQ(FoundIn(":" + std::string(20, ' ') + std::string(30, '0') + "\n" + kEnd),
+              "1! '  ' are not two hexadecimal digits\n");
 }
 
 TEST(AStrictReader, RefusesAddressesOutsideOfTheMemoryThatItIsTold) {

@@ -21,7 +21,7 @@ TEST(ABoardFolder, HasTheBoardsOfItsFilesWithTheirPartsFiguresWhereTheySayNothin
                                          BoardText("A",
                                                    "[memory]\nmain = [0x4000, 0xFFFF, 512]\n"
                                                    "information = [0x1800, 0x18FF, 64]\n"
-                                                   "calibration = true\nversion = 0x4000\n"
+                                                   "calibration = true\nversion = 0x18FE\n"
                                                    "[erase]\ntotal_ms = 30\n"
                                                    "[speeds.38400]\nclock = [1, 2]\n"));
     (void)folder.WriteFile("c.toml.old", "no board");
@@ -43,7 +43,7 @@ TEST(ABoardFolder, HasTheBoardsOfItsFilesWithTheirPartsFiguresWhereTheySayNothin
     own.name = "A";
     own.source = folder.PathOf("a.toml");
     own.communication = "/dev/spi";
-    own.versionAddress = 0x4000;
+    own.versionAddress = 0x18FE;
     own.chip.main = {0x4000, 0xFFFF, 512};
     own.chip.information = {0x1800, 0x18FF, 64};
     own.chip.calibration = true;
@@ -62,9 +62,17 @@ TEST(ABoardFolder, TakesTheGoodFilesAndNamesWhatIsWrongWithTheOthers) {
         folder.WriteFile("5.toml", BoardText("D", "[memory]\nmain = [0x4000, 0xFFFF, 512]\n"));
     const std::string overlap = folder.WriteFile(
         "6.toml", BoardText("E", "[memory]\ninformation = [0x2000, 0x21FF, 64]\n"));
+    // Of two bytes, each with one in the memory.
+    const std::string half =
+        folder.WriteFile("7.toml", BoardText("F", "[memory]\nversion = 0x20FF\n"));
+    const std::string other =
+        folder.WriteFile("8.toml", BoardText("G", "[memory]\nversion = 0x10FF\n"));
     const BoardFolder found = ReadBoardFolder(folder.PathOf(""), false);
     ASSERT_EQ(found.boards.size(), 1U);
     EXPECT_EQ(found.boards[0].source, same);
+    const std::string nowhere =
+        ":1: the version's address is in neither main nor information memory; set "
+        "'memory.version'";
     EXPECT_EQ(
         found.problems,
         (std::vector<std::string>{
@@ -73,10 +81,10 @@ TEST(ABoardFolder, TakesTheGoodFilesAndNamesWhatIsWrongWithTheOthers) {
                       "name",
             wrong + ":1: there is no key 'colour'; it can be name, port, communication, "
                     "chip, lines, memory, erase or speeds",
-            version + ":1: the version's address is in neither main nor information memory; "
-                      "set 'memory.version'",
+            version + nowhere,
             overlap + ":1: main and information memory overlap; set 'memory.main' and "
-                      "'memory.information'"}));
+                      "'memory.information'",
+            half + nowhere, other + nowhere}));
 }
 
 TEST(ABoardFolder, MayBeMissingOnlyWhereNobodyNamedIt) {

@@ -85,6 +85,9 @@ TEST_F(AnImageFile, WithoutAResetVectorThatLeadsToItsOwnDataIsRefused) {
     EXPECT_EQ(FoundIn(kVersion + kCode + ":02FFFE001031C0\n" + kEnd),
               "IMAGE:3: the reset vector points to 0x3110, where the image has nothing; link the "
               "firmware anew, with its start-up code\n");
+    EXPECT_EQ(FoundIn(kVersion + kCode + ":02FFFE001003EE\n" + kEnd),
+              "IMAGE:3: the reset vector points to 0x0310, where the image has nothing; link the "
+              "firmware anew, with its start-up code\n");
 }
 
 TEST_F(AnImageFile, WithDataOutsideOfTheBoardsMemoryIsRefused) {
@@ -174,10 +177,11 @@ TEST_F(AnImageFile, WithLowerCaseOddBlocksOrLinearAddressesIsAnotherToTheTool) {
 }
 
 TEST_F(AnImageFile, WithOddBlocksAtItsEndIsContinuedAtAddressZeroByTheTool) {
-    EXPECT_EQ(ToolSays(kVersion + kCode + ":01FFFE0010F2\n:01FFFF0021E0\n" + kEnd),
-              "flashmcu would find version 4660 and send 4 blocks\n"
+    // The pad bytes are 61; of 61 and 21, written to one place, 21 is left.
+    EXPECT_EQ(ToolSays(kVersion + kCode + ":0221200000615C\n:01FFFE0010F2\n:01FFFF0021E0\n" + kEnd),
+              "flashmcu would find version 4660 and send 5 blocks\n"
               "flashmcu would write 1 bytes twice with two values, the first at 0xFFFF\n"
-              "flashmcu would leave 2 other bytes in the chip, the first at 0x0000\n");
+              "flashmcu would leave 1 other bytes in the chip, the first at 0x0000\n");
 }
 
 TEST_F(AnImageFile, WithMoreThan250BytesInARecordEndsThereForTheTool) {
@@ -204,6 +208,12 @@ TEST_F(AnImageFile, WithoutAnEndTheToolUnderstandsIsASuccessToIt) {
     EXPECT_EQ(ToolSays(kGood),
               "flashmcu would find version 4660 and send 3 blocks\n"
               "flashmcu would stop at record 4 and call that a success\n");
+    EXPECT_EQ(ToolSays(kGood + ":0000000000\n"),
+              "flashmcu would find version 4660 and send 3 blocks\n"
+              "flashmcu would stop at record 5 and call that a success\n");
+    EXPECT_EQ(ToolSays(":FB2100003412" + std::string(2 * 249, '0') + "9E\n"),
+              "flashmcu would find version 4660 and send 0 blocks\n"
+              "flashmcu would stop at record 1\n");
     EXPECT_EQ(ToolSays(kVersion + ":00000006FA\n" + kCode + kVector + kEnd),
               "flashmcu would find version 4660 and send 1 blocks\n"
               "flashmcu would stop at record 2 and call that a success\n");

@@ -621,7 +621,7 @@ TEST(AJsonText, TakesTheFirstAndTheLastCharacterOfEachLength) {
     const std::string replaced = "\xEF\xBF\xBD";
     for (const std::string text :
          {"\xC1\xBF", "\xC2\xC0", "\xE0\x9F\xBF", "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF",
-          "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\x80"}) {
+          "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xF8\x90\x80\x80", "\x80"}) {
         std::string expected;
         for (std::size_t i = 0; i < text.size(); ++i) {
             expected += replaced;

@@ -51,6 +51,16 @@ TEST_F(AStory, OfAVerifyThatFindsTheImageReadsItOnce) {
                   "entries 2, retries 2, refusals 3, blocks 6, read 772\n" + known);
 }
 
+// Of two bytes that are not the chip's, twice, and of a failure that makes it look anew.
+TEST_F(AStory, OfAVerifyForgetsADifferenceThatIsGoneWhenItLooksAnew) {
+    EXPECT_EQ(StoryAfter(guard::Verify, {"answer:read#6..7=bytes 80 00 02 02 00 00 7d fd",
+                                         "answer:read#8..10=nak"}),
+              "lock\nenter\nread of 772: 250 500 750 768 770\n"
+              "enter\nread of 772: 250 500 750 768 770 772\nrelease\ndone, equal, image-proved\n"
+              "entries 2, retries 2, refusals 3, blocks 6, read 1544\n"
+              "loader 0161 of F249, sums equal\n");
+}
+
 TEST_F(AStory, OfAVerifyThatFindsSomethingElseSaysWhat) {
     EXPECT_EQ(StoryOf(guard::Verify),
               "lock\nenter\nrelease\ndiffers, different, as-it-was\n"
@@ -159,6 +169,12 @@ TEST_F(AStory, OfAnInfoThatIsWellTellsWhatItAsked) {
     EXPECT_EQ(StoryAfter(guard::Info),
               "lock\nask\nenter\nrelease\ndone, told, as-it-was\n"
               "entries 1, retries 2, refusals 3\nbefore 4660, loader 0110 of F149\n");
+}
+
+TEST_F(AStory, OfAnInfoWhereOthersTalkAllTheTimeIsThatOfAFirmwareThatDoesNotAnswer) {
+    settings = {"chatter-period-us=3000", "start=erased"};
+    EXPECT_EQ(StoryOf(guard::Info),
+              "lock\nask\nenter\nrelease\ndone, told, as-it-was\nentries 1\n" + kKnown);
 }
 
 TEST_F(AStory, OfAnInfoThatCannotLookSaysWhy) {

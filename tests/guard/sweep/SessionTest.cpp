@@ -54,6 +54,18 @@ private:
     Phase m_now = Phase::kCount;
 };
 
+/// Sends it while the reset vector is on its way.
+class AtTheResetVector : public Interrupter {
+public:
+    AtTheResetVector() : Interrupter(Phase::kCount, 0) {}
+    void OnFrame(bool /*toChip*/, std::span<const std::uint8_t> bytes) override {
+        constexpr std::uint8_t kWrite = 0x12;
+        if (bytes.size() > 5 && bytes[1] == kWrite && bytes[4] == 0xFE && bytes[5] == 0xFF) {
+            static_cast<void>(raise(SIGTERM));
+        }
+    }
+};
+
 struct Interruption {
     Phase phase;
     std::uint32_t after;
@@ -96,6 +108,34 @@ INSTANTIATE_TEST_SUITE_P(InEveryPhase, Interrupted,
                                          Interruption{Phase::kCommit, 0, ChipState::kNoFirmware},
                                          Interruption{Phase::kCommit, 4, ChipState::kImageProved},
                                          Interruption{Phase::kStart, 0, ChipState::kImageProved}));
+
+TEST_F(Session, ThatIsInterruptedOverTheResetVectorProvesItFirst) {
+    BoardRun run({});
+    const Shared& shared = run.Run(
+        [this](guard::Progress&) {
+            guard::HoldSignals();
+            AtTheResetVector interrupter;
+            return guard::Install(request, interrupter);
+        },
+        {});
+    EXPECT_EQ(shared.status, Status::kInterrupted);
+    EXPECT_EQ(shared.chip, ChipState::kImageProved);
+}
+
+TEST_F(Session, ThatIsInterruptedWhereItReadsWhatHasToBeErasedBeginsNoOther) {
+    BoardRun run({"chip=msp430-56k-v202"});
+    const Shared& shared = run.Run(
+        [this](guard::Progress&) {
+            guard::HoldSignals();
+            Interrupter interrupter(Phase::kProveErased, 500);
+            guard::Verdict verdict = guard::Install(request, interrupter);
+            verdict.problem += ", new sessions " + std::to_string(verdict.reentries);
+            return verdict;
+        },
+        {});
+    EXPECT_EQ(shared.status, Status::kInterrupted);
+    EXPECT_STREQ(shared.problem.data(), "interrupted by signal 15, new sessions 0");
+}
 
 TEST_F(Session, WithoutACommunicationDeviceProvesTheStartByThePassword) {
     request.board.communication.reset();
