@@ -188,6 +188,15 @@ TEST(GuardReset, HoldsTheChipInResetWhereTheOtherLineDoesNotReachIt) {
     ExpectSame(run.Conversation(), expected.Text());
 }
 
+TEST(GuardReset, ThatIsVerboseTellsWhatTheLinesSayOfThemselves) {
+    Board board;
+    board.WithFault("open:port#1=enoent");
+    EXPECT_EQ(board.RunsGuard({"-v", "reset"}).output,
+              "Waiting for the port\n"
+              "flashmcu/FWU_MSP:260 error TalSerial::Open failed errno: 2\n"
+              "reset: the firmware runs, version 256, 1.2 s\n");
+}
+
 TEST(GuardReset, OfAnErasedChipHasNobodyToAnswer) {
     Board board;
     board.WithOption("start=erased");

@@ -429,6 +429,17 @@ TEST(GuardInstall, WhileAnotherHoldsThePortIsBusyAndTouchesNothing) {
     }
 }
 
+// More than ten million tries, of which some thousand pass until the other has gone.
+TEST(GuardInstall, BeginsWhenTheOtherLetsThePortGo) {
+    Board board;
+    const Outcome run = board.RunsScript(
+        "mkfifo said; exec 9<>flashguard-dev-ttyS1.lock; flock 9\n"
+        "flashguard --lock-folder . --wait 1000000s install " +
+        BlinkyPath() + " 9>&- >said & read line <said; exec 9>&-; wait $!");
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
 TEST(GuardInstall, AtAHigherSpeedReadsAndWritesWithIt) {
     Board board;
     const Outcome run = board.RunsGuard({"install", "--speed", "38400", BlinkyPath()});

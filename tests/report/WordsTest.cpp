@@ -62,6 +62,17 @@ TEST(AResultsLine, SaysWhatWasDone) {
               "9.8 s");
 }
 
+TEST(APhase, HasWordsOfItsOwn) {
+    std::string words;
+    for (std::size_t phase = 0; phase < kPhaseCount; ++phase) {
+        words += std::string(WordsFor(static_cast<Phase>(phase))) + "\n";
+    }
+    EXPECT_EQ(words,
+              "Waiting for the port\nAsking the firmware\nEntering the loader\nErasing\n"
+              "Proving it is erased\nWriting\nReading back\nWriting the vectors\n"
+              "Starting the firmware\nLetting go\nReading\n");
+}
+
 TEST(ATime, IsShownAsCloselyAsItMatters) {
     EXPECT_EQ(TimeText(50ms), "0.0 s");
     EXPECT_EQ(TimeText(99'999ms), "99.9 s");
