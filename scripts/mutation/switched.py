@@ -167,7 +167,8 @@ def switch(source, mutants, first_group, fixed=()):
         if inside:
             edits.append((body.start, body.end, _body_of_all(source, body, inside, group)))
             switched.group_of.update((number, group) for number, _ in inside)
-            group += 1
+        # Counted also where no mutant is: what is left out later changes no other source.
+        group += 1
     for table in shape.tables:
         if table.name in fixed:
             continue

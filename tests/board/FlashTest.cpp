@@ -419,6 +419,9 @@ TEST_F(FlashTest, WithCumulativeEraseAnAbortedEraseWeakensTheCellsThatItDidNotRe
     Fill(0x00);
     Flash flash = Make();
     (void)flash.BeginSegmentErase(0x2200);
+    flash.Abort(0ns);
+    EXPECT_EQ(Weak(), "0 erased, 0 programmed");
+    (void)flash.BeginSegmentErase(0x2200);
     flash.Abort(kSegmentTime / 4);
     EXPECT_EQ(Where(0xFF), "2200-227f");
     EXPECT_EQ(Weak(), "128 erased, 384 programmed");
