@@ -33,7 +33,7 @@ _STARTING_SECONDS = 30
 # To start programs is dear: of a suite that does, a mutant is shown so many tests at most, those
 # that have killed most in its source and then those that reach the least beside its place. One that
 # they don't kill counts as alive.
-_MOST_STARTING = 20
+_MOST_STARTING = 100
 _MEMORY_BYTES = 8 << 30
 
 

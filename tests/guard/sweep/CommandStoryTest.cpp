@@ -172,7 +172,7 @@ TEST_F(AStory, OfAnInfoThatIsWellTellsWhatItAsked) {
 }
 
 TEST_F(AStory, OfAnInfoWhereOthersTalkAllTheTimeIsThatOfAFirmwareThatDoesNotAnswer) {
-    settings = {"chatter-period-us=3000", "start=erased"};
+    settings = {"chatter-period-us=800", "start=erased"};
     EXPECT_EQ(StoryOf(guard::Info),
               "lock\nask\nenter\nrelease\ndone, told, as-it-was\nentries 1\n" + kKnown);
 }
