@@ -80,7 +80,10 @@ TEST(GuardInstall, OfBlinkyIsTheWholeConversationAndLeavesTheImageInTheChip) {
     ExpectSame(run.Conversation(), InstallOf(Blinky(), 256).Text());
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
     const auto verdict = VerdictOf(run);
-    EXPECT_EQ(verdict["status"], 0) << run.output;
+    EXPECT_EQ(verdict["command"], "install") << run.output;
+    EXPECT_EQ(verdict["board"], "BRDA");
+    EXPECT_EQ(verdict["port"], "/dev/ttyS1");
+    EXPECT_EQ(verdict["status"], 0);
     EXPECT_EQ(verdict["outcome"], "installed");
     EXPECT_EQ(verdict["chip"], "image-running");
 }
