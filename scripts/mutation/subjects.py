@@ -24,8 +24,6 @@ class Subject:
     sources: tuple  # Patterns below the repository.
     suites: tuple  # Cheap ones first: what they kill, the dearer ones need not see.
     explained: str
-    # Whether its mutants are built together: its sources are the build's own, as C++20.
-    together: bool = False
     # Sources whose tables are read before a program's own could be made (switched.py).
     untouched_tables: tuple = ()
 
@@ -46,7 +44,6 @@ SUBJECTS = {
                 Suite("tty_tests", (*_BOARD_RUNS, "tty_probe")),
                 Suite("waveforms_tests", _BOARD_RUNS)),
         explained="scripts/mutants-explained/board.txt",
-        together=True,
         untouched_tables=("vboard/board/BoardFile.cpp", "vboard/host/Host.cpp")),
     "guard": Subject(
         sources=("guard/*.cpp", "guard/*/*.cpp", "image/*.cpp", "boardfile/*.cpp"),
@@ -56,6 +53,5 @@ SUBJECTS = {
                 Suite("boardfile_tests"),
                 Suite("report_tests", without=("ALargeImage.*",)),
                 Suite("guard_session_tests"), Suite("guard_tests", ("flashguard", *_BOARD_RUNS))),
-        explained="scripts/mutants-explained/guard.txt",
-        together=True),
+        explained="scripts/mutants-explained/guard.txt"),
 }

@@ -86,6 +86,9 @@ class SwitchedWorker:
                 break
             self._leave_out_what_fails(output, by_path, fixed)
             log(f"{len(self.broken)} mutants do not compile")
+        # Tests that read the sources, for the lines of the log, find them as they are.
+        for path in by_path:
+            (self._worker.source / path).write_text(self._text(path), encoding="utf-8")
         assert group < GROUPS
         self._groups = groups
         log(f"{len(groups)} mutants are compiled together in {group} groups")
