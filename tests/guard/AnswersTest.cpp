@@ -86,6 +86,12 @@ TEST_F(AnAnswer, OfCheckThatCannotBeWrittenHasItsOwnStatus) {
     EXPECT_EQ(ended.error,
               "flashguard: the canonical image can't be written: gone/out.hex: No such file or "
               "directory; no device was touched; name a file that can be written\n");
+    const Ended full = Shell(
+        "ln -s /dev/full out.hex.part; flashguard check -q a.hex -o out.hex; test -e out.hex");
+    EXPECT_EQ(full.status, 1);
+    EXPECT_EQ(full.error,
+              "flashguard: the canonical image can't be written: out.hex: No space left on "
+              "device; no device was touched; name a file that can be written\n");
 }
 
 /// What a verdict has behind the image where no chip was asked.
@@ -206,6 +212,12 @@ TEST_F(AnAnswer, OfBoardsInJsonIsOneObjectForEachAndTheVerdict) {
                   NoChip());
 }
 
+// Where POSIX alone counts, options would end at the first word.
+TEST_F(AnAnswer, IsTheSameWithOptionsBehindTheCommand) {
+    EXPECT_EQ(Shell("POSIXLY_CORRECT=1 flashguard boards --json").output,
+              Guard({"--json", "boards"}).output);
+}
+
 TEST_F(AnAnswer, OfBoardsListsBuiltInOnesAndFilesAndWhatIsWrongWithThem) {
     const std::string lines = "[lines]\nreset = 17\nrxd_nmi = 27\ntck = 22\n";
     static_cast<void>(m_folder.WriteFile(
@@ -230,6 +242,9 @@ TEST_F(AnAnswer, OfBoardsListsBuiltInOnesAndFilesAndWhatIsWrongWithThem) {
         "in quotes; no device was touched; correct the file\n"
         "./wrong.toml:3: there is no chip 'y'; it can be msp430-56k, msp430-56k-v110, "
         "msp430-56k-v202 or msp430-56k-key\n");
+    EXPECT_NE(Guard({"boards", "--boards-folder", ".", "--json"})
+                  .output.find(R"("status":2,"status_name":"usage","outcome":"nothing")"),
+              std::string::npos);
     EXPECT_EQ(Guard({"info", "-b", "NONE"}).status, 2);
 }
 

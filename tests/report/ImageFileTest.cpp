@@ -114,6 +114,12 @@ TEST_F(AnImageFile, WithOddBlocksIsTakenWithAWordForEach) {
               "be done\n");
 }
 
+TEST_F(AnImageFile, WithEqualBytesTwiceIsTakenWithAWord) {
+    EXPECT_EQ(FoundIn(kGood + kVersion + kEnd),
+              "said: IMAGE:4: 0x2100 is given again with the same value, and 1 more bytes; nothing "
+              "has to be done\n");
+}
+
 TEST_F(AnImageFile, ThatHasSeveralFaultsTellsOddBlocksLast) {
     EXPECT_EQ(FoundIn(":0121310009A4\n" + kVersion + kEnd),
               "IMAGE: there is no reset vector at 0xFFFE; link the firmware with its interrupt "

@@ -177,10 +177,13 @@ TEST_F(AReport, HoldsNotesBackToOneASecondAndCountsThem) {
     report.OnAdvance(5);
     theTime += 1s;
     report.OnAdvance(20);
+    theTime += 1s;
+    report.OnNote("four");
     EXPECT_EQ(m_output.Take(),
               "Writing 0 %, 0 of 1000 bytes\n"
               "three (and 2 notes before)\n"
-              "Writing 2 %, 20 of 1000 bytes, 98 s left\n");
+              "Writing 2 %, 20 of 1000 bytes, 98 s left\n"
+              "four\n");
 }
 
 TEST_F(AReport, GuessesNoTimeFromTheFirstBytesAndNoneAtTheEnd) {
