@@ -264,12 +264,17 @@ TEST(TtyPort, WhatATerminalCannotDoIsRefused) {
 
 TEST(TtyPort, ItIsTheSameByEveryNameThatLeadsToIt) {
     EXPECT_EQ(ProbeRun().Says("access:/dev//ttyS1 access:/dev/./ttyS1 access:/dev/../dev/ttyS1 "
-                              "access:/proc/self/root/dev/ttyS1 access:/dev//ttyS7"),
+                              "access:/proc/self/root/dev/ttyS1 access:/dev//ttyS7 "
+                              "access:/dev/ttyS1/../ttyS1 access:/sys/class/gpio/export/../export "
+                              "access:/sys/class/gpio/../gpio/export"),
               "access:/dev//ttyS1 = 0\n"
               "access:/dev/./ttyS1 = 0\n"
               "access:/dev/../dev/ttyS1 = 0\n"
               "access:/proc/self/root/dev/ttyS1 = 0\n"
-              "access:/dev//ttyS7 = ENOENT\n");
+              "access:/dev//ttyS7 = ENOENT\n"
+              "access:/dev/ttyS1/../ttyS1 = ENOTDIR\n"
+              "access:/sys/class/gpio/export/../export = ENOTDIR\n"
+              "access:/sys/class/gpio/../gpio/export = 0\n");
 }
 
 TEST(GpioFile, IsNewsUntilItIsReadAndNoEdgeComes) {

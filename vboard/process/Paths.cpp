@@ -32,6 +32,16 @@ std::string TargetOf(const std::string& path, bool& missing) {
     return length > 0 ? std::string(target.data(), static_cast<std::size_t>(length)) : "";
 }
 
+/// Whether a path of the board is one of a file, where nothing leads on to, not even "..". By its
+/// form: whether the file is there shows later.
+bool IsOfAFile(std::string_view path) {
+    if (!path.starts_with(SysfsGpio::kFolder)) {
+        return true;
+    }
+    const std::string_view below = path.substr(SysfsGpio::kFolder.size());
+    return below == "/export" || below == "/unexport" || below.find('/', 1) != below.npos;
+}
+
 /// Walks a path from its beginning, one name at a time.
 class Walk {
 public:
@@ -71,6 +81,11 @@ private:
     bool Step(const std::string& name) {
         if (name == ".") {
             m_isFolder = m_isFolder || m_rest.empty();
+            return true;
+        }
+        if (name == ".." && m_link.Owns(m_done) && IsOfAFile(m_done)) {
+            m_rest.clear();
+            m_isFolder = true;
             return true;
         }
         if (name == "..") {
