@@ -547,6 +547,7 @@ TEST_F(LoaderCommandsTest, BeyondAMemoryOffsetThereIsNothingUntilTheNextEntry) {
     EXPECT_EQ(m_bench.Ask(Frame(0x16, 0x2100, bench::kAreaWord)), "a0");
     EXPECT_EQ(m_bench.Ask(Frame(0x1C, 0x3000, 2)), "a0");
     EXPECT_EQ(m_bench.Ask(Frame(0x20, 0x8580, 0)), "90") << "touches no memory there";
+    EXPECT_EQ(m_bench.Ask(PasswordFrame(ErasedPassword())), "90");
     EXPECT_EQ(m_bench.Ask(Frame(0x1E, 0, 0)).substr(0, 11), "80 00 10 10");
     EXPECT_EQ(m_bench.Ask(Frame(0x21, 0, 0)), "90");
     EXPECT_EQ(m_bench.Ask(WriteFrame(0x3000, {1, 2})), "90");

@@ -91,6 +91,7 @@ TEST(ABoardFile, KeepsItsSetupAndStartsAsThatSays) {
     BoardFile made;
     BoardFile::Failure failure;
     ASSERT_TRUE(made.Create(descriptor, setup, nullptr, failure)) << failure.problem;
+    EXPECT_EQ(made.Setup().PortPath(), "/dev/ttyS3");
     BoardFile again;
     ASSERT_TRUE(again.Attach(descriptor, problem)) << problem;
     EXPECT_EQ(again.Setup().Text(), "port=/dev/ttyS3\nstart=loader\n");
@@ -124,6 +125,7 @@ TEST_F(KeptBoard, AnInterruptedStoreLeavesTheStateBefore) {
 
 TEST_F(KeptBoard, EqualStatesCostNoWrite) {
     const std::uint8_t generation = Get(kFirstSlot + kSlotBytes);
+    EXPECT_EQ(generation, 1) << "the first state lies in the second slot";
     file.Store(file.State());
     EXPECT_EQ(Get(kFirstSlot + kSlotBytes), generation);
 }

@@ -334,7 +334,10 @@ TEST_F(ToldPort, CallsThatAreLeftAloneAreToldAsTheyWent) {
               "> ioctl /dev/ttyS1 TIOCMGET DTR|RTS|CTS|DSR|CAR = 0 \n"
               "poll /dev/ttyS1 timeout 5000 us = 1 \n"
               "close /dev/ttyS1  = 0 \n");
-    EXPECT_EQ(faults.asked, "fopen 0 write 3 flush 0 ioctl 0 select 0 close 0 ");
+    EXPECT_EQ(told.Pause(1ms), 0ms);
+    EXPECT_EQ(faults.asked, "fopen 0 write 3 flush 0 ioctl 0 select 0 close 0 pause 0 ");
+    EXPECT_EQ(told.Close(*file), 0);
+    EXPECT_EQ(file->device, nullptr);
 }
 
 TEST_F(ToldPort, AWaitWhoseOthersAreReadyTakesAMillisecondAndIsToldWithThem) {

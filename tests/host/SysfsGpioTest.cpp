@@ -57,6 +57,7 @@ TEST(SysfsGpio, NumbersAreReadAsTheKernelReadsThem) {
     EXPECT_EQ(bench.gpios.Find("/sys/class/gpio/gpio91"), vboard::PathKind::kFolder);
     EXPECT_EQ(bench.WriteGpio(kExport, "0"), 1);
     EXPECT_EQ(bench.gpios.Find("/sys/class/gpio/gpio0"), vboard::PathKind::kFolder);
+    EXPECT_EQ(bench.gpios.Find("/sys/class/gpio/gpio00"), vboard::PathKind::kNone);
     EXPECT_EQ(bench.WriteGpio(kExport, "012"), 3);
     EXPECT_EQ(bench.gpios.Find("/sys/class/gpio/gpio10"), vboard::PathKind::kFolder);
     EXPECT_EQ(bench.gpios.Find("/sys/class/gpio/gpio010"), vboard::PathKind::kNone);

@@ -136,10 +136,12 @@ TEST_F(LoaderPort, ABreakIsAQuarterOfASecondLowOnceEverythingIsSent) {
     EXPECT_EQ(file->SendBreak(), 0);
     EXPECT_EQ(bench.clock.Now().time_since_epoch(), kSound.CharacterTime() + 250ms);
     EXPECT_EQ(file->Ioctl(TIOCSBRK, nullptr), 0);
+    EXPECT_EQ(file->Ioctl(TIOCCBRK, nullptr), 0);
+    EXPECT_EQ(file->Ioctl(TIOCSBRK, nullptr), 0);
     file.reset();
     EXPECT_EQ(bench.scribe.Take(),
               ">41; chip: character 0x41 ignored: no sync; > low; chip: character 0x00 damaged in "
-              "place of a sync: not answered; > high; > low; > high");
+              "place of a sync: not answered; > high; > low; > high; > low; > high");
 }
 
 TEST_F(LoaderPort, AskingWhatIsLeftToSendOrToReadTakesAMillisecondAtMost) {
@@ -497,6 +499,8 @@ TEST(ANewPort, HasTheSettingsOfTheFirstOpeningOnItsWire) {
     EXPECT_EQ(bench.serialWire.HostFormat(),
               (vboard::SerialFormat{9600, 8, vboard::Parity::kNone, 1}));
     EXPECT_EQ(bench.port.KeptAttributes(), vboard::ToKernel(vboard::FirstOpenSettings()));
+    bench.port.RestoreAttributes(Raw(PARENB));
+    EXPECT_EQ(bench.port.Attributes().c_cflag, Raw(PARENB).c_cflag);
 }
 
 TEST(LineSettings, OfTheFirstOpeningAreTheKernelsOwn) {

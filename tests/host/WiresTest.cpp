@@ -508,6 +508,10 @@ TEST(SerialLane, CarriesMoreThanItKeepsAndStartsAnewOnceItHasForgotten) {
     bench.clock.CancelAll();
     bench.lane.Forget();
     EXPECT_EQ(bench.Send({0x44}, format).Got(), "01, 02, 44");
+    bench.lane.SetBreak(true);
+    bench.clock.CancelAll();
+    bench.lane.Forget();
+    EXPECT_EQ(bench.Send({0x45, 0x46}, format).Got(), "01, 02, 44, 45, 46") << "nor of a break";
 }
 
 TEST(SerialLane, AnEdgeRightInTheMiddleOfABitCountsAsBeforeItWithRoundingForgiven) {
