@@ -190,6 +190,9 @@ TEST_F(KeptBoard, ThatIsDamagedIsRefusedInOneSentence) {
         EXPECT_EQ(Problem(), problem) << offset;
         Put(offset, was);
     }
+    std::string magic(8, '\0');
+    ASSERT_EQ(pread(descriptor, magic.data(), magic.size(), 0), 8);
+    EXPECT_EQ(magic, "VBOARD\r\n");
     BoardFile other;
     std::string problem;
     EXPECT_TRUE(other.Attach(descriptor, problem)) << problem;
