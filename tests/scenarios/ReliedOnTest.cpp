@@ -137,6 +137,14 @@ TEST(TheLog, GoesThroughCatWithoutRawCharacters) {
     EXPECT_EQ(run.output.find('\a'), std::string::npos) << run.output;
 }
 
+TEST(TheLog, WhoseReaderIsGoneIsLostAndTheRunGoesOn) {
+    Board board;
+    const Outcome run = board.RunsScript("mkfifo log; exec 3<>log 4>log 3>&-; exec flashmcu -f " +
+                                         BlinkyPath() + " >&4 4>&-");
+    EXPECT_EQ(run.status, kSuccess) << run.error;
+    EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
+}
+
 TEST(ThePort, KeepsTheSettingsOfTheRunForWhateverUsesItNext) {
     Board board;
     board.RunsScript("stty -F /dev/ttyS1 115200 -parenb icanon echo");

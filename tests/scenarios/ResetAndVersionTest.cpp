@@ -63,6 +63,13 @@ TEST(ResetRun, OnTheThirdModelTakesItsPortAndItsLines) {
               Reset(BoardC()));
 }
 
+TEST(ResetRun, WithStandardDescriptorsClosedSaysNothingOfItsLogToTheChip) {
+    for (const char* closed : {">&-", "<&- >&-", "<&- >&- 2>&-"}) {
+        const Outcome run = Board().RunsScript(std::string("exec flashmcu -r ") + closed);
+        ExpectRun(run, kSuccess, "", Reset());
+    }
+}
+
 // ---- version ----
 
 TEST(VersionRun, AsksTheFirmwareAndTouchesNoLine) {

@@ -96,7 +96,7 @@ protected:
         const Bytes reply{0xB5, static_cast<std::uint8_t>(version >> 8U),
                           static_cast<std::uint8_t>(version & 0xFF)};
         m_host.Device("/dev/knxspi").SendsMessage(reply);
-        EXPECT_EQ(RunTool({"-f", image, "-l", value}), 0) << value;
+        EXPECT_EQ(RunTool({"-l", value, "-f", image}), 0) << value;
         EXPECT_EQ(
             m_host.Conversation(),
             Say("info", "HEX file version is " + std::to_string(version)) + QueryAnswered(reply) +
