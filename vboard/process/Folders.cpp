@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/process/Folders.h"
-#include "vboard/process/DescriptorCalls.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,6 +15,7 @@
 #include <vector>
 
 #include "vboard/host/SysfsGpio.h"
+#include "vboard/process/DescriptorCalls.h"
 #include "vboard/process/FileStatus.h"
 #include "vboard/process/ProgramMemory.h"
 #include "vboard/process/RealLibc.h"

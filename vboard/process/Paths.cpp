@@ -83,12 +83,12 @@ private:
             m_isFolder = m_isFolder || m_rest.empty();
             return true;
         }
-        if (name == ".." && m_link.Owns(m_done) && IsOfAFile(m_done)) {
-            m_rest.clear();
-            m_isFolder = true;
-            return true;
-        }
         if (name == "..") {
+            if (m_link.Owns(m_done) && IsOfAFile(m_done)) {
+                m_rest.clear();
+                m_isFolder = true;
+                return true;
+            }
             m_done.erase(std::min(m_done.rfind('/'), m_done.size()));
             return !m_missing;
         }

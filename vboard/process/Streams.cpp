@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/process/Streams.h"
-#include "vboard/process/DescriptorCalls.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -10,6 +9,7 @@
 #include <span>
 #include <utility>
 
+#include "vboard/process/DescriptorCalls.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/process/Wrapping.h"
 
