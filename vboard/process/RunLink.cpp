@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 
@@ -100,7 +101,7 @@ bool RunLink::Make(const char* words) {
     if (const char* own = std::getenv(kOwnTimeVariable)) {
         m_ownNs = std::strtoll(own, nullptr, 10);
     }
-    ++m_memory->report.loaded;
+    std::atomic_ref(m_memory->report.loaded).fetch_add(1);
     return true;
 }
 
@@ -129,10 +130,7 @@ void RunLink::PassTo(Instant when) {
     if (m_ownNs) {
         m_ownNs = std::max<std::int64_t>(*m_ownNs, when.time_since_epoch().count());
     }
-    RunReport& report = m_memory->report;
-    report.boardTimeNs =
-        std::max<std::int64_t>(report.boardTimeNs, when.time_since_epoch().count());
-    report.virtualTimeNs = report.boardTimeNs;
+    m_memory->report.ReachTime(when.time_since_epoch().count());
 }
 
 void Remark(std::string_view text) {

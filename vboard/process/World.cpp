@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -67,10 +68,10 @@ void World::Make() {
         FailRun(Formatted("the board {}", problem));
     }
     m_report = &m_link.Memory().report;
-    ++m_report->worlds;
+    const bool isFirst = std::atomic_ref(m_report->worlds).fetch_add(1) == 0;
     m_process = getpid();
     m_report->owner = m_process;
-    m_lastUse = ++m_report->uses;
+    m_lastUse = m_report->CountUse();
     const Instant start{Duration{m_report->boardTimeNs}};
     if (m_link.OwnTime() < start) {
         m_behind = m_link.OwnTime();
@@ -78,7 +79,7 @@ void World::Make() {
     OrderFaults(session);
     m_board = std::make_unique<Board>(m_file.Setup(), m_file.ChipMemory(), m_file.ChipEraseWords(),
                                       *m_faults, *this, start);
-    m_recordings = std::make_unique<Recordings>(m_link, *m_board, m_report->worlds == 1);
+    m_recordings = std::make_unique<Recordings>(m_link, *m_board, isFirst);
     m_board->Restore(m_file.State());
     m_recordings->Begin();
     m_board->AddListener(*this);
@@ -94,7 +95,7 @@ void World::Make() {
         });
     }
     m_made = true;
-    if (m_report->worlds == 1 && m_file.State().chip.mode == ChipMode::kUnpowered) {
+    if (isFirst && m_file.State().chip.mode == ChipMode::kUnpowered) {
         // A cut of the supply is an event of the run that ordered it: the next finds it back.
         m_board->SetPower(true);
     }
@@ -127,7 +128,7 @@ void World::TakeTurn() {
         Follow();
     }
     m_report->owner = m_process;
-    m_lastUse = ++m_report->uses;
+    m_lastUse = m_report->CountUse();
     const Pacer* pacer = m_pacer.get();
     if (pacer != nullptr && !BoardTurn::IsAlone()) {
         // Another thread has had its time meanwhile.
@@ -224,8 +225,7 @@ void World::OrderFaults(const Session& session) {
 
 void World::Keep() {
     m_file.Store(m_board->State());
-    m_report->boardTimeNs = m_board->Clock().Now().time_since_epoch().count();
-    m_report->virtualTimeNs = m_report->boardTimeNs;
+    m_report->ReachTime(m_board->Clock().Now().time_since_epoch().count());
 }
 
 void World::OnSignal(Signal signal, std::uint32_t /*value*/) {
@@ -254,10 +254,11 @@ void World::OnLoaderCommand(const LoaderCommand& command) {
 }
 
 void World::LetSettle() {
-    const std::int64_t nowNs = m_board->Clock().Now().time_since_epoch().count();
+    const std::int64_t endNs =
+        std::max(m_report->boardTimeNs, m_board->Clock().Now().time_since_epoch().count());
     m_board->Settle();
     Keep();
-    m_report->virtualTimeNs = nowNs;
+    m_report->virtualTimeNs = endNs;
 }
 
 void World::CompleteRecords() {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 
 namespace vboard {
 namespace {
@@ -27,6 +28,14 @@ int Session::FirstDescriptor() const {
 int Session::LastDescriptor() const {
     const auto all = DescriptorsOf(*this);
     return *std::max_element(all.begin(), all.end());
+}
+
+void RunReport::ReachTime(std::int64_t ns) {
+    const std::atomic_ref latest(boardTimeNs);
+    std::int64_t seen = latest.load();
+    while (seen < ns && !latest.compare_exchange_weak(seen, ns)) {
+    }
+    virtualTimeNs = std::max(seen, ns);
 }
 
 }  // namespace vboard

@@ -5,6 +5,7 @@
 // see, found through an inherited descriptor, whose number is in one environment variable.
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -85,6 +86,13 @@ struct RunReport {
     /// errno of the first write of each Output that did not succeed; 0: all of it is written.
     std::array<std::int32_t, kOutputCount> outputErrors;
     std::array<char, 220> verdictText;
+
+    /// Programs of one run may do these at the same moment, each in a process of its own.
+    ///
+    /// The board's time is `ns`, unless another program has brought it further.
+    void ReachTime(std::int64_t ns);
+    /// One more turn of a program to the board: its number, which no other has.
+    [[nodiscard]] std::uint64_t CountUse() { return std::atomic_ref(uses).fetch_add(1) + 1; }
 
     /// A write of `output` ended with errno value `error`, or 0. The first error stays.
     void NoteWrite(Output output, int error) {
