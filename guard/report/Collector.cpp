@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 namespace guard {
 namespace {

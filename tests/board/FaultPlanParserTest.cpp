@@ -7,6 +7,7 @@
 #include <chrono>
 #include <limits>
 #include <ostream>
+#include <utility>
 
 #include "vboard/faults/FaultTable.h"
 

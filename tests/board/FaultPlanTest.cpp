@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <initializer_list>
+#include <utility>
 
 #include "vboard/faults/FaultPlanParser.h"
 #include "vboard/probe/LoaderCodes.h"

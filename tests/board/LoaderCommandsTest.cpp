@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "support/ChipBench.h"
 #include "vboard/chip/CommandWords.h"
@@ -18,6 +19,7 @@ using bench::FromHex;
 using bench::MassEraseFrame;
 using bench::PasswordFrame;
 using bench::Repeat;
+using bench::VersionRequestFrame;
 using bench::WriteFrame;
 using vboard::ChipMode;
 using vboard::Instant;
@@ -27,10 +29,6 @@ using Words = std::vector<std::uint16_t>;
 
 Bytes ErasedPassword() {
     return Repeat(0xFF, 32);
-}
-
-Bytes VersionFrame() {
-    return FromHex("80 1e 04 04 ff ff ff ff 7b e5");
 }
 
 ChipSetup Programmed() {
@@ -52,7 +50,7 @@ TEST_F(LoaderCommandsTest, ThePublishedReadIsAnsweredWithThePublishedFrame) {
 }
 
 TEST_F(LoaderCommandsTest, TheVersionAnswerHasItsFixedLayoutAndNeedsNoPassword) {
-    EXPECT_EQ(m_bench.Ask(VersionFrame()),
+    EXPECT_EQ(m_bench.Ask(VersionRequestFrame()),
               "80 00 10 10 f2 49 00 00 00 00 00 00 00 00 01 61 00 00 00 00 9c c7");
     EXPECT_EQ(m_bench.probe.Only("1e"), "1e loader version -> 80");
 }
@@ -61,7 +59,7 @@ TEST_F(LoaderCommandsTest, LoadersBefore150AndFrom2OnKnowNeitherVersionNorEraseC
     for (const char* part : {"msp430-56k-v110", "msp430-56k-v202", "msp430-56k-key"}) {
         ChipBench bench(Programmed().Part(part));
         bench.EnterLoader().Unlock();
-        EXPECT_EQ(bench.Ask(VersionFrame()), "a0") << part;
+        EXPECT_EQ(bench.Ask(VersionRequestFrame()), "a0") << part;
         EXPECT_EQ(bench.probe.Only("1e"), "1e loader version: not a command of this loader -> a0");
         EXPECT_EQ(bench.Ask(Frame(0x1C, 0x3000, 2)), "a0") << part;
         EXPECT_EQ(bench.probe.Only("1c"),
@@ -481,7 +479,7 @@ TEST_F(LoaderCommandsTest, ABaudChangeIsAnsweredAtTheOldSpeedAndHoldsTenMillisec
         m_bench.Settle();
         EXPECT_EQ(m_bench.clock.Now(), answered + vboard::SerialFormat{}.CharacterTime() + 10ms);
         EXPECT_EQ(m_bench.chip.Format().bitsPerSecond, speeds[number]);
-        EXPECT_EQ(m_bench.Ask(VersionFrame()).substr(0, 11), "80 00 10 10");
+        EXPECT_EQ(m_bench.Ask(VersionRequestFrame()).substr(0, 11), "80 00 10 10");
     }
 }
 

@@ -17,6 +17,7 @@ using bench::ChipSetup;
 using bench::Frame;
 using bench::FromHex;
 using bench::MassEraseFrame;
+using bench::VersionRequestFrame;
 using bench::WriteFrame;
 using vboard::AnswerFault;
 using vboard::ChipMode;
@@ -25,9 +26,6 @@ using vboard::Instant;
 using namespace std::chrono_literals;
 
 constexpr Duration kCharacterTime = vboard::SerialFormat{}.CharacterTime();
-Bytes VersionFrame() {
-    return FromHex("80 1e 04 04 ff ff ff ff 7b e5");
-}
 
 class LoaderLineTest : public testing::Test {
 protected:
@@ -90,7 +88,7 @@ TEST_F(LoaderLineTest, ADamagedSyncIsNotAnswered) {
 }
 
 TEST_F(LoaderLineTest, AFrameWithoutASyncIsTakenForASyncAndLosesItsSecondCharacter) {
-    m_bench.Type(VersionFrame());
+    m_bench.Type(VersionRequestFrame());
     m_bench.Settle();
     EXPECT_EQ(m_bench.Said(), "90 a0");
     EXPECT_EQ(m_bench.probe.Only("note"),
@@ -315,7 +313,7 @@ TEST_F(LoaderLineTest, AResetInTheMiddleOfAFrameForgetsIt) {
     m_bench.Sync();
     m_bench.Type(FromHex("80 18 04 04"));
     m_bench.EnterLoader();
-    EXPECT_EQ(m_bench.Ask(VersionFrame()).substr(0, 11), "80 00 10 10");
+    EXPECT_EQ(m_bench.Ask(VersionRequestFrame()).substr(0, 11), "80 00 10 10");
 }
 
 TEST_F(LoaderLineTest, AResetInTheMiddleOfABlockLeavesTheBytesWhoseTimeHadCome) {
@@ -398,7 +396,7 @@ TEST_F(LoaderLineTest, ALongNoiseNeverStopsItFromTakingACommandAfterAReset) {
     m_bench.Settle();
     m_bench.Said();
     m_bench.EnterLoader();
-    EXPECT_EQ(m_bench.Ask(VersionFrame()).substr(0, 11), "80 00 10 10");
+    EXPECT_EQ(m_bench.Ask(VersionRequestFrame()).substr(0, 11), "80 00 10 10");
 }
 
 }  // namespace

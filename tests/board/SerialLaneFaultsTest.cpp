@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <utility>
 
 #include "vboard/wires/SerialLane.h"
 

@@ -13,10 +13,13 @@
 #include <algorithm>
 
 #include "tests/commands/BoardFolder.h"
+#include "tests/runs/Lines.h"
 #include "tests/runs/Process.h"
 
 namespace commands {
 namespace {
+
+using runs::Has;
 
 // As vboard/board/BoardFile.h lays a board file out.
 constexpr std::size_t kSetupOffset = 64;
@@ -24,10 +27,6 @@ constexpr std::size_t kFirstSlot = 0x1000;
 constexpr std::size_t kSecondSlot = 0x1800;
 constexpr std::size_t kMemoryOffset = 0x2000;
 constexpr std::size_t kFileSizeBytes = 0x12000;
-
-bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
 
 /// A file that has been through a run, so that both its slots have been written.
 void MakeUsedBoard(const BoardFolder& folder) {

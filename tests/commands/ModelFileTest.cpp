@@ -5,9 +5,12 @@
 #include <gtest/gtest.h>
 
 #include "tests/commands/BoardFolder.h"
+#include "tests/runs/Lines.h"
 
 namespace commands {
 namespace {
+
+using runs::Has;
 
 constexpr const char* kPump = R"(name = "PUMP2"
 port = "/dev/ttyS7"
@@ -39,10 +42,6 @@ std::vector<std::uint8_t> ToBytes(const std::string& text) {
 
 void Write(const BoardFolder& folder, const std::string& text) {
     folder.Overwrite("pump.toml", ToBytes(text));
-}
-
-bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
 }
 
 TEST(ModelFile, GivesABoardItsNamesItsPartAndItsLines) {

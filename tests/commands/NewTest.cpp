@@ -5,13 +5,12 @@
 #include <gtest/gtest.h>
 
 #include "tests/commands/BoardFolder.h"
+#include "tests/runs/Lines.h"
 
 namespace commands {
 namespace {
 
-bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
+using runs::Has;
 
 TEST(NewBoard, RunsAnOlderFirmware) {
     BoardFolder folder;

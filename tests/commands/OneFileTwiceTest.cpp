@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <utility>
 
 #include "tests/commands/BoardFolder.h"
 

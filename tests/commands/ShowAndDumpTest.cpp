@@ -11,14 +11,13 @@
 #include "image/IntelHex.h"
 #include "tests/commands/BoardFolder.h"
 #include "tests/runs/Compare.h"
+#include "tests/runs/Lines.h"
 #include "vboard/board/BoardSetup.h"
 
 namespace commands {
 namespace {
 
-bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
+using runs::Has;
 
 TEST(ShowBoard, SaysAllThereIsToSee) {
     BoardFolder folder;

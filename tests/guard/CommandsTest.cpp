@@ -23,8 +23,6 @@ using runs::Board;
 using runs::ExpectSame;
 using runs::Outcome;
 
-const Bytes kErasedPassword(32, 0xFF);
-
 /// Holds blinky.
 void Install(Board& board) {
     ASSERT_EQ(board.RunsGuard({"install", BlinkyPath()}).status, 0);

@@ -14,6 +14,9 @@
 
 namespace guard_tests {
 
+/// What unlocks a chip whose vectors are erased.
+inline const Bytes kErasedPassword(32, 0xFF);
+
 /// The image's records joined into blocks of at most 250 bytes; those of the vectors are split
 /// behind 0xFFDF and 0xFFFD.
 std::vector<runs::Block> CanonicalBlocks(const std::string& imageText);

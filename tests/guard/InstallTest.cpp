@@ -23,8 +23,6 @@ using runs::Board;
 using runs::ExpectSame;
 using runs::Outcome;
 
-const Bytes kErasedPassword(32, 0xFF);
-
 /// The object that ends the output of every run with --json.
 nlohmann::json VerdictOf(const Outcome& run) {
     std::istringstream lines(run.output);

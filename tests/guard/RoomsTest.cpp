@@ -21,7 +21,6 @@
 namespace guard_tests {
 namespace {
 
-using guard::Block;
 using guard::Gap;
 using guard::Plan;
 
@@ -39,7 +38,7 @@ image::MemoryImage Covering(const std::vector<std::uint16_t>& addresses) {
 
 TEST(Plan, FillsAHalfWordWithAnErasedByteOnEitherSide) {
     const Plan plan = MakePlan(Covering({0x2100, 0x2203}), Chip());
-    const std::vector<Block> expected{{0x2100, {0x00, 0xFF}}, {0x2202, {0xFF, 0x03}}};
+    const std::vector<guard::Block> expected{{0x2100, {0x00, 0xFF}}, {0x2202, {0xFF, 0x03}}};
     EXPECT_EQ(plan.body, expected);
     const std::vector<Gap> gaps{{0x2102, 0x100}, {0x2204, 0xFFE0 - 0x2204}};
     EXPECT_EQ(plan.gaps, gaps);
@@ -55,16 +54,16 @@ TEST(Plan, CutsAStretchAfterTwoHundredAndFiftyBytesAndPutsInformationFirst) {
     memory.Set(0x10FF, 0x11);
     const Plan plan = MakePlan(memory, Chip());
     ASSERT_EQ(plan.body.size(), 3U);
-    EXPECT_EQ(plan.body[0], (Block{0x10FE, {0xFF, 0x11}}));
-    EXPECT_EQ(plan.body[1], (Block{0x3000, std::vector<std::uint8_t>(250, 0x55)}));
-    EXPECT_EQ(plan.body[2], (Block{0x30FA, {0x55, 0xFF}}));
+    EXPECT_EQ(plan.body[0], (guard::Block{0x10FE, {0xFF, 0x11}}));
+    EXPECT_EQ(plan.body[1], (guard::Block{0x3000, std::vector<std::uint8_t>(250, 0x55)}));
+    EXPECT_EQ(plan.body[2], (guard::Block{0x30FA, {0x55, 0xFF}}));
 }
 
 TEST(Plan, LeavesTheResetVectorForTheLastBlockOfAll) {
     const Plan plan =
         MakePlan(Covering({0xFFDE, 0xFFDF, 0xFFE0, 0xFFE1, 0xFFFD, 0xFFFE, 0xFFFF}), Chip());
-    const std::vector<Block> body{{0xFFDE, {0xDE, 0xDF}}};
-    const std::vector<Block> commit{
+    const std::vector<guard::Block> body{{0xFFDE, {0xDE, 0xDF}}};
+    const std::vector<guard::Block> commit{
         {0xFFE0, {0xE0, 0xE1}}, {0xFFFC, {0xFF, 0xFD}}, {0xFFFE, {0xFE, 0xFF}}};
     EXPECT_EQ(plan.body, body);
     EXPECT_EQ(plan.commit, commit);

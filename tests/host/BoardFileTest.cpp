@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "vboard/board/StartState.h"
 #include "vboard/text/Format.h"

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <tuple>
 #include <utility>
 #include <vector>
 

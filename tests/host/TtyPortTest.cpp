@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <type_traits>
+#include <utility>
 
 #include "tests/host/HostBench.h"
 #include "vboard/host/LineSettings.h"

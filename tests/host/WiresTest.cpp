@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <utility>
 
 #include "tests/host/HostBench.h"
 #include "vboard/text/HexText.h"

@@ -17,7 +17,7 @@ MemoryImage ImageOf(std::initializer_list<std::pair<std::uint16_t, std::uint8_t>
     return image;
 }
 
-MemoryImage Read(std::string_view text) {
+MemoryImage ImageIn(std::string_view text) {
     MemoryImage image;
     std::string problem;
     EXPECT_TRUE(ReadIntelHex(text, image, problem)) << problem;
@@ -34,32 +34,32 @@ std::string ProblemOf(std::string_view text) {
 }
 
 TEST(AnIntelHexFile, WithTwoDataRecordsCoversTheirBytesAndNoOther) {
-    EXPECT_EQ(Read(":0321000001020ACF\n:01FFFF008081\n:00000001FF\n"),
+    EXPECT_EQ(ImageIn(":0321000001020ACF\n:01FFFF008081\n:00000001FF\n"),
               ImageOf({{0x2100, 1}, {0x2101, 2}, {0x2102, 10}, {0xFFFF, 0x80}}));
 }
 
 TEST(AnIntelHexFile, WithCarriageReturnsEmptyLinesLowerCaseAndNoLastLineEndIsRead) {
-    EXPECT_EQ(Read(":0321000001020acf\r\n\r\n:00000001ff"),
+    EXPECT_EQ(ImageIn(":0321000001020acf\r\n\r\n:00000001ff"),
               ImageOf({{0x2100, 1}, {0x2101, 2}, {0x2102, 10}}));
 }
 
 TEST(AnIntelHexFile, WithASegmentBaseAddsSixteenTimesTheBase) {
-    EXPECT_EQ(Read(":020000020FFFEE\n:01000F00559B\n:00000001FF\n"), ImageOf({{0xFFFF, 0x55}}));
+    EXPECT_EQ(ImageIn(":020000020FFFEE\n:01000F00559B\n:00000001FF\n"), ImageOf({{0xFFFF, 0x55}}));
 }
 
 TEST(AnIntelHexFile, WithASegmentStartsOverAtTheEndOfTheSegment) {
-    EXPECT_EQ(Read(":020000020000FC\n:02FFFF001122CD\n:00000001FF\n"),
+    EXPECT_EQ(ImageIn(":020000020000FC\n:02FFFF001122CD\n:00000001FF\n"),
               ImageOf({{0xFFFF, 0x11}, {0x0000, 0x22}}));
 }
 
 TEST(AnIntelHexFile, WithEmptyAndStartRecordsCoversNothing) {
-    EXPECT_EQ(Read(":0000000000\n:0400000300002102D6\n:0400000500002102D4\n:020000040000FA\n"
-                   ":00000001FF\n"),
+    EXPECT_EQ(ImageIn(":0000000000\n:0400000300002102D6\n:0400000500002102D4\n:020000040000FA\n"
+                      ":00000001FF\n"),
               MemoryImage{});
 }
 
 TEST(AnIntelHexFile, ThatGivesAByteTwiceWithOneValueIsRead) {
-    EXPECT_EQ(Read(":0321000001020ACF\n:0121010002DB\n:00000001FF\n").CoveredBytes(), 3U);
+    EXPECT_EQ(ImageIn(":0321000001020ACF\n:0121010002DB\n:00000001FF\n").CoveredBytes(), 3U);
 }
 
 TEST(AnIntelHexFile, IsRefusedWithTheLineThatIsToBlame) {
@@ -122,7 +122,7 @@ TEST(AnImage, ThatCoversAllMemoryIsTheSameAfterWritingAndReading) {
     for (std::size_t address = 0; address < MemoryImage::kSizeBytes; ++address) {
         image.Set(static_cast<std::uint16_t>(address), static_cast<std::uint8_t>(address * 7 / 5));
     }
-    EXPECT_EQ(Read(WriteIntelHex(image)), image);
+    EXPECT_EQ(ImageIn(WriteIntelHex(image)), image);
 }
 
 TEST(AnImage, ThatCoversNothingIsTheEndRecordAlone) {

@@ -12,6 +12,7 @@
 #include <numeric>
 #include <random>
 #include <set>
+#include <utility>
 
 #include "image/HexDigits.h"
 #include "image/HexReader.h"

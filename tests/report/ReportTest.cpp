@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 #include "guard/report/Collector.h"
 #include "guard/report/JsonObject.h"

@@ -123,6 +123,14 @@ _OWN_HEADER = [
      ["room/A.cpp:2: its own header is not its first include"]),
 ]
 
+_STANDARD = [
+    ("its own, or of a header of ours",
+     {"a/A.h": "#include <string>\n", "a/B.h": '#include "A.h"\n#include <vector>\n',
+      "a/B.cpp": '#include "a/B.h"\nstd::vector<std::string> x;  // std::map\nstd::other y;\n'}, []),
+    ("none, told once", {"a/A.h": "#include <map>\n", "a/B.cpp": "\nstd::map<int, std::string> x;\nstd::map y;\n"},
+     ["a/B.cpp:2: std::map without its header", "a/B.cpp:2: std::string without its header"]),
+]
+
 _COMMENT = "// Oddity (late-answer): the answer comes late.\n"
 _ROW = "| `late-answer` | it is late | `tool/a.cpp` | `Answer.IsLate` | wait |\n"
 
@@ -301,6 +309,7 @@ TREES = {
     "every_header_is_guarded": _GUARDS,
     "every_public_declaration_says_what_it_is": _DECLARATIONS,
     "every_source_includes_its_own_header_first": _OWN_HEADER,
+    "every_name_of_the_standard_library_has_its_header": _STANDARD,
     "oddities_have_a_comment_a_row_and_a_test": _ODDITY,
     "pages_name_what_is_there": _PAGES,
     "every_exported_name_has_a_wrapper_and_the_other_way_round": _SEAM,

@@ -14,6 +14,7 @@ it looks; the rule here is for the tests. Exit status: 0 kept, 1 broken, 2 wrong
 """
 
 import argparse
+import posixpath
 import re
 import subprocess
 import sys
@@ -355,6 +356,52 @@ def every_source_includes_its_own_header_first(tree):
             if PurePosixPath(first).name != PurePosixPath(header).name:
                 yield Finding(path, number, "its own header is not its first include",
                               f'move #include "{header}" to the top')
+
+
+# The names that are used most, by their header. What is compiled as one source with its room would not
+# miss an include that another of the room has.
+_HEADER_OF = {name: header for header, names in {
+    "algorithm": "all_of any_of clamp copy copy_n count_if equal fill fill_n find find_if max max_element "
+                 "min min_element mismatch none_of remove_if sort",
+    "array": "array to_array", "atomic": "atomic atomic_ref", "bit": "bit_cast popcount",
+    "charconv": "from_chars to_chars", "chrono": "chrono", "cstdio": "FILE fflush fopen fprintf printf",
+    "cstdint": "int32_t int64_t uint8_t uint16_t uint32_t uint64_t", "cstdlib": "abort getenv strtol",
+    "cstring": "memcmp memcpy strerror strlen", "deque": "deque", "filesystem": "filesystem",
+    "fstream": "ifstream ofstream", "functional": "function", "iostream": "cerr cout",
+    "limits": "numeric_limits", "map": "map", "memory": "make_shared make_unique shared_ptr unique_ptr",
+    "mutex": "lock_guard mutex unique_lock", "numeric": "accumulate", "optional": "nullopt optional",
+    "regex": "regex smatch", "set": "set", "span": "span", "sstream": "istringstream ostringstream",
+    "string": "getline stoul string to_string", "string_view": "string_view", "thread": "thread",
+    "tuple": "tie tuple", "utility": "exchange forward move pair swap", "variant": "variant",
+    "vector": "vector"}.items() for name in names.split()}
+
+
+def headers_behind(tree, path, seen):
+    """The libraries' headers of a file and of all of ours that it includes."""
+    headers = set()
+    if path not in seen:
+        seen.add(path)
+        for _, ours, header in includes_of(tree[path]):
+            beside = posixpath.normpath(posixpath.join(posixpath.dirname(path), header))
+            if not ours:
+                headers.add(header)
+            elif header in tree or beside in tree:
+                headers |= headers_behind(tree, header if header in tree else beside, seen)
+    return headers
+
+
+@rule
+def every_name_of_the_standard_library_has_its_header(tree):
+    for path, text in cpp_files(tree):
+        headers = headers_behind(tree, path, set())
+        for match in re.finditer(r"\bstd::(\w+)", code_of(text)):
+            needed = _HEADER_OF.get(match[1])
+            if needed:
+                yield None
+                if needed not in headers:
+                    headers.add(needed)
+                    yield Finding(path, line_at(text, match.start()),
+                                  f"std::{match[1]} without its header", f"#include <{needed}>")
 
 
 # ---- Comments ----------------------------------------------------------------------------------

@@ -14,4 +14,8 @@ std::vector<std::string> LinesOf(const std::string& text) {
     return lines;
 }
 
+bool Has(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
 }  // namespace runs

@@ -12,6 +12,7 @@
 #include "tests/runs/Compare.h"
 #include "tests/runs/Conversation.h"
 #include "tests/runs/ToolLog.h"
+#include "tests/scenarios/ToolRun.h"
 #include "tests/support/HexText.h"
 #include "tests/support/LoaderFrames.h"
 
@@ -27,25 +28,18 @@ using runs::Outcome;
 using runs::Say;
 using runs::Target;
 using runs::UpdateLog;
+using scenarios::ExpectRun;
+using scenarios::kFailure;
+using scenarios::kResetLog;
+using scenarios::kSuccess;
 
 namespace {
 
-constexpr int kSuccess = 0;
-constexpr int kFailure = 255;
 constexpr int kStuck = 124;
 constexpr int kKilled = 128 + 9;
 
 const std::string kHexVersion = Say("info", "HEX file version is 4660");
 const std::string kCurrent = Say("info", "Current MSP version is 256");
-const std::string kResetLog = DetectionLog() + Say("verbose", "Resetting MSP...");
-
-void ExpectRun(const Outcome& run, int status, const std::string& log,
-               const Conversation& expected) {
-    EXPECT_EQ(run.status, status);
-    ExpectSame(run.log, log);
-    EXPECT_EQ(run.error, "");
-    ExpectSame(run.Conversation(), expected.Text());
-}
 
 /// vboard's word for a program that waits for what nobody can send.
 void ExpectStuck(const Outcome& run, const std::string& log, const std::string& awaited) {

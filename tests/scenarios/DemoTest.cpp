@@ -9,11 +9,13 @@
 #include <vector>
 
 #include "tests/runs/Board.h"
+#include "tests/runs/Lines.h"
 #include "tests/runs/Process.h"
 #include "tests/support/HexText.h"
 #include "tests/support/TempFolder.h"
 
 using runs::Ended;
+using runs::Has;
 using runs::RunProcess;
 
 namespace {
@@ -62,10 +64,6 @@ std::string ImageOf(std::uint16_t version, const std::string& record = "") {
     return hex::Data(0x2100, {static_cast<std::uint8_t>(version & 0xFFU),
                               static_cast<std::uint8_t>(version >> 8U)}) +
            record + Vectors() + hex::EndOfFile();
-}
-
-bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
 }
 
 TEST(Demo, WithABadArgumentSaysSoInOneLineAndDoesNothing) {

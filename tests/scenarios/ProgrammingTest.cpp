@@ -12,6 +12,7 @@
 #include "tests/runs/Conversation.h"
 #include "tests/runs/Process.h"
 #include "tests/runs/ToolLog.h"
+#include "tests/scenarios/ToolRun.h"
 #include "tests/support/HexText.h"
 #include "tests/support/TempFolder.h"
 
@@ -31,43 +32,37 @@ using runs::ProgrammingLog;
 using runs::Say;
 using runs::UpdateLog;
 using runs::Wiring;
+using scenarios::ExpectRun;
+using scenarios::kFailure;
+using scenarios::kSuccess;
 
 namespace {
-
-constexpr int kFailure = 255;
 
 const std::string kSkipped =
     Say("info", "Not programming MSP because it's firmware version is already current");
 
-/// The run went well, said `log` and nothing else, and did exactly this.
-void ExpectSuccess(const Outcome& run, const std::string& log, const Conversation& expected) {
-    EXPECT_EQ(run.status, 0);
-    ExpectSame(run.log, log);
-    EXPECT_EQ(run.error, "");
-    ExpectSame(run.Conversation(), expected.Text());
-}
-
 TEST(ProgrammingRun, OfBlinkyIsTheWholeConversationAndLeavesTheImageInTheChip) {
     Board board;
     const Outcome run = board.Runs({"-f", BlinkyPath()});
-    ExpectSuccess(run, ProgrammingLog(), Conversation().Programs(BlocksOf(Blinky()), 256, 4660));
+    ExpectRun(run, kSuccess, ProgrammingLog(),
+              Conversation().Programs(BlocksOf(Blinky()), 256, 4660));
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
 }
 
 TEST(ProgrammingRun, OfFortyKilobytesIsTheWholeConversationAndLeavesTheImageInTheChip) {
     Board board;
     const Outcome run = board.Runs({"-f", BigPath()});
-    ExpectSuccess(run, ProgrammingLog(), Conversation().Programs(BlocksOf(Big()), 256, 4660));
+    ExpectRun(run, kSuccess, ProgrammingLog(), Conversation().Programs(BlocksOf(Big()), 256, 4660));
     EXPECT_EQ(board.DifferenceFrom(Big()), "");
 }
 
 TEST(ProgrammingRun, OfTheVersionThatRunsIsSkippedAsCurrent) {
     Board board;
     ASSERT_EQ(board.Runs({"-f", BlinkyPath()}).status, 0);
-    ExpectSuccess(board.Runs({"-f", BlinkyPath()}),
-                  Say("info", "HEX file version is 4660") +
-                      Say("info", "Current MSP version is 4660") + kSkipped,
-                  Conversation().AsksVersion(4660));
+    ExpectRun(board.Runs({"-f", BlinkyPath()}), kSuccess,
+              Say("info", "HEX file version is 4660") + Say("info", "Current MSP version is 4660") +
+                  kSkipped,
+              Conversation().AsksVersion(4660));
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
 }
 
@@ -82,25 +77,25 @@ TEST(ProgrammingRun, ThatIsForcedProgramsTheVersionThatRunsAndAsksOnlyAfterwards
     Board board;
     ASSERT_EQ(board.Runs({"-f", BigPath()}).status, 0);
     const Outcome run = board.Runs({"-F", "-f", BlinkyPath()});
-    ExpectSuccess(run,
-                  Say("info", "HEX file version is 4660") + DetectionLog() + EraseLog() +
-                      UpdateLog() + Say("verbose", "Success"),
-                  Conversation()
-                      .Begins()
-                      .Detects()
-                      .MassErases()
-                      .Updates(BlocksOf(Blinky()))
-                      .Ends()
-                      .Pauses(500000)
-                      .AsksVersion(4660));
+    ExpectRun(run, kSuccess,
+              Say("info", "HEX file version is 4660") + DetectionLog() + EraseLog() + UpdateLog() +
+                  Say("verbose", "Success"),
+              Conversation()
+                  .Begins()
+                  .Detects()
+                  .MassErases()
+                  .Updates(BlocksOf(Blinky()))
+                  .Ends()
+                  .Pauses(500000)
+                  .AsksVersion(4660));
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
 }
 
 TEST(ProgrammingRun, OnTheThirdModelTakesItsPortAndItsLines) {
     Board board;
     const Outcome run = board.OfModel("BRDC").Runs({"-m", "BRDC", "-f", BlinkyPath()});
-    ExpectSuccess(run, ProgrammingLog(),
-                  Conversation(BoardC()).Programs(BlocksOf(Blinky()), 256, 4660));
+    ExpectRun(run, kSuccess, ProgrammingLog(),
+              Conversation(BoardC()).Programs(BlocksOf(Blinky()), 256, 4660));
     EXPECT_EQ(board.DifferenceFrom(Blinky()), "");
 }
 
@@ -122,8 +117,8 @@ TEST(ProgrammingRun, UsesTheDevicesGivenForProgrammingAndForTheVersion) {
                             .WithOption("port=/dev/ttyUSB7")
                             .WithOption("comm=/dev/link0")
                             .Runs({"-c", "/dev/link0", "-d", "/dev/ttyUSB7", "-f", BlinkyPath()});
-    ExpectSuccess(run, ProgrammingLog(),
-                  Conversation(wiring).Programs(BlocksOf(Blinky()), 256, 4660));
+    ExpectRun(run, kSuccess, ProgrammingLog(),
+              Conversation(wiring).Programs(BlocksOf(Blinky()), 256, 4660));
 }
 
 // ---- the version afterwards ----

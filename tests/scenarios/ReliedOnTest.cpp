@@ -12,6 +12,7 @@
 #include "tests/runs/Board.h"
 #include "tests/runs/Process.h"
 #include "tests/runs/ToolLog.h"
+#include "tests/scenarios/ToolRun.h"
 #include "tests/support/HexText.h"
 
 using runs::Blinky;
@@ -20,11 +21,11 @@ using runs::Board;
 using runs::Outcome;
 using runs::Say;
 using runs::Target;
+using scenarios::kFailure;
+using scenarios::kSuccess;
 
 namespace {
 
-constexpr int kSuccess = 0;
-constexpr int kFailure = 255;
 constexpr int kTimeLimit = 124;
 
 const std::string kNoAnswer =

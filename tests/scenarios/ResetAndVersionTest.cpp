@@ -11,33 +11,24 @@
 #include "tests/runs/Compare.h"
 #include "tests/runs/Conversation.h"
 #include "tests/runs/ToolLog.h"
+#include "tests/scenarios/ToolRun.h"
 
 using runs::Board;
 using runs::BoardC;
 using runs::Conversation;
-using runs::DetectionLog;
-using runs::ExpectSame;
 using runs::Outcome;
 using runs::Say;
 using runs::Wiring;
+using scenarios::ExpectRun;
+using scenarios::kResetLog;
+using scenarios::kSuccess;
 
 namespace {
 
-constexpr int kSuccess = 0;
-
 // What is not the board's, like /dev/nowhere, is the machine's, and in no transcript.
 
-const std::string kResetLog = DetectionLog() + Say("verbose", "Resetting MSP...");
 const std::string kVersionLog = Say("info", "Current MSP version is 256");
 const std::string kNotReadLog = Say("warn", "Error reading current version from MSP");
-
-void ExpectRun(const Outcome& run, int status, const std::string& log,
-               const Conversation& expected) {
-    EXPECT_EQ(run.status, status);
-    ExpectSame(run.log, log);
-    EXPECT_EQ(run.error, "");
-    ExpectSame(run.Conversation(), expected.Text());
-}
 
 Conversation Reset(const Wiring& wiring = {}) {
     return Conversation(wiring).Begins().Detects().Restarts().Ends();

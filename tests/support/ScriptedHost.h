@@ -5,6 +5,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <cstdio>
 #include <deque>
 #include <functional>
 #include <map>

@@ -57,10 +57,6 @@ std::string DifferenceOf(const std::vector<std::string>& expected,
         wanted == expected.end() ? "(none)" : *wanted, got == printed.end() ? "(none)" : *got);
 }
 
-bool Contains(std::string_view text, std::string_view part) {
-    return text.find(part) != std::string_view::npos;
-}
-
 /// The program may wait for ever only where the chip owes it an answer to a frame that was written
 /// whole.
 bool WaitsForTheChip(const std::vector<Event>& recording) {
@@ -158,8 +154,8 @@ Verdict Worker::Judge(const Image& image, const Ended& ended) const {
             verdict.outcome = Outcome::kKilled;
             break;
         case kExitHeld:
-            verdict.outcome =
-                Contains(ended.errors, "ordered not to return") ? Outcome::kHeld : Outcome::kSilent;
+            verdict.outcome = runs::Has(ended.errors, "ordered not to return") ? Outcome::kHeld
+                                                                               : Outcome::kSilent;
             if (verdict.outcome == Outcome::kSilent && !WaitsForTheChip(recording)) {
                 verdict.problem = "waits for ever although the chip owes no answer";
             }

@@ -15,8 +15,8 @@
 namespace tty {
 namespace {
 
-const std::string kPort = "open:/dev/ttyS1:rw ";
-const std::string kOpened = "open:/dev/ttyS1:rw = open\n";
+const std::string kTerminal = "open:/dev/ttyS1:rw ";
+const std::string kTerminalOpened = "open:/dev/ttyS1:rw = open\n";
 
 /// What the chip said in the last run.
 std::vector<std::string> ChipSaid(const ProbeRun& run) {
@@ -33,8 +33,8 @@ std::vector<std::string> CallsOf(const ProbeRun& run, const std::string& word) {
 }
 
 TEST(Waits, ForFilesThatAreNowhereOrTooManyAreRefused) {
-    EXPECT_EQ(ProbeRun().Says(kPort + "nofiles"),
-              kOpened + "nofiles = EFAULT EFAULT EINVAL EINVAL 1 EINVAL\n");
+    EXPECT_EQ(ProbeRun().Says(kTerminal + "nofiles"),
+              kTerminalOpened + "nofiles = EFAULT EFAULT EINVAL EINVAL 1 EINVAL\n");
 }
 
 TEST(Files, OpenedByTheNumberOfASystemCallAreRefused) {
@@ -42,8 +42,8 @@ TEST(Files, OpenedByTheNumberOfASystemCallAreRefused) {
 }
 
 TEST(Waits, ForTimesThatCannotBeAreRefused) {
-    EXPECT_EQ(ProbeRun().Says(kPort + "notime"),
-              kOpened +
+    EXPECT_EQ(ProbeRun().Says(kTerminal + "notime"),
+              kTerminalOpened +
                   "notime = EINVAL EINVAL EINVAL EINVAL EINVAL EINVAL EINVAL EINVAL "
                   "EINVAL EINVAL EINVAL EINVAL EINVAL EINVAL\n");
 }
@@ -51,8 +51,8 @@ TEST(Waits, ForTimesThatCannotBeAreRefused) {
 TEST(Waits, AreCountedInTheTranscriptAsTheProgramGotThem) {
     ProbeRun run;
     EXPECT_EQ(
-        run.InLoader().Says(kPort + "raw:9600:E:1:0 write:80 pause:5 poll:inout:0 selectboth"),
-        kOpened +
+        run.InLoader().Says(kTerminal + "raw:9600:E:1:0 write:80 pause:5 poll:inout:0 selectboth"),
+        kTerminalOpened +
             "raw:9600:E:1:0 = 0\n"
             "write:80 = 1\n"
             "pause:5 = 0 (5 ms)\n"
@@ -66,7 +66,7 @@ TEST(Waits, AreCountedInTheTranscriptAsTheProgramGotThem) {
 TEST(Breaks, ReachTheChipAsAZeroWithoutAStopBit) {
     for (const std::string way : {"break", "sbreak pause:3 cbreak"}) {
         ProbeRun run;
-        static_cast<void>(run.InLoader().Says(kPort + "raw:9600:E:0:1 " + way + " pause:50"));
+        static_cast<void>(run.InLoader().Says(kTerminal + "raw:9600:E:0:1 " + way + " pause:50"));
         const auto said = ChipSaid(run);
         EXPECT_EQ(
             said,
@@ -77,14 +77,15 @@ TEST(Breaks, ReachTheChipAsAZeroWithoutAStopBit) {
 
 TEST(Breaks, AreOnTheWireForAsLongAsTheProgramHoldsTheLine) {
     ProbeRun run;
-    EXPECT_EQ(run.InLoader().Says(kPort + "raw:9600:E:1:0 sbreak pause:30 cbreak write:80 read:1"),
-              kOpened +
-                  "raw:9600:E:1:0 = 0\n"
-                  "sbreak = 0\n"
-                  "pause:30 = 0 (30 ms)\n"
-                  "cbreak = 0\n"
-                  "write:80 = 1\n"
-                  "read:1 = 1 90 (2 ms)\n");
+    EXPECT_EQ(
+        run.InLoader().Says(kTerminal + "raw:9600:E:1:0 sbreak pause:30 cbreak write:80 read:1"),
+        kTerminalOpened +
+            "raw:9600:E:1:0 = 0\n"
+            "sbreak = 0\n"
+            "pause:30 = 0 (30 ms)\n"
+            "cbreak = 0\n"
+            "write:80 = 1\n"
+            "read:1 = 1 90 (2 ms)\n");
     // One character time after its beginning it is seen, and its end lets the next character go.
     const std::string transcript = runs::ReadFile(run.PathOf("transcript"));
     for (const std::string line :
@@ -103,14 +104,14 @@ TEST(Marks, DoubleACharacterThatLooksLikeOne) {
     password += "5bcb";
     ProbeRun run;
     // Erased, unlocked by the password of erased flash, read: four bytes of 0xFF.
-    EXPECT_EQ(run.InLoader().Says(kPort +
+    EXPECT_EQ(run.InLoader().Says(kTerminal +
                                   "raw:9600:E:1:0 parmrk "
                                   "write:80 read:1 write:80180404000006a57d46 read:1 "
                                   "write:80 read:1 write:" +
                                   password +
                                   " read:1 "
                                   "write:80 read:1 write:8014040400f004007f1f pause:50 read:40"),
-              kOpened +
+              kTerminalOpened +
                   "raw:9600:E:1:0 = 0\n"
                   "parmrk = 0\n"
                   "write:80 = 1\n"
@@ -154,7 +155,7 @@ TEST(GpioStream, IsReadAgainAfterARewindAndAfterASeek) {
 TEST(Refusals, OfASetOfFilesSayWhatElseThereIs) {
     ProbeRun run;
     const runs::Ended ended = run.Run({TTY_PROBE, "open:/dev/ttyS1:rw", "epoll"});
-    EXPECT_EQ(ended.output, kOpened + "epoll = EPERM EPERM\n");
+    EXPECT_EQ(ended.output, kTerminalOpened + "epoll = EPERM EPERM\n");
     EXPECT_EQ(ended.error,
               "vboard: epoll_ctl of /dev/ttyS1 is refused with EPERM: wait for the board's files "
               "with poll or select\n");

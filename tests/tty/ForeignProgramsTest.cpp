@@ -13,10 +13,6 @@
 namespace tty {
 namespace {
 
-bool IsInstalled(const std::string& program) {
-    return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
-}
-
 const std::string kInShell =
     "g=/sys/class/gpio; echo 86 > $g/export && echo out > $g/gpio86/direction &&"
     " echo 1 > $g/gpio86/value && read v < $g/gpio86/value && echo $v &&"

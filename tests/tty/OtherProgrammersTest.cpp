@@ -5,20 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 
+#include "tests/runs/Lines.h"
 #include "tests/tty/ProbeRun.h"
 
 namespace tty {
 namespace {
 
-bool IsInstalled(const std::string& program) {
-    return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
-}
-
-bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
+using runs::Has;
 
 TEST(OtherProgrammers, Stm32flashTimesOut) {
     if (!IsInstalled("stm32flash")) {

@@ -11,9 +11,6 @@
 namespace tty {
 namespace {
 
-const std::string kPort = "open:/dev/ttyS1:rw:noctty ";
-const std::string kOpened = "open:/dev/ttyS1:rw:noctty = open\n";
-
 TEST(TtyPort, AWriteReturnsWhenItIsQueuedAndDrainWaitsForTheWire) {
     EXPECT_EQ(ProbeRun().Says(kPort + "fill:20 outq drain outq"), kOpened +
                                                                       "fill:20 = 20\n"

@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "tests/tty/ProbeRun.h"
 
+#include <cstdlib>
 #include <sstream>
 
 #include "tests/runs/Transcript.h"
 #include "vboard/text/Format.h"
 
 namespace tty {
+
+bool IsInstalled(const std::string& program) {
+    return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
+}
 
 ProbeRun& ProbeRun::With(const std::string& option, const std::string& value) {
     m_options.push_back(option);

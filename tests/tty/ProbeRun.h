@@ -11,6 +11,13 @@
 
 namespace tty {
 
+/// The words that open the port as a serial program does, and what the probe then says.
+inline const std::string kPort = "open:/dev/ttyS1:rw:noctty ";
+inline const std::string kOpened = "open:/dev/ttyS1:rw:noctty = open\n";
+
+/// Whether the machine has this program.
+bool IsInstalled(const std::string& program);
+
 /// A board of its own for each: vboard's options in front, what is run behind.
 class ProbeRun {
 public:

@@ -9,8 +9,6 @@
 namespace tty {
 namespace {
 
-const std::string kPort = "open:/dev/ttyS1:rw:noctty ";
-
 TEST(TtyRead, AByteArrivesWhenItHasCrossedTheWire) {
     EXPECT_EQ(ProbeRun().InLoader().Says(kPort + "raw:9600:E:1:0 write:80 read:10"),
               "open:/dev/ttyS1:rw:noctty = open\n"

@@ -12,10 +12,6 @@
 namespace tty {
 namespace {
 
-bool IsInstalled(const std::string& program) {
-    return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
-}
-
 struct Talk {
     const char* name;     ///< Also the program that has to be there.
     const char* program;  ///< What a shell is told.

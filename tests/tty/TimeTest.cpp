@@ -6,6 +6,8 @@
 
 #include "tests/tty/ProbeRun.h"
 
+#include <utility>
+
 namespace tty {
 namespace {
 

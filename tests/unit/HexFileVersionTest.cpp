@@ -4,28 +4,23 @@
 #include <string>
 
 #include "flashmcu/IntelHexFileWrapper.h"
-#include "tests/support/Expected.h"
 #include "tests/support/HexText.h"
 #include "tests/support/ScriptedHost.h"
 #include "tests/support/TempFolder.h"
+#include "tests/unit/ReaderLog.h"
+
+using reader_log::kEndOfText;
+using reader_log::Said;
 
 namespace {
 
-constexpr unsigned short kUntouched = 0xABCD;
-
-std::string Said(const std::string& level, const std::string& message) {
-    return expected::LogOf("IntelHexFileWrapper", level, message);
-}
-
-const std::string kEndOfText =
-    Said("error", "CIntelHexWrapper::ReadLineToBuffer() Error reading char from file.") +
-    Said("error", "CIntelHexWrapper::GetNextData() ReadLineToBuffer failed ");
+constexpr unsigned short kVersionBefore = 0xABCD;
 
 // Looks for the version in a file with a text of the test's.
 class HexFileVersion : public testing::Test {
 protected:
     bool Find(const std::string& text, unsigned short location = 0x2100) {
-        m_version = kUntouched;
+        m_version = kVersionBefore;
         m_host.Forget();
         const std::string name = m_folder.WriteFile("image.hex", text);
         m_host.WatchesImage(name);
@@ -40,12 +35,12 @@ protected:
 
     void ExpectMissing(const std::string& text, unsigned short location = 0x2100) {
         EXPECT_FALSE(Find(text, location));
-        EXPECT_EQ(m_version, kUntouched);
+        EXPECT_EQ(m_version, kVersionBefore);
     }
 
     TempFolder m_folder;
     ScriptedHost m_host;
-    unsigned short m_version = kUntouched;
+    unsigned short m_version = kVersionBefore;
 };
 
 }  // namespace
@@ -115,17 +110,17 @@ TEST_F(HexFileVersion, IsMissingBehindAnUnknownRecordAndTheFileIsClosed) {
 
 TEST_F(HexFileVersion, IsMissingInAFileThatIsNotThere) {
     const std::string name = m_folder.PathOf("missing.hex");
-    unsigned short version = kUntouched;
+    unsigned short version = kVersionBefore;
     EXPECT_FALSE(GetHexFileVersion(name, 0x2100, version));
-    EXPECT_EQ(version, kUntouched);
+    EXPECT_EQ(version, kVersionBefore);
     EXPECT_EQ(m_host.Conversation(),
               Said("error", "CIntelHexWrapper::Open failed to open " + name));
 }
 
 TEST_F(HexFileVersion, IsMissingInAFileWithoutAName) {
-    unsigned short version = kUntouched;
+    unsigned short version = kVersionBefore;
     EXPECT_FALSE(GetHexFileVersion("", 0x2100, version));
-    EXPECT_EQ(version, kUntouched);
+    EXPECT_EQ(version, kVersionBefore);
     EXPECT_EQ(m_host.Conversation(), Said("error", "CIntelHexWrapper::Open Error empty filename "));
 }
 

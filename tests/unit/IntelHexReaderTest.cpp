@@ -14,20 +14,16 @@
 #include "tests/support/ScriptedHost.h"
 #include "tests/support/TempFolder.h"
 #include "tests/unit/ClassLayout.h"
+#include "tests/unit/ReaderLog.h"
+
+using reader_log::kEndOfText;
+using reader_log::kLineFailed;
+using reader_log::kReadError;
+using reader_log::Said;
 
 namespace {
 
 constexpr int kUntouchedLength = -77;
-
-std::string Said(const std::string& level, const std::string& message) {
-    return expected::LogOf("IntelHexFileWrapper", level, message);
-}
-
-const std::string kReadError =
-    Said("error", "CIntelHexWrapper::ReadLineToBuffer() Error reading char from file.");
-const std::string kLineFailed =
-    Said("error", "CIntelHexWrapper::GetNextData() ReadLineToBuffer failed ");
-const std::string kEndOfText = kReadError + kLineFailed;
 
 // A reader of a file with this text, the host that hears its lines, and the record read last.
 class IntelHexReader : public testing::Test {

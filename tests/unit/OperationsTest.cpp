@@ -35,7 +35,7 @@ using loader::kNak;
 
 namespace {
 
-const Bytes kPassword = Repeat(0xFF, 32);
+const Bytes kErasedPassword = Repeat(0xFF, 32);
 
 const std::string kStartStep = Log("verbose", "StartBSL()");
 const std::string kOpenStep = Log("verbose", "OpenSerial()");
@@ -315,7 +315,7 @@ protected:
         m_host.WatchesImage(m_image);
     }
 
-    bool Program() { return m_target.UpdateMSP(m_image, kPassword.data()); }
+    bool Program() { return m_target.UpdateMSP(m_image, kErasedPassword.data()); }
 
     // What is said before the port is opened.
     static std::string LoaderReached() {
@@ -396,18 +396,18 @@ TEST_F(Update, WithoutAPasswordTakesTheErasedDevices) {
 TEST_F(Update, WithoutAPortTouchesNothingAndHasNoFinishLine) {
     CFWUMsp target(&kBoardWithoutPort);
     m_host.Forget();
-    EXPECT_FALSE(target.UpdateMSP(m_image, kPassword.data()));
+    EXPECT_FALSE(target.UpdateMSP(m_image, kErasedPassword.data()));
     EXPECT_EQ(Conversation(), kStarting + Error("No comport specified!"));
 }
 
 TEST_F(Update, WithoutAFileNameSpeaksOfTheComportAndHasNoFinishLine) {
-    EXPECT_FALSE(m_target.UpdateMSP("", kPassword.data()));
+    EXPECT_FALSE(m_target.UpdateMSP("", kErasedPassword.data()));
     EXPECT_EQ(Conversation(), kStarting + Error("No comport specified!"));
 }
 
 TEST_F(Update, WithAMissingFileNeverSwitchesTheTristate) {
     const std::string name = m_folder.PathOf("missing.hex");
-    EXPECT_FALSE(m_target.UpdateMSP(name, kPassword.data()));
+    EXPECT_FALSE(m_target.UpdateMSP(name, kErasedPassword.data()));
     EXPECT_EQ(Conversation(), kStarting +
                                   LogOf("IntelHexFileWrapper", "error",
                                         "CIntelHexWrapper::Open failed to open " + name) +

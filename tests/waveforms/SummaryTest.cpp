@@ -12,10 +12,7 @@ namespace {
 
 using std::chrono_literals::operator""ms;
 
-constexpr std::uint32_t kReset = 0;
-constexpr std::uint32_t kLoader = 2;
-constexpr std::uint32_t kApplication = 3;
-constexpr std::uint32_t kStopped = 4;
+using enum ChipMode;
 
 /// What one kind of operation took, in one line: times in milliseconds, nothing that is 0.
 std::string Text(const Activity& activity) {
@@ -49,7 +46,9 @@ std::string Text(const Activity& activity) {
 /// A summary that is told a conversation step by step. A character takes 1 ms.
 class Conversation {
 public:
-    Conversation& Mode(std::uint32_t mode) { return Signals(Signal::kChipMode, mode); }
+    Conversation& Mode(ChipMode mode) {
+        return Signals(Signal::kChipMode, static_cast<std::uint32_t>(mode));
+    }
     Conversation& Busy(bool busy) { return Signals(Signal::kChipBusy, busy ? 1 : 0); }
     Conversation& Pass(Duration length) {
         m_clock.Pass(length);

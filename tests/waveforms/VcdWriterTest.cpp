@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 #include "tests/waveforms/VcdText.h"
@@ -13,8 +14,6 @@ namespace {
 
 using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""us;
-
-constexpr std::uint32_t kLoader = 2;
 
 /// One fault for the first character of a lane.
 class FirstCharacterFault : public Faults {
@@ -126,7 +125,11 @@ TEST(AWaveform, OfARunInWhichNothingHappensDeclaresItsSignalsAndTellsHowTheyStan
 
 TEST(AWaveform, BeginsWithWhatWasAnnouncedBefore) {
     const std::string vcd =
-        Bench().Signals(Signal::kResetGpio, 1).Signals(Signal::kChipMode, kLoader).Begin().Finish();
+        Bench()
+            .Signals(Signal::kResetGpio, 1)
+            .Signals(Signal::kChipMode, static_cast<std::uint32_t>(ChipMode::kLoader))
+            .Begin()
+            .Finish();
     EXPECT_EQ(ChangesOf(vcd, "reset_gpio"), "0:1");
     EXPECT_EQ(ChangesOf(vcd, "chip_mode_loader"), "0:1");
     EXPECT_EQ(ChangesOf(vcd, "chip_mode_stopped"), "0:0");

@@ -13,15 +13,13 @@ namespace {
 using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""us;
 
-constexpr std::uint32_t kReset = 0;
-constexpr std::uint32_t kLoader = 2;
-constexpr std::uint32_t kApplication = 3;
+using enum ChipMode;
 
 /// A log that is told a run step by step. A character takes 1 ms.
 class Story {
 public:
     Story() {
-        m_log.OnSignal(Signal::kChipMode, kApplication);
+        Mode(kApplication);
         m_log.Begin();
     }
     Story& Calls() {
@@ -32,7 +30,7 @@ public:
         m_log.OnSignal(signal, value);
         return *this;
     }
-    Story& Mode(std::uint32_t mode) { return Sets(Signal::kChipMode, mode); }
+    Story& Mode(ChipMode mode) { return Sets(Signal::kChipMode, static_cast<std::uint32_t>(mode)); }
     Story& Pass(Duration length) {
         m_clock.Pass(length);
         return *this;

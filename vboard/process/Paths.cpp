@@ -8,6 +8,7 @@
 #include <climits>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "vboard/host/SysfsGpio.h"
 #include "vboard/process/Descriptors.h"

@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 
+#include <cstdint>
 #include <string>
 
 namespace vboard {

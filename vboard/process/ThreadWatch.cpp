@@ -8,9 +8,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "vboard/process/RealLibc.h"
 #include "vboard/text/Format.h"

@@ -5,6 +5,7 @@
 #include <array>
 #include <iterator>
 #include <numeric>
+#include <utility>
 
 #include "vboard/record/WaveWindow.h"
 #include "vboard/text/Format.h"

@@ -4,6 +4,7 @@
 
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "vboard/host/TermiosText.h"
 #include "vboard/probe/Signals.h"

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <span>
+#include <utility>
 
 #include "vboard/chip/Chip.h"
 

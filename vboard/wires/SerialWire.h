@@ -3,6 +3,8 @@
 
 // The programming link: two lanes between the host's port and the chip.
 
+#include <utility>
+
 #include "vboard/chip/Chip.h"
 #include "vboard/wires/SerialLane.h"
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <utility>
 
 #include "vboard/text/Format.h"
 #include "vboard/text/HexText.h"

@@ -35,6 +35,7 @@ using ::Repeat;
 // Frames made from the protocol.
 using loader::Frame;
 using loader::MassEraseFrame;
+using loader::VersionRequestFrame;
 using loader::WriteFrame;
 Bytes PasswordFrame(const Bytes& password);
 /// The two checksum bytes put right after a change to the rest.

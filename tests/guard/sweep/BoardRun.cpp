@@ -9,6 +9,7 @@
 #include <iostream>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "tests/guard/sweep/HostCalls.h"
 #include "vboard/board/StartState.h"

@@ -26,6 +26,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "guard/plan/Plan.h"

@@ -12,6 +12,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 namespace guard_sweep {
 namespace {

@@ -5,6 +5,8 @@
 
 #include "tests/guard/sweep/Story.h"
 
+#include <utility>
+
 namespace guard_sweep {
 namespace {
 
