@@ -8,6 +8,7 @@ _TOKEN = re.compile(
     r"""
     (?P<comment>//[^\n]*|/\*.*?\*/)
   | (?P<directive>^[ ]*\#[^\n]*)
+  | (?P<asserted>\bstatic_assert\((?:"(?:\\.|[^"\\\n])*"|[^";])*;)
   | (?P<string>"(?:\\.|[^"\\\n])*")
   | (?P<character>'(?:\\.|[^'\\\n])+')
   | (?P<number>\b(?:0[xX][0-9a-fA-F']+|[0-9][0-9']*)(?:[uUlL]*)\b)
@@ -31,7 +32,8 @@ class Token:
 
 
 class Source:
-    """One source file: its text, and its tokens without comments, directives and blanks."""
+    """One source file: its text, and its tokens without comments, directives and blanks, nor what
+    the compiler alone looks at: no program has a static_assert in it that a test could watch."""
 
     def __init__(self, path, text):
         self.path = path
@@ -39,7 +41,7 @@ class Source:
         self.tokens = [
             Token(match.lastgroup, match.group(), match.start())
             for match in _TOKEN.finditer(text)
-            if match.lastgroup not in ("comment", "directive", "space")
+            if match.lastgroup not in ("comment", "directive", "asserted", "space")
         ]
 
     def line_number(self, offset):

@@ -32,6 +32,11 @@ class Mutants(unittest.TestCase):
         self.assertEqual(changes("std::vector<int> items;", "operator"), [])
         self.assertEqual(changes("void Take(const char* a, Row& b);", "operator"), [])
 
+    def test_what_the_compiler_alone_looks_at_is_left_alone(self):
+        self.assertEqual(changes('static_assert(A(2) == 1, "a; (b)");\nF();\n'
+                                 "static_assert(kA &&\n              kB < 3);"),
+                         ["F(); -> ;"])
+
     def test_comparisons_flip_and_lose_or_gain_their_equality(self):
         self.assertEqual(changes("return a < b;", "operator"), ["< -> <=", "< -> >="])
         self.assertEqual(changes("return a == b;", "operator"), ["== -> !="])
