@@ -68,7 +68,9 @@ VBOARD_EXPORT int ftruncate64(int descriptor, off64_t length) __THROW {
 // Servers' way to wait for files. One that would be told nothing hangs, so it is told why.
 VBOARD_EXPORT int epoll_ctl(int set, int operation, int descriptor, epoll_event* event) __THROW {
     if (const auto file = FileFor(descriptor)) {
-        vboard::NameRefusedSet(file->path);
+        static bool said = false;
+        vboard::NameRefused(said, "epoll_ctl", file->path,
+                            "EPERM: wait for the board's files with poll or select");
         return Refused(EPERM);
     }
     static const auto real = vboard::RealNamed<decltype(&epoll_ctl)>("epoll_ctl");

@@ -10,7 +10,6 @@
 #include "vboard/process/Locks.h"
 #include "vboard/process/MemoryOwner.h"
 #include "vboard/process/RealLibc.h"
-#include "vboard/text/Format.h"
 #include "vboard/time/MustHold.h"
 
 namespace vboard {
@@ -25,18 +24,6 @@ int SetStatusFlags(int descriptor, OpenFile& file, int flags) {
     }
     file.nonBlocking = (flags & O_NONBLOCK) != 0;
     return 0;
-}
-
-/// Says once, in the board's turn, where the lines of a GPIO chip are instead.
-void NameRefusedChip(const std::string& path) {
-    static bool said = false;
-    if (!said && path.starts_with("/dev/gpiochip")) {
-        said = true;
-        Remark(
-            Formatted("open of {} is refused with ENOENT: the board's lines are the files of "
-                      "/sys/class/gpio",
-                      path));
-    }
 }
 
 }  // namespace
@@ -54,7 +41,11 @@ int OpenDescriptor(const Place& place, int flags, std::string_view mode) {
     const CallKind how = mode.empty() ? CallKind::kOpen : CallKind::kFopen;
     std::shared_ptr<OpenFile> file = place.TheHost().Open(how, place.Path(), flags, mode, error);
     if (file == nullptr) {
-        NameRefusedChip(place.Path());
+        if (place.Path().starts_with("/dev/gpiochip")) {
+            static bool said = false;
+            NameRefused(said, "open", place.Path(),
+                        "ENOENT: the board's lines are the files of /sys/class/gpio");
+        }
         errno = error;
         return -1;
     }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vboard/process/Wrapping.h"
 
+#include <utility>
+
 #include "vboard/text/Format.h"
 
 namespace vboard {
@@ -10,14 +12,10 @@ IoResult Exists(const Place& place) {
     return host.Find(place.Path()) == PathKind::kNone ? -host.WhyNone(place.Path()) : 0;
 }
 
-void NameRefusedSet(const std::string& path) {
-    static bool said = false;
-    if (!said) {
-        said = true;
-        Remark(
-            Formatted("epoll_ctl of {} is refused with EPERM: wait for the board's files with poll "
-                      "or select",
-                      path));
+void NameRefused(bool& said, std::string_view call, std::string_view path,
+                 std::string_view errnoAndInstead) {
+    if (!std::exchange(said, true)) {
+        Remark(Formatted("{} of {} is refused with {}", call, path, errnoAndInstead));
     }
 }
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "vboard/process/BoardTurn.h"
@@ -91,7 +92,9 @@ Result Answer(Ask&& ask) {
 /// 0 where a path of the board exists, else -ENOENT or -ENOTDIR.
 [[nodiscard]] IoResult Exists(const Place& place);
 
-/// Says once in a program, in the board's turn, why an epoll set doesn't take the file.
-void NameRefusedSet(const std::string& path);
+/// Says unless it was `said`, in the board's turn, that `call` of `path` is refused, with which
+/// errno and what there is instead.
+void NameRefused(bool& said, std::string_view call, std::string_view path,
+                 std::string_view errnoAndInstead);
 
 }  // namespace vboard
