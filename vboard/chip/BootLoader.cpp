@@ -48,9 +48,6 @@ BootLoader::~BootLoader() {
 }
 
 void BootLoader::Enter() {
-    m_commands.Enter(false);
-    m_format = SerialFormat{};
-    m_lockedSignal.Set(1);
     Listen(LoaderState::kSync);
 }
 

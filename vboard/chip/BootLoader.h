@@ -51,9 +51,10 @@ public:
     /// Not owned; without one, what is sent is lost.
     void ConnectSerial(SerialSink* sink) { m_sink = sink; }
 
-    /// Starts, locked and at 9600 baud, 8 data bits, even parity.
+    /// Starts, which comes only after an end: locked, at 9600 baud, 8 data bits, even parity.
     void Enter();
-    /// Ends, whatever it was doing; a work of the flash stops where it is.
+    /// Ends, whatever it was doing; a work of the flash stops where it is, and the next start finds
+    /// everything as at first.
     void Leave();
     /// Waits for a sync, or is off, as it was when it was kept; announces its signals.
     void Restore(bool running, bool unlocked);

@@ -87,6 +87,7 @@ Device::Opened TtyPort::Open(int /*flags*/) {
         return {nullptr, EBUSY};
     }
     if (m_openings++ == 0) {
+        // Whether the last close hung up (HUPCL) is so no matter: nothing is wired to these lines.
         m_modemLines |= TIOCM_DTR | TIOCM_RTS;
     }
     return {std::make_unique<TtyFile>(*this), 0};
@@ -106,9 +107,6 @@ void TtyPort::Close() {
     m_clock.Cancel(m_fifoTimeout);
     m_fifo.clear();
     m_input.clear();
-    if ((m_attributes.c_cflag & HUPCL) != 0) {
-        m_modemLines &= ~(TIOCM_DTR | TIOCM_RTS);
-    }
 }
 
 void TtyPort::Arrived(const ReceivedCharacter& character) {
