@@ -17,7 +17,6 @@ void Findings::Add(Finding finding) {
         m_kept.push_back(std::move(finding));
         return;
     }
-    ++m_more;
     // The last place is given up for the first refusal, so that a refused file shows why.
     if (finding.refused && FirstRefusal() == nullptr) {
         m_kept.back() = std::move(finding);

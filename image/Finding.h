@@ -37,8 +37,6 @@ public:
 
     /// In the order in which they were made, at most kMostKept.
     [[nodiscard]] const std::vector<Finding>& Kept() const { return m_kept; }
-    /// How many more there were than are kept.
-    [[nodiscard]] std::size_t More() const { return m_more; }
     /// Whether the file is refused, kept or not.
     [[nodiscard]] bool Refused() const { return m_refused; }
     /// Whether there are so many, and refusals among them, that it is pointless to look for more.
@@ -50,7 +48,6 @@ private:
     void Add(Finding finding);
 
     std::vector<Finding> m_kept;
-    std::size_t m_more = 0;
     bool m_refused = false;
 };
 

@@ -175,9 +175,12 @@ TEST(AStrictReader, ShowsARefusalBehindAHundredThingsThatAreOnlySaid) {
     for (int line = 0; line < 150; ++line) {
         text += ":012100005589\n";
     }
-    EXPECT_FALSE(Read(text + ":00000001FF\n").Found().Refused());
-    EXPECT_EQ(Read(text + ":00000001FF\n").Found().More(), 50U);
+    const HexReader taken = Read(text + ":00000001FF\n");
+    EXPECT_FALSE(taken.Found().Refused());
+    EXPECT_EQ(taken.Found().Kept().size(), Findings::kMostKept);
+    EXPECT_EQ(taken.Found().Kept().back().line, 101U);
     const HexReader reader = Read(text);
+    EXPECT_EQ(reader.Found().Kept().size(), Findings::kMostKept);
     ASSERT_NE(reader.Found().FirstRefusal(), nullptr);
     EXPECT_EQ(reader.Found().FirstRefusal()->what, "the end record is missing");
 }
