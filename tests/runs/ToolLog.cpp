@@ -3,44 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <map>
 #include <regex>
-#include <vector>
 
 #include "tests/runs/Lines.h"
-#include "tests/runs/Process.h"
+#include "tests/support/LogStatements.h"
 
 namespace runs {
 namespace {
-
-const std::vector<std::string>& SourceLines(const std::string& path) {
-    static std::map<std::string, std::vector<std::string>> sources;
-    auto& lines = sources[path];
-    if (lines.empty()) {
-        lines = LinesOf(ReadFile(std::string(FLASHMCU_SOURCE_DIR) + "/" + path + ".cpp"));
-    }
-    return lines;
-}
-
-/// The statement that begins at a line (numbered from 1), its lines joined.
-std::string StatementAt(const std::vector<std::string>& lines, std::size_t number) {
-    std::string statement;
-    for (std::size_t i = number - 1; i < lines.size(); ++i) {
-        statement += lines[i];
-        if (lines[i].ends_with(";")) {
-            break;
-        }
-    }
-    return statement;
-}
-
-/// Whether the message begins with the first text that the statement quotes.
-bool Emits(const std::string& statement, const std::string& message) {
-    static const std::regex kQuoted("\"([^\"]*)\"");
-    std::smatch quoted;
-    return std::regex_search(statement, quoted, kQuoted) && message.starts_with(quoted[1].str());
-}
 
 std::string CheckedLine(const std::string& line) {
     static const std::regex kLogLine(
@@ -50,14 +19,8 @@ std::string CheckedLine(const std::string& line) {
     if (!std::regex_match(line, parts, kLogLine)) {
         return line;
     }
-    const auto& source = SourceLines(parts[1]);
-    const std::size_t number = std::stoul(parts[2]);
-    if (number < 1 || number > source.size()) {
-        ADD_FAILURE() << "no such line in the source: " << line;
-        return line;
-    }
-    const std::string statement = StatementAt(source, number);
-    EXPECT_TRUE(statement.find("LogLine(") != std::string::npos && Emits(statement, parts[4]))
+    const auto words = WordsOfLogStatement(parts[1], std::stoul(parts[2]));
+    EXPECT_TRUE(words && !words->empty() && parts[4].str().starts_with(*words))
         << "not the line of the statement that says so: " << line;
     return parts[1].str() + " " + parts[3].str() + " " + parts[4].str();
 }

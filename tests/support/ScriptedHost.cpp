@@ -12,11 +12,11 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <utility>
 
 #include "AllocationCounter.h"
+#include "LogStatements.h"
 
 namespace {
 
@@ -81,38 +81,6 @@ std::string SettingsText(const termios& settings) {
         }
     }
     return text;
-}
-
-// The lines of a source of the tool; none if there is no such file.
-const std::vector<std::string>& SourceLines(const std::string& path) {
-    static std::map<std::string, std::vector<std::string>> sources;
-    auto& lines = sources[path];
-    if (lines.empty()) {
-        std::ifstream file(std::string(FLASHMCU_SOURCE_DIR) + "/" + path + ".cpp");
-        for (std::string line; std::getline(file, line);) {
-            lines.push_back(line);
-        }
-    }
-    return lines;
-}
-
-// Whether a log statement begins in this line of a source of the tool and has the words of the
-// message: the first of them that it quotes, since a zero byte can end a message.
-bool IsLogStatement(const std::string& sourcePath, std::size_t number, const std::string& message) {
-    const auto& lines = SourceLines(sourcePath);
-    if (number < 1 || number > lines.size() ||
-        lines[number - 1].find("LogLine(kLogPath, __LINE__, ") == std::string::npos) {
-        return false;
-    }
-    std::string statement;
-    for (std::size_t i = number - 1; i < lines.size() && !statement.ends_with(";"); ++i) {
-        statement += lines[i];
-    }
-    const std::size_t open = statement.find('"');
-    // The words of a statement that quotes none are composed by a function.
-    return open == std::string::npos ||
-           message.find(statement.substr(open + 1, statement.find('"', open + 1) - open - 1)) !=
-               std::string::npos;
 }
 
 // The parts of "PATH:LINE LEVEL MESSAGE" with its line end.
@@ -586,7 +554,9 @@ void ScriptedHost::RecordOutput(const std::string& text) {
     }
     const std::string folder = "flashmcu/";
     EXPECT_EQ(log.source.substr(0, folder.size()), folder) << "in the log line " << text;
-    EXPECT_TRUE(IsLogStatement(log.source, static_cast<std::size_t>(log.line), log.message))
+    // Not at its beginning where a function composes it; and a zero byte can end a message.
+    const auto words = WordsOfLogStatement(log.source, static_cast<std::size_t>(log.line));
+    EXPECT_TRUE(words && log.message.find(*words) != std::string::npos)
         << "not the line of the statement that says so: " << text;
     m_logLines.push_back(log.line);
     Record("log " + log.level + " " + log.source.substr(folder.size()) + " " +
