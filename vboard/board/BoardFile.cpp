@@ -197,10 +197,7 @@ bool BoardFile::Map(int descriptor, int protection, std::string& problem) {
 bool BoardFile::Create(int descriptor, const BoardSetup& setup, const image::MemoryImage* image,
                        Failure& failure) {
     const std::string text = setup.Text();
-    if (text.size() > kLongestSetup) {
-        failure.problem = Formatted("can't hold a setup of more than {} bytes", kLongestSetup);
-        return false;
-    }
+    MustHold(text.size() <= kLongestSetup, "each value has its limit, and so all of them fit");
     // All of it is there before it is mapped: a full disk is noticed here and nowhere else.
     const int error = posix_fallocate(descriptor, 0, kFileSizeBytes);
     if (error != 0) {

@@ -2,6 +2,7 @@
 #include "vboard/chip/FrameDecoder.h"
 
 #include "vboard/probe/LoaderCodes.h"
+#include "vboard/time/MustHold.h"
 
 namespace vboard {
 namespace {
@@ -39,9 +40,8 @@ FrameDecoder::Status FrameDecoder::Take(const ReceivedCharacter& character) {
     if (character.parityError) {
         return Fail(Defect::kParity);
     }
-    if (m_count < m_bytes.size()) {
-        m_bytes[m_count++] = character.value;
-    }
+    MustHold(m_count < m_bytes.size(), "a decoder is reset behind its verdict");
+    m_bytes[m_count++] = character.value;
     return Check();
 }
 
