@@ -5,5 +5,5 @@ add_library(flashmcu_warnings INTERFACE)
 target_compile_options(flashmcu_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   # Where rooms are compiled whole, gcc takes their sources for headers, and minds types without a linkage.
-  $<$<AND:$<BOOL:${FLASHMCU_ROOMS_WHOLE}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>
+  $<$<AND:$<BOOL:${FLASHMCU_WHOLE}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>
   $<$<BOOL:${FLASHMCU_WARNINGS_AS_ERRORS}>:-Werror>)

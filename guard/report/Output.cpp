@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kLongestWaitMs = 2000;
 /// A pipe that has room takes as much as this without a wait (PIPE_BUF).
-constexpr std::size_t kPieceBytes = 512;
+constexpr std::size_t kMostAtOnceBytes = 512;
 
 bool HasRoom(int descriptor, int waitMs) {
     pollfd wanted{descriptor, POLLOUT, 0};
@@ -36,7 +36,7 @@ void Output::Write(std::string_view text, int waitMs) {
     }
     bool begun = false;
     while (!text.empty() && HasRoom(m_descriptor, begun ? kLongestWaitMs : waitMs)) {
-        const std::size_t size = std::min(text.size(), kPieceBytes);
+        const std::size_t size = std::min(text.size(), kMostAtOnceBytes);
         const ssize_t written = write(m_descriptor, text.data(), size);
         if (written <= 0) {
             m_lost = m_lost || (errno != EPIPE && errno != EAGAIN);

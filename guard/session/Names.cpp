@@ -6,7 +6,7 @@
 namespace guard {
 namespace {
 
-constexpr std::array<std::string_view, kPhaseCount> kPhases{
+constexpr std::array<std::string_view, kPhaseCount> kPhaseNames{
     "lock",  "ask",    "enter", "erase",   "prove-erased", "write",
     "prove", "commit", "start", "release", "read"};
 
@@ -20,7 +20,7 @@ constexpr std::array<std::string_view, 12> kOutcomes{"nothing",   "installed", "
 }  // namespace
 
 std::string_view NameOf(Phase phase) {
-    return kPhases.at(static_cast<std::size_t>(phase));
+    return kPhaseNames.at(static_cast<std::size_t>(phase));
 }
 
 std::string_view NameOf(ChipState state) {

@@ -20,7 +20,7 @@ constexpr ClockRow kClockOfF1xx{{{0x80, 0x85}, {0xE0, 0x86}, {0xE0, 0x87}}};
 constexpr ClockRow kClockOfF2xx{{{0x80, 0x85}, {0x00, 0x8B}, {0x80, 0x8C}}};
 
 // The chip id is the board's own; figures with a doubt are named in `source`.
-constexpr std::array<ChipModel, 4> kModels{{
+constexpr std::array<ChipModel, 4> kChips{{
     {
         .name = "msp430-56k",
         .description = "56 KiB flash, loader 1.61; one mass erase is enough",
@@ -111,17 +111,17 @@ constexpr std::array<ChipModel, 4> kModels{{
 }  // namespace
 
 std::span<const ChipModel> AllChipModels() {
-    return kModels;
+    return kChips;
 }
 
 const ChipModel* FindChipModel(std::string_view name) {
-    const auto found = std::find_if(kModels.begin(), kModels.end(),
+    const auto found = std::find_if(kChips.begin(), kChips.end(),
                                     [name](const ChipModel& model) { return model.name == name; });
-    return found == kModels.end() ? nullptr : &*found;
+    return found == kChips.end() ? nullptr : &*found;
 }
 
 const ChipModel& DefaultChipModel() {
-    return kModels.front();
+    return kChips.front();
 }
 
 }  // namespace vboard

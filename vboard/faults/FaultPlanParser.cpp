@@ -162,9 +162,9 @@ Check FindPlace(std::string_view word, const PlaceInfo*& place) {
 }
 
 Check TakeDevice(std::string_view word, FaultRule& rule) {
-    constexpr std::array<std::string_view, 4> kNames{"port", "comm", "export", "unexport"};
+    constexpr std::array<std::string_view, 4> kDevices{"port", "comm", "export", "unexport"};
     const bool known = word.starts_with('/') || word.starts_with("gpio") ||
-                       std::find(kNames.begin(), kNames.end(), word) != kNames.end();
+                       std::find(kDevices.begin(), kDevices.end(), word) != kDevices.end();
     if (!known) {
         return Wrong{word, "is no device",
                      "port, comm, export, unexport, gpioN/value, gpioN/direction, a path, or one "

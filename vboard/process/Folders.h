@@ -36,6 +36,14 @@ bool NextEntry(DIR* folder, Entry& entry);
 /// The next entry in a place that holds until the call after: nullptr at the end.
 template <class Entry>
 [[nodiscard]] Entry* NextEntry(DIR* folder);
+template <>
+bool NextEntry(DIR* folder, struct dirent& entry);
+template <>
+bool NextEntry(DIR* folder, struct dirent64& entry);
+template <>
+struct dirent* NextEntry(DIR* folder);
+template <>
+struct dirent64* NextEntry(DIR* folder);
 
 /// Stores a text as getcwd(3) does: in memory of its own where `buffer` is nullptr; nullptr and
 /// errno where it does not fit.

@@ -9,8 +9,8 @@
 namespace vboard {
 namespace {
 
-constexpr std::array<std::string_view, kOperationCount> kNames{"outside", "reset",   "detect",
-                                                               "erase",   "program", "other"};
+constexpr std::array<std::string_view, kOperationCount> kOperationNames{
+    "outside", "reset", "detect", "erase", "program", "other"};
 
 std::uint64_t Nanoseconds(Duration length) {
     return static_cast<std::uint64_t>(length.count());
@@ -39,7 +39,7 @@ static_assert(sizeof(Activity) == kFields.size() * sizeof(std::uint64_t));
 }  // namespace
 
 std::string_view NameOf(Operation operation) {
-    return kNames.at(static_cast<std::size_t>(operation));
+    return kOperationNames.at(static_cast<std::size_t>(operation));
 }
 
 std::span<const ActivityField> AllActivityFields() {
