@@ -35,8 +35,8 @@ TEST(ReplayLineText, NamesEverythingThatDecidesTheRun) {
     options.timeLimitSeconds = 2.5;
     options.noiseRate = 0.001;
     options.noiseSeed = 7;
-    options.transcriptPath = "t";
-    options.callsPath = "c";
+    options.outputPaths[vboard::Output::kTranscript] = "t";
+    options.outputPaths[vboard::Output::kCalls] = "c";
     options.quiet = true;
     options.program = {"flashmcu", "-f", "a b.hex"};
     EXPECT_EQ(vboard::ReplayLine(options, {"answer:write#2=nak"}),

@@ -9,15 +9,14 @@ namespace vboard {
 
 Recordings::Recordings(RunLink& link, Board& board, bool first) : m_first(first) {
     const Session& session = link.TheSession();
-    if (session.vcdDescriptor >= 0) {
-        m_vcd = std::make_unique<VcdWriter>(board.Clock(),
-                                            link.WriterOf(Output::kWaveform, session.vcdDescriptor),
+    if (session.outputDescriptors[Output::kWaveform] >= 0) {
+        m_vcd = std::make_unique<VcdWriter>(board.Clock(), link.WriterOf(Output::kWaveform),
                                             session.pace > 0, link.Memory().report.waveformUs);
         board.AddListener(*m_vcd);
     }
-    if (session.waveDescriptor >= 0) {
-        m_writePicture = link.WriterOf(Output::kPicture, session.waveDescriptor);
-        m_waveDescriptor = session.waveDescriptor;
+    m_waveDescriptor = session.outputDescriptors[Output::kPicture];
+    if (m_waveDescriptor >= 0) {
+        m_writePicture = link.WriterOf(Output::kPicture);
         m_wavePart = static_cast<WavePart>(session.wavePart);
         m_waveLog = std::make_unique<WaveLog>(board.Clock());
         board.AddListener(*m_waveLog);

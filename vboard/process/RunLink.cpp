@@ -110,7 +110,8 @@ bool RunLink::Owns(std::string_view path) const {
            path == m_memory->commPath.data();
 }
 
-TextSink RunLink::WriterOf(Output output, int descriptor) {
+TextSink RunLink::WriterOf(Output output) {
+    const int descriptor = TheSession().outputDescriptors[output];
     return [output, descriptor, &report = m_memory->report](std::string_view text) {
         report.NoteWrite(output, WriteAll(descriptor, text));
     };

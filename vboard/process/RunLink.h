@@ -36,9 +36,9 @@ public:
         return static_cast<unsigned>(TheSession().LastDescriptor());
     }
 
-    /// Writes to the inherited `descriptor` past every wrapper. What can't be written is lost, and
-    /// the runner told that `output` is not whole. The link must outlive what is returned.
-    [[nodiscard]] TextSink WriterOf(Output output, int descriptor);
+    /// Writes to the descriptor of `output` past every wrapper. What can't be written is lost, and
+    /// the runner told that it is not whole. The link must outlive what is returned.
+    [[nodiscard]] TextSink WriterOf(Output output);
 
     /// The time of the board for a program that has none itself. Asking takes a microsecond.
     [[nodiscard]] Instant AskTime();

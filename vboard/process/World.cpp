@@ -104,10 +104,10 @@ void World::Make() {
 }
 
 void World::Record(const Session& session) {
-    if (session.transcriptDescriptor < 0) {
+    if (session.outputDescriptors[Output::kTranscript] < 0) {
         return;
     }
-    const auto write = m_link.WriterOf(Output::kTranscript, session.transcriptDescriptor);
+    const auto write = m_link.WriterOf(Output::kTranscript);
     HeldText& held = m_link.Memory().transcript;
     const bool watched = session.pace > 0;
     const auto keep = [&held, write, watched](std::string_view lines) {
@@ -206,7 +206,7 @@ void World::OrderFaults(const Session& session) {
         !ParseFaultPlan(ReadAll(session.faultsDescriptor), rules, problem)) {
         FailRun(problem);
     }
-    if (rules.empty() && session.noiseRate <= 0 && session.callsDescriptor < 0) {
+    if (rules.empty() && session.noiseRate <= 0 && session.outputDescriptors[Output::kCalls] < 0) {
         m_faults = std::make_unique<Faults>();
         return;
     }
@@ -215,9 +215,8 @@ void World::OrderFaults(const Session& session) {
     if (session.noiseRate > 0) {
         plan->SetNoise(NoiseSource(session.noiseRate, session.noiseSeed));
     }
-    if (session.callsDescriptor >= 0) {
-        m_calls =
-            std::make_unique<LineFile>(m_link.WriterOf(Output::kCalls, session.callsDescriptor));
+    if (session.outputDescriptors[Output::kCalls] >= 0) {
+        m_calls = std::make_unique<LineFile>(m_link.WriterOf(Output::kCalls));
         plan->SetCallLine([this](std::string_view line) { m_calls->Add(line); });
     }
     m_faults = std::move(plan);

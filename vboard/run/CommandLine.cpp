@@ -134,7 +134,8 @@ void AddFaults(CLI::App& run, RunOptions& options) {
         ->needs(noise)
         ->check(WholeNumber())
         ->type_name("N");
-    run.add_option("--calls", options.callsPath, "List the calls that a fault can strike")
+    run.add_option("--calls", options.outputPaths[Output::kCalls],
+                   "List the calls that a fault can strike")
         ->check(FileName())
         ->type_name("FILE");
 }
@@ -151,13 +152,14 @@ void AddLibrary(CLI::App& run, RunOptions& options) {
 }
 
 void AddWaveforms(CLI::App& run, RunOptions& options) {
-    run.add_option("--vcd", options.vcdPath, "Write the waveforms as a Value Change Dump")
+    run.add_option("--vcd", options.outputPaths[Output::kWaveform],
+                   "Write the waveforms as a Value Change Dump")
         ->check(FileName())
         ->type_name("FILE");
-    CLI::Option* wave =
-        run.add_option("--wavejson", options.wavePath, "Write a picture as WaveDrom source")
-            ->check(FileName())
-            ->type_name("FILE");
+    CLI::Option* wave = run.add_option("--wavejson", options.outputPaths[Output::kPicture],
+                                       "Write a picture as WaveDrom source")
+                            ->check(FileName())
+                            ->type_name("FILE");
     std::vector<std::string> words;
     for (const WavePartInfo& info : AllWaveParts()) {
         words.emplace_back(info.word);
@@ -224,7 +226,7 @@ void AddRunCommand(CLI::App& app, Action& chosen, const CommandLine& line) {
                    "End the run (status 124) at this virtual time")
         ->check(VirtualSeconds())
         ->type_name("SECONDS");
-    run.add_option("--transcript", options.transcriptPath,
+    run.add_option("--transcript", options.outputPaths[Output::kTranscript],
                    "Write everything that passed between program and board")
         ->check(FileName())
         ->type_name("FILE");

@@ -69,16 +69,15 @@ bool OpenReport(RunFiles& files, std::string& problem) {
 /// No file of the run is two things at once. Before anything is opened for writing.
 bool ClaimFiles(const RunOptions& options, const std::string& library, std::string& problem) {
     FileClaims claims;
-    return claims.Claim("board file", options.boardPath, problem) &&
-           claims.Claim("image", options.imagePath, problem) &&
-           claims.Claim("fault plan", options.faultPlanPath, problem) &&
-           claims.Claim("library", library, problem) &&
-           claims.Claim("program", FindProgram(options.program.front()), problem) &&
-           claims.Claim("transcript", options.transcriptPath, problem) &&
-           claims.Claim("list of calls", options.callsPath, problem) &&
-           claims.Claim("waveform", options.vcdPath, problem) &&
-           claims.Claim("picture", options.wavePath, problem) &&
-           claims.Claim("summary", options.summaryPath, problem);
+    bool claimed = claims.Claim("board file", options.boardPath, problem) &&
+                   claims.Claim("image", options.imagePath, problem) &&
+                   claims.Claim("fault plan", options.faultPlanPath, problem) &&
+                   claims.Claim("library", library, problem) &&
+                   claims.Claim("program", FindProgram(options.program.front()), problem);
+    for (std::size_t output = 0; claimed && output < kOutputCount; ++output) {
+        claimed = claims.Claim(kOutputNames[output], options.outputPaths[output], problem);
+    }
+    return claimed && claims.Claim("summary", options.summaryPath, problem);
 }
 
 bool OpenOrMakeBoard(const RunOptions& options, RunFiles& files, std::string& problem) {
@@ -165,13 +164,12 @@ int Inherited(const Descriptor& descriptor, RunReport& report) {
     Session session;
     session.boardDescriptor = Inherited(files.board, report);
     session.memoryDescriptor = Inherited(files.report, report);
-    session.transcriptDescriptor = Inherited(files.outputs.File(Output::kTranscript), report);
     session.faultsDescriptor = Inherited(files.faults, report);
-    session.callsDescriptor = Inherited(files.outputs.File(Output::kCalls), report);
+    for (std::size_t output = 0; output < kOutputCount; ++output) {
+        session.outputDescriptors[output] = Inherited(files.outputs.Files()[output], report);
+    }
     session.noiseRate = options.noiseRate;
     session.noiseSeed = options.noiseSeed;
-    session.vcdDescriptor = Inherited(files.outputs.File(Output::kWaveform), report);
-    session.waveDescriptor = Inherited(files.outputs.File(Output::kPicture), report);
     session.wavePart = static_cast<std::uint16_t>(options.wavePart);
     session.counts = files.summary.IsWanted() ? 1 : 0;
     session.pace = options.pace;

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "vboard/session/Session.h"
+
 namespace vboard {
 
 /// Exit statuses of the runner besides the program's own and those of session/Session.h, as `env`
@@ -15,18 +17,15 @@ inline constexpr int kExitSignalBase = 128;
 
 /// What `vboard run` was asked for.
 struct RunOptions {
-    std::string boardPath;              ///< Empty: a new board for this run alone.
-    std::vector<std::string> settings;  ///< KEY=VALUE for a new board.
-    double pace = 0;                    ///< 0 = as fast as it can.
-    double timeLimitSeconds = 0;        ///< Virtual; 0 = none.
-    std::string transcriptPath;
-    std::vector<std::string> faults;  ///< Fault rules, before those of the plan.
+    std::string boardPath;               ///< Empty: a new board for this run alone.
+    std::vector<std::string> settings;   ///< KEY=VALUE for a new board.
+    double pace = 0;                     ///< 0 = as fast as it can.
+    double timeLimitSeconds = 0;         ///< Virtual; 0 = none.
+    PerOutput<std::string> outputPaths;  ///< Empty: not asked for.
+    std::vector<std::string> faults;     ///< Fault rules, before those of the plan.
     std::string faultPlanPath;
     double noiseRate = 0;  ///< Share of events that random faults strike; 0 = none.
     std::uint64_t noiseSeed = 1;
-    std::string callsPath;  ///< Where to list the calls that can be struck.
-    std::string vcdPath;
-    std::string wavePath;
     unsigned wavePart = 0;       ///< What the picture shows: a WavePart.
     bool summaryAsJson = false;  ///< In place of the one line on standard error.
     std::string summaryPath;     ///< The same object into a file.

@@ -12,10 +12,6 @@
 namespace vboard {
 namespace {
 
-/// What messages call each Output.
-constexpr std::array<const char*, kOutputCount> kNames = {"transcript", "list of calls", "waveform",
-                                                          "picture"};
-
 std::string EndText(int status) {
     return WIFSIGNALED(status) ? Formatted("killed by signal {}", WTERMSIG(status))
                                : Formatted("exit status {}", WEXITSTATUS(status));
@@ -24,22 +20,18 @@ std::string EndText(int status) {
 }  // namespace
 
 bool RunOutputs::Open(const RunOptions& options, std::string& problem) {
-    m_paths = {options.transcriptPath, options.callsPath, options.vcdPath, options.wavePath};
+    m_paths = options.outputPaths;
     for (std::size_t output = 0; output < kOutputCount; ++output) {
         if (!m_paths[output].empty() &&
-            !OpenOutput(kNames[output], m_paths[output], m_files[output], problem)) {
+            !OpenOutput(kOutputNames[output], m_paths[output], m_files[output], problem)) {
             return false;
         }
     }
     return true;
 }
 
-const Descriptor& RunOutputs::File(Output output) const {
-    return m_files[static_cast<std::size_t>(output)];
-}
-
 void RunOutputs::EndTranscript(RunMemory& memory, int status) const {
-    const Descriptor& file = File(Output::kTranscript);
+    const Descriptor& file = m_files[Output::kTranscript];
     if (!file.IsOpen()) {
         return;
     }
@@ -57,7 +49,7 @@ std::vector<std::string> RunOutputs::Losses(const RunReport& report) const {
     for (std::size_t output = 0; output < kOutputCount; ++output) {
         if (report.outputErrors[output] != 0) {
             lines.push_back(
-                CannotWrite(kNames[output], m_paths[output], report.outputErrors[output]));
+                CannotWrite(kOutputNames[output], m_paths[output], report.outputErrors[output]));
         }
     }
     return lines;

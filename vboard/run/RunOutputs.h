@@ -4,7 +4,6 @@
 // The files that a run was asked for and that the library in the program writes: transcript, list
 // of calls, waveform, picture.
 
-#include <array>
 #include <string>
 #include <vector>
 
@@ -19,8 +18,8 @@ public:
     /// Opens what the options ask for; nothing is fine, too. On failure `problem` is one line.
     [[nodiscard]] bool Open(const RunOptions& options, std::string& problem);
 
-    /// Closed when this output was not asked for.
-    [[nodiscard]] const Descriptor& File(Output output) const;
+    /// Each is closed when it was not asked for.
+    [[nodiscard]] const PerOutput<Descriptor>& Files() const { return m_files; }
 
     /// Completes the transcript with what a killed program left in `memory`, and with the line of
     /// its end. `status` is waitpid's.
@@ -30,8 +29,8 @@ public:
     [[nodiscard]] std::vector<std::string> Losses(const RunReport& report) const;
 
 private:
-    std::array<Descriptor, kOutputCount> m_files;
-    std::array<std::string, kOutputCount> m_paths;
+    PerOutput<Descriptor> m_files;
+    PerOutput<std::string> m_paths;
 };
 
 }  // namespace vboard

@@ -9,9 +9,11 @@ namespace vboard {
 namespace {
 
 std::array<int, kMostSessionDescriptors> DescriptorsOf(const Session& session) {
-    return {session.boardDescriptor,  session.memoryDescriptor, session.transcriptDescriptor,
-            session.faultsDescriptor, session.callsDescriptor,  session.vcdDescriptor,
-            session.waveDescriptor};
+    std::array<int, kMostSessionDescriptors> all = {
+        session.boardDescriptor, session.memoryDescriptor, session.faultsDescriptor};
+    const auto& outputs = session.outputDescriptors;
+    std::copy(outputs.begin(), outputs.end(), all.end() - outputs.size());
+    return all;
 }
 
 }  // namespace

@@ -24,12 +24,38 @@ inline constexpr const char* kOwnTimeVariable = "VBOARD_TIME";
 /// The run's descriptors have the numbers just below this one, or below the limit of open files
 /// where that is lower: programs choose theirs from below. Higher ones would make every fork dear.
 inline constexpr int kSessionDescriptorsEnd = 1024;
-/// As many as a run can need.
-inline constexpr int kMostSessionDescriptors = 7;
 
 /// Exit statuses of a run that the program did not end itself, as `timeout` and `env` have them.
 inline constexpr int kExitWaitsForEver = 124;
 inline constexpr int kExitOwnError = 125;
+
+/// What a run can be asked to write, apart from the summary.
+enum class Output : std::uint8_t { kTranscript, kCalls, kWaveform, kPicture, kCount };
+inline constexpr std::size_t kOutputCount = static_cast<std::size_t>(Output::kCount);
+
+/// A thing for each Output.
+template <class Thing>
+struct PerOutput : std::array<Thing, kOutputCount> {
+    using std::array<Thing, kOutputCount>::operator[];
+    [[nodiscard]] Thing& operator[](Output output) {
+        return (*this)[static_cast<std::size_t>(output)];
+    }
+    [[nodiscard]] const Thing& operator[](Output output) const {
+        return (*this)[static_cast<std::size_t>(output)];
+    }
+    [[nodiscard]] static constexpr PerOutput AllOf(const Thing& thing) {
+        PerOutput all{};
+        all.fill(thing);
+        return all;
+    }
+};
+
+/// What messages call each.
+inline constexpr PerOutput<const char*> kOutputNames{
+    {"transcript", "list of calls", "waveform", "picture"}};
+
+/// As many descriptors as a run can need: board, memory, faults and outputs.
+inline constexpr int kMostSessionDescriptors = 3 + static_cast<int>(kOutputCount);
 
 /// The runner's words, written before the first program starts. Fixed-width fields, as in all of
 /// the shared memory, so that runner and program may differ in word size. A descriptor of -1: not
@@ -40,24 +66,17 @@ struct Session {
     double pace = 0;              ///< 1 = real time, 10 = ten times as fast, 0 = as fast as it can.
     std::int64_t limitNs = 0;     ///< Virtual time after which the run is ended; 0 = none.
     std::int32_t boardDescriptor = -1;
-    std::int32_t memoryDescriptor = -1;      ///< Of the memory that this lies in.
-    std::int32_t transcriptDescriptor = -1;  ///< Where the transcript goes.
-    std::int32_t faultsDescriptor = -1;      ///< The text of a fault plan.
-    std::int32_t callsDescriptor = -1;       ///< Where calls that can be struck are listed.
-    std::int32_t vcdDescriptor = -1;         ///< Where the waveform goes.
-    std::int32_t waveDescriptor = -1;        ///< Where a picture as WaveDrom source goes.
-    std::uint16_t wavePart = 0;              ///< What it shows: a WavePart.
-    std::uint16_t counts = 0;                ///< 1: RunMemory::counts are wanted.
+    std::int32_t memoryDescriptor = -1;  ///< Of the memory that this lies in.
+    std::int32_t faultsDescriptor = -1;  ///< The text of a fault plan.
+    PerOutput<std::int32_t> outputDescriptors = PerOutput<std::int32_t>::AllOf(-1);
+    std::uint16_t wavePart = 0;  ///< What the picture shows: a WavePart.
+    std::uint16_t counts = 0;    ///< 1: RunMemory::counts are wanted.
 
     /// The lowest and the highest of its descriptors.
     [[nodiscard]] int FirstDescriptor() const;
     [[nodiscard]] int LastDescriptor() const;
 };
 static_assert(sizeof(Session) == 64);
-
-/// What a run can be asked to write, apart from the summary.
-enum class Output : std::uint8_t { kTranscript, kCalls, kWaveform, kPicture, kCount };
-inline constexpr std::size_t kOutputCount = static_cast<std::size_t>(Output::kCount);
 
 /// Why a run was ended from outside the program.
 enum class Verdict : std::uint32_t {
@@ -84,7 +103,7 @@ struct RunReport {
     std::uint32_t over;       ///< The run has ended, and its board may belong to another.
     std::int32_t owner;       ///< Process that used the board last; what it knows of it is current.
     /// errno of the first write of each Output that did not succeed; 0: all of it is written.
-    std::array<std::int32_t, kOutputCount> outputErrors;
+    PerOutput<std::int32_t> outputErrors;
     std::array<char, 220> verdictText;
 
     /// Programs of one run may do these at the same moment, each in a process of its own.
@@ -96,7 +115,7 @@ struct RunReport {
 
     /// A write of `output` ended with errno value `error`, or 0. The first error stays.
     void NoteWrite(Output output, int error) {
-        std::int32_t& first = outputErrors[static_cast<std::size_t>(output)];
+        std::int32_t& first = outputErrors[output];
         first = first == 0 ? error : first;
     }
 };
