@@ -86,7 +86,7 @@ _BANNED = [
                  "// time(nullptr) would not do", 'Say("sleep(1)");', "std::map<int, int> m_pins;",
                  "const auto uptime = Uptime(now);", 'Say(R"x(sleep(1) ")x");')
 ] + [
-    ("outside the board", {"bench/Speed.cpp": "time(nullptr);"}, []),
+    ("outside the board", {"examples/Speed.cpp": "time(nullptr);"}, []),
     ("an exception", {**_ALLOWED, "vboard/front/Pacer.cpp": "clock_gettime(X, &now);"}, []),
     ("an exception for another file and kind",
      {**_ALLOWED, "vboard/front/Pacer.cpp": "time(nullptr);\nusleep(1);",

@@ -265,11 +265,6 @@ ScriptedHost& ScriptedHost::WatchesFrameBuffer(const unsigned char* buffer, std:
     return *this;
 }
 
-ScriptedHost& ScriptedHost::OnWrite(std::function<void(const Bytes&)> callback) {
-    m_onWrite = std::move(callback);
-    return *this;
-}
-
 std::string ScriptedHost::Conversation() {
     NoteImage();
     return m_conversation;
@@ -446,9 +441,6 @@ long ScriptedHost::Write(int descriptor, const void* buffer, std::size_t sizeByt
         line += " takes " + std::to_string(result);
     }
     Record(line);
-    if (m_onWrite) {
-        m_onWrite(bytes);
-    }
     return result;
 }
 

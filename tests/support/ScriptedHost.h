@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <deque>
-#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -118,8 +117,6 @@ public:
     // From now on every write on a device shows whether the rest of this buffer behind the bytes
     // written is zero ("... rest not cleared" if it is not).
     ScriptedHost& WatchesFrameBuffer(const unsigned char* buffer, std::size_t sizeBytes);
-    // Called at each write on a device, with the bytes.
-    ScriptedHost& OnWrite(std::function<void(const Bytes&)> callback);
 
     // All lines so far, each ended by a line feed; and the conversation without what was before.
     [[nodiscard]] std::string Conversation();
@@ -177,7 +174,6 @@ private:
     bool m_imageIsOpen = false;
     const unsigned char* m_frameBuffer = nullptr;
     std::size_t m_frameBufferBytes = 0;
-    std::function<void(const Bytes&)> m_onWrite;
     long m_pausedUs = 0;
     std::vector<int> m_logLines;
 };

@@ -154,7 +154,6 @@ public:
 private:
     bool Enter(const VirtualClock::Wait* wait);
     [[nodiscard]] const InLine* Next() const;
-    [[nodiscard]] bool MayPass(const InLine& place, const InLine* ahead) const;
     [[nodiscard]] bool IsQuiet(const InLine& place, int look);
     [[nodiscard]] long NapBefore(const InLine& place, int look) const;
     [[nodiscard]] std::vector<pid_t> Standing() const;
