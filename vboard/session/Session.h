@@ -68,6 +68,7 @@ struct Session {
     std::int32_t boardDescriptor = -1;
     std::int32_t memoryDescriptor = -1;  ///< Of the memory that this lies in.
     std::int32_t faultsDescriptor = -1;  ///< The text of a fault plan.
+    /// Where each goes.
     PerOutput<std::int32_t> outputDescriptors = PerOutput<std::int32_t>::AllOf(-1);
     std::uint16_t wavePart = 0;  ///< What the picture shows: a WavePart.
     std::uint16_t counts = 0;    ///< 1: RunMemory::counts are wanted.
