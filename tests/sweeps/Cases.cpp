@@ -2,6 +2,7 @@
 #include "tests/sweeps/Cases.h"
 
 #include <map>
+#include <sstream>
 
 #include "vboard/text/Format.h"
 
@@ -104,6 +105,24 @@ void AddLines(std::size_t image, const Places& places, std::vector<Case>& cases)
 }
 
 }  // namespace
+
+std::vector<Places::Call> CallsOf(const std::string& list) {
+    std::vector<Places::Call> calls;
+    std::istringstream words(list);
+    std::string number;
+    std::string path;
+    for (Places::Call call; words >> number >> call.kind >> path >> call.sizeBytes;) {
+        calls.push_back(call);
+    }
+    return calls;
+}
+
+std::string KindOf(const Case& one) {
+    std::string kind = one.rules.empty() ? "" : one.rules.front();
+    const std::size_t number = kind.find('#');
+    const std::size_t outcome = kind.find('=');
+    return number < outcome ? kind.erase(number, outcome - number) : kind;
+}
 
 std::vector<Case> CasesFor(std::size_t image, const Places& places, bool thorough) {
     std::vector<Case> cases{{image, {}, true, {}}};

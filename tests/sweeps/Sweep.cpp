@@ -3,18 +3,19 @@
 // Strikes every place of a programming run with every outcome that the place can have, and holds
 // each run against the rules.
 //
-//   sweep --vboard PROGRAM --flashmcu PROGRAM --hazards docs/HAZARDS.md --images FOLDER [--jobs N]
-//   [--thorough] [--every N] [--part K/N]
+// The runs take the short way (ToolRun.h). That it is the true one is seen by running cases of
+// every kind, and all listed hazards, by the programs as well: what the run was has to be the same
+// to the byte.
 //
-// Exit status 0: every run followed the rules, and the hazards found are the ones listed.
+//   sweep --vboard PROGRAM --flashmcu PROGRAM --hazards docs/HAZARDS.md --images FOLDER [--jobs N]
+//   [--thorough] [--compared N] [--every N] [--part K/N]
+//
+// Exit status 0: every run followed the rules, was the same both ways, and the hazards found are
+// the ones listed.
 
-#include <unistd.h>
-
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -22,15 +23,16 @@
 #include <mutex>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/sweeps/Cases.h"
+#include "tests/sweeps/RunFolder.h"
+#include "tests/sweeps/SweepOptions.h"
 #include "tests/sweeps/Trial.h"
 #include "vboard/text/Format.h"
-#include "vboard/text/HexText.h"
 
 namespace sweeps {
 namespace {
@@ -43,15 +45,10 @@ constexpr std::array<const char*, static_cast<std::size_t>(Outcome::kCount)> kOu
     "held by the ordered call",
     "killed"};
 
-struct Options {
-    Tools tools;
-    std::string hazardsPath;
-    std::string imagesFolder;
-    unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
-    unsigned every = 1;
-    unsigned part = 1;  ///< Of `parts`, which share the cases in turn.
-    unsigned parts = 1;
-    bool thorough = false;
+/// A case of this sweep.
+struct Chosen {
+    Case one;
+    bool compared = false;  ///< Run by the programs as well.
 };
 
 /// What a sweep has found so far; shared by the workers.
@@ -59,6 +56,7 @@ struct Findings {
     std::mutex mutex;
     std::array<std::size_t, static_cast<std::size_t>(Outcome::kCount)> outcomes{};
     std::size_t runs = 0;
+    std::size_t compared = 0;  ///< Runs that were the same both ways.
     std::size_t recoveries = 0;
     std::vector<std::string> problems;
     std::map<std::string, std::set<std::string>> hazards;  ///< Name, and what showed it.
@@ -100,14 +98,16 @@ void NoteHazard(const Case& one, const Verdict& verdict, const std::string& repl
     }
 }
 
-void RunCase(const Image& image, const Case& one, Worker& worker, Findings& findings) {
+void RunCase(const Image& image, const Chosen& chosen, Worker& worker, Findings& findings) {
+    const Case& one = chosen.one;
     const std::string replay = ReplayText(image.Name(), one.rules);
-    const Verdict first = worker.Run(image, one.rules);
+    const Verdict first = worker.Run(image, one.rules, chosen.compared);
     Verdict second;
     if (one.again) {
-        second = worker.RunAgain(image, one.rulesAgain);
+        second = worker.RunAgain(image, one.rulesAgain, chosen.compared);
     }
     const std::lock_guard lock(findings.mutex);
+    findings.compared += (chosen.compared ? 1U : 0U) + (chosen.compared && one.again ? 1U : 0U);
     Count(first, findings);
     if (!first.problem.empty()) {
         findings.problems.push_back(vboard::Formatted("{}\n    {}", replay, first.problem));
@@ -134,18 +134,20 @@ void RunCase(const Image& image, const Case& one, Worker& worker, Findings& find
     }
 }
 
-void RunCases(const std::vector<Image>& images, const std::vector<Case>& cases,
-              const Options& options, Findings& findings) {
+void RunCases(const std::vector<Image>& images, const std::vector<Chosen>& cases,
+              const Tools& tools, unsigned jobs, Findings& findings) {
     std::atomic<std::size_t> next{0};
+    const auto work = [&](unsigned number) {
+        Worker worker(tools, number);
+        for (std::size_t i = next++; i < cases.size(); i = next++) {
+            RunCase(images[cases[i].one.image], cases[i], worker, findings);
+        }
+    };
     std::vector<std::thread> threads;
-    for (unsigned number = 0; number < options.jobs; ++number) {
-        threads.emplace_back([&, number] {
-            Worker worker(options.tools, number);
-            for (std::size_t i = next++; i < cases.size(); i = next++) {
-                RunCase(images[cases[i].image], cases[i], worker, findings);
-            }
-        });
+    for (unsigned number = 1; number < jobs; ++number) {
+        threads.emplace_back(work, number);
     }
+    work(0);
     for (std::thread& thread : threads) {
         thread.join();
     }
@@ -174,12 +176,12 @@ std::vector<ListedHazard> ListedHazards(const std::string& path) {
 /// Each row's rule as a case of its own, so that a listed rule that no longer shows its hazard is
 /// found.
 void AddListed(const std::vector<Image>& images, const std::vector<ListedHazard>& listed,
-               std::vector<Case>& cases) {
+               std::vector<Chosen>& cases) {
     for (const ListedHazard& hazard : listed) {
         for (std::size_t i = 0; i < images.size(); ++i) {
             if (images[i].Name() == hazard.image) {
                 const bool interrupts = hazard.name.starts_with("interrupted");
-                cases.push_back({i, {hazard.rule}, interrupts, {}});
+                cases.push_back({{i, {hazard.rule}, interrupts, {}}, true});
             }
         }
     }
@@ -211,35 +213,39 @@ void CompareHazards(const std::vector<ListedHazard>& listed, bool tried, Finding
 }
 
 /// The images as files for the program; equal ones are kept in the repository for replays.
-void WriteImages(const std::vector<Image>& images, const Options& options, Findings& findings) {
+void WriteImages(const std::vector<Image>& images, const std::string& folder,
+                 const std::string& keptFolder, Findings& findings) {
     for (const Image& image : images) {
         const std::string name = image.Name() + ".hex";
-        std::ofstream(options.tools.folder + "/" + name) << image.HexText();
-        std::ifstream kept(options.imagesFolder + "/" + name);
+        std::ofstream(folder + "/" + name) << image.HexText();
+        std::ifstream kept(keptFolder + "/" + name);
         const std::string text{std::istreambuf_iterator<char>(kept), {}};
         if (text != image.HexText()) {
             findings.problems.push_back(
                 vboard::Formatted("{}/{} is not the image of the sweep: copy it from a run with "
                                   "--images pointing to an empty folder",
-                                  options.imagesFolder, name));
+                                  keptFolder, name));
         }
     }
 }
 
-std::vector<Case> CollectCases(const std::vector<Image>& images, const Options& options) {
-    std::vector<Case> cases;
+std::vector<Chosen> CollectCases(const std::vector<Image>& images, const Tools& tools,
+                                 const Shares& shares, const ToolSweep& options) {
+    std::vector<Chosen> cases;
     std::size_t number = 0;
-    Worker worker(options.tools, options.jobs);
+    Worker worker(tools, shares.jobs);
     for (std::size_t i = 0; i < images.size(); ++i) {
         const Places places = worker.FindPlaces(images[i]);
-        const std::vector<Case> added = CasesFor(i, places, options.thorough);
+        std::vector<Case> added = CasesFor(i, places, options.thorough);
         std::cout << vboard::Formatted(
             "image {}: {} calls, {} characters to the chip, {} to the host, {} answers: {} cases\n",
             images[i].Name(), places.calls.size(), places.charactersToChip, places.charactersToHost,
             places.answers, added.size());
-        for (std::size_t k = 0; k < added.size(); k += options.every) {
-            if (number++ % options.parts == options.part - 1) {
-                cases.push_back(added[k]);
+        std::map<std::string, unsigned> ofKind;
+        for (std::size_t k = 0; k < added.size(); k += shares.every) {
+            const bool compared = ofKind[KindOf(added[k])]++ % options.compared == 0;
+            if (shares.Has(number++)) {
+                cases.push_back({std::move(added[k]), compared});
             }
         }
     }
@@ -252,8 +258,10 @@ void Print(const Findings& findings) {
         std::cout << vboard::Formatted("  {:>7}  {}\n", findings.outcomes.at(i),
                                        kOutcomeWords.at(i));
     }
-    std::cout << vboard::Formatted("  {:>7}  interrupted runs that the next run made whole\n",
-                                   findings.recoveries);
+    std::cout << vboard::Formatted(
+        "  {:>7}  interrupted runs that the next run made whole\n"
+        "  {:>7}  of all runs made by the programs as well, and compared to the byte\n",
+        findings.recoveries, findings.compared);
     for (const auto& [name, shown] : findings.hazards) {
         std::cout << vboard::Formatted("hazard {}: {} cases, one of them:\n    {}\n", name,
                                        shown.size(), *shown.begin());
@@ -265,25 +273,21 @@ void Print(const Findings& findings) {
     }
 }
 
-int Sweep(Options options) {
-    options.tools.folder = std::filesystem::temp_directory_path() / "flashmcu-sweep-XXXXXX";
-    if (mkdtemp(options.tools.folder.data()) == nullptr) {
-        std::cerr << vboard::Formatted("sweep: no temporary folder {}\n", options.tools.folder);
-        return 2;
-    }
+int Sweep(const Shares& shares, const ToolSweep& options) {
+    const RunFolder folder;
+    const Tools tools{options.vboard, options.flashmcu, folder.Path()};
     Findings findings;
     const std::vector<Image> images = AllImages();
-    WriteImages(images, options, findings);
+    WriteImages(images, folder.Path(), options.imagesFolder, findings);
     const std::vector<ListedHazard> listed = ListedHazards(options.hazardsPath);
-    std::vector<Case> cases = CollectCases(images, options);
-    const bool first = options.part == 1;
+    std::vector<Chosen> cases = CollectCases(images, tools, shares, options);
+    const bool first = shares.part == 1;
     if (first) {
         AddListed(images, listed, cases);
     }
-    RunCases(images, cases, options, findings);
+    RunCases(images, cases, tools, shares.jobs, findings);
     CompareHazards(listed, first, findings);
     Print(findings);
-    std::filesystem::remove_all(options.tools.folder);
     return findings.problems.empty() ? 0 : 1;
 }
 
@@ -291,30 +295,15 @@ int Sweep(Options options) {
 }  // namespace sweeps
 
 int main(int argc, char** argv) {
-    sweeps::Options options;
-    const auto takesPart = [&options](const std::string& text) {
-        std::istringstream words(text);
-        char slash = 0;
-        words >> options.part >> slash >> options.parts;
-        const bool whole = words && words.peek() == EOF && slash == '/';
-        return whole && options.part >= 1 && options.part <= options.parts
-                   ? std::string()
-                   : "takes K/N with K from 1 to N, as in 2/8, not " + text;
-    };
-    std::string part;
-    CLI::App app("Strikes every place of a programming run and holds it against the rules.");
-    app.add_option("--vboard", options.tools.vboard)->required();
-    app.add_option("--flashmcu", options.tools.flashmcu)->required();
-    app.add_option("--hazards", options.hazardsPath, "The list of known hazards")->required();
-    app.add_option("--images", options.imagesFolder, "Where the images are kept")->required();
-    app.add_option("--jobs", options.jobs, "Runs at a time")->check(CLI::PositiveNumber);
-    app.add_option("--every", options.every, "Only every N-th case")->check(CLI::PositiveNumber);
-    app.add_option("--part", part, "Only the K-th of N shares of the cases: K/N")->check(takesPart);
-    app.add_flag("--thorough", options.thorough, "More outcomes at each place");
-    CLI11_PARSE(app, argc, argv);
-    // Each run is started in a folder of its own.
-    for (std::string* program : {&options.tools.vboard, &options.tools.flashmcu}) {
-        *program = std::filesystem::absolute(*program);
+    sweeps::Shares shares;
+    sweeps::ToolSweep options;
+    const auto end = sweeps::TakeOptions(
+        argc, argv, "Strikes every place of a programming run and holds it against the rules.",
+        shares, &options);
+    try {
+        return end ? *end : sweeps::Sweep(shares, options);
+    } catch (const std::exception& problem) {
+        std::cerr << "sweep: " << problem.what() << '\n';
+        return 2;
     }
-    return sweeps::Sweep(options);
 }

@@ -1,36 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "tests/sweeps/Trial.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <sstream>
 #include <string_view>
 
 #include "tests/runs/Lines.h"
-#include "tests/runs/Process.h"
 #include "tests/runs/Transcript.h"
 #include "tests/sweeps/Conversation.h"
-#include "vboard/board/BoardFile.h"
 #include "vboard/text/Format.h"
 
 namespace sweeps {
 namespace {
 
 constexpr std::ptrdiff_t kMainMemoryStart = 0x2100;
-
-constexpr int kExitSuccess = 0;
-constexpr int kExitFailure = 255;
-constexpr int kExitHeld = 124;
-constexpr int kExitKilled = 128 + 9;
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /// "SOURCE:LINE LEVEL TEXT" without the line number.
 std::vector<std::string> LogLines(const std::string& output) {
@@ -57,6 +41,11 @@ std::string DifferenceOf(const std::vector<std::string>& expected,
         wanted == expected.end() ? "(none)" : *wanted, got == printed.end() ? "(none)" : *got);
 }
 
+bool HoldsImage(const Ended& ended, const Image& image) {
+    return std::equal(image.Memory().begin() + kMainMemoryStart, image.Memory().end(),
+                      ended.memory.begin() + kMainMemoryStart, ended.memory.end());
+}
+
 /// The program may wait for ever only where the chip owes it an answer to a frame that was written
 /// whole.
 bool WaitsForTheChip(const std::vector<Event>& recording) {
@@ -67,64 +56,7 @@ bool WaitsForTheChip(const std::vector<Event>& recording) {
     return last.name == "write" && last.target == "/dev/ttyS1" && !last.failed;
 }
 
-}  // namespace
-
-std::string ReplayText(const std::string& imageName, const std::vector<std::string>& rules) {
-    std::string text = "vboard run";
-    for (const std::string& rule : rules) {
-        text += vboard::Formatted(" --fault '{}'", rule);
-    }
-    return vboard::Formatted("{} -- flashmcu -f tests/sweeps/images/{}.hex", text, imageName);
-}
-
-Worker::Worker(const Tools& tools, unsigned number)
-    : m_tools(tools), m_prefix(vboard::Formatted("{}/worker-{}", tools.folder, number)) {}
-
-Worker::~Worker() {
-    for (const char* name : {"board", "transcript", "output", "errors", "calls"}) {
-        unlink(File(name).c_str());
-    }
-}
-
-std::string Worker::File(const char* name) const {
-    return vboard::Formatted("{}.{}", m_prefix, name);
-}
-
-Worker::Ended Worker::Start(const Image& image, const std::vector<std::string>& rules) {
-    std::vector<std::string> words{
-        m_tools.vboard,     "run",     "--quiet",     "--board",      File("board"), "--transcript",
-        File("transcript"), "--calls", File("calls"), "--time-limit", "100000"};
-    for (const std::string& rule : rules) {
-        words.insert(words.end(), {"--fault", rule});
-    }
-    words.insert(words.end(), {"--", m_tools.flashmcu, "-f",
-                               vboard::Formatted("{}/{}.hex", m_tools.folder, image.Name())});
-    const int status =
-        runs::WaitForEnd(runs::StartProcess(words, m_tools.folder, File("output"), File("errors")));
-    return {status, ReadFile(File("output")), ReadFile(File("errors")),
-            ReadFile(File("transcript"))};
-}
-
-Verdict Worker::Run(const Image& image, const std::vector<std::string>& rules) {
-    unlink(File("board").c_str());
-    return RunAgain(image, rules);
-}
-
-Verdict Worker::RunAgain(const Image& image, const std::vector<std::string>& rules) {
-    return Judge(image, Start(image, rules));
-}
-
-bool Worker::HoldsImage(const Image& image) const {
-    const int descriptor = open(File("board").c_str(), O_RDWR | O_CLOEXEC);
-    vboard::BoardFile file;
-    std::string problem;
-    const bool opened = descriptor >= 0 && file.Attach(descriptor, problem);
-    close(descriptor);
-    return opened && std::equal(image.Memory().begin() + kMainMemoryStart, image.Memory().end(),
-                                file.ChipMemory().begin() + kMainMemoryStart);
-}
-
-Verdict Worker::Judge(const Image& image, const Ended& ended) const {
+Verdict Judge(const Image& image, const Ended& ended) {
     const std::vector<Event> recording = EventsOf(ended.transcript);
     const Expectation expected = Follow(recording, image, false);
     Verdict verdict;
@@ -145,7 +77,7 @@ Verdict Worker::Judge(const Image& image, const Ended& ended) const {
     }
     switch (ended.status) {
         case kExitSuccess:
-            verdict.outcome = HoldsImage(image) ? Outcome::kComplete : Outcome::kIncomplete;
+            verdict.outcome = HoldsImage(ended, image) ? Outcome::kComplete : Outcome::kIncomplete;
             break;
         case kExitFailure:
             verdict.outcome = Outcome::kFailed;
@@ -154,29 +86,102 @@ Verdict Worker::Judge(const Image& image, const Ended& ended) const {
             verdict.outcome = Outcome::kKilled;
             break;
         case kExitHeld:
-            verdict.outcome = runs::Has(ended.errors, "ordered not to return") ? Outcome::kHeld
-                                                                               : Outcome::kSilent;
+            verdict.outcome = runs::Has(ended.problems, "ordered not to return") ? Outcome::kHeld
+                                                                                 : Outcome::kSilent;
             if (verdict.outcome == Outcome::kSilent && !WaitsForTheChip(recording)) {
                 verdict.problem = "waits for ever although the chip owes no answer";
             }
             break;
         default:
-            verdict.problem = vboard::Formatted("status {}: {}", ended.status, ended.errors);
+            verdict.problem = vboard::Formatted("status {}: {}", ended.status, ended.problems);
             break;
     }
     return verdict;
 }
 
-Places Worker::FindPlaces(const Image& image) {
-    unlink(File("board").c_str());
-    const Ended ended = Start(image, {});
-    Places places;
-    std::istringstream calls(ReadFile(File("calls")));
-    std::string number;
-    std::string path;
-    for (Places::Call call; calls >> number >> call.kind >> path >> call.sizeBytes;) {
-        places.calls.push_back(call);
+/// Where two texts part: the line of each.
+std::string FirstDifference(const char* what, const std::string& here, const std::string& there) {
+    if (here == there) {
+        return {};
     }
+    const std::vector<std::string> mine = runs::LinesOf(here);
+    const std::vector<std::string> theirs = runs::LinesOf(there);
+    const auto [my, their] = std::mismatch(mine.begin(), mine.end(), theirs.begin(), theirs.end());
+    return vboard::Formatted("line {} of the {} is '{}' where the programs have '{}'",
+                             std::distance(mine.begin(), my) + 1, what,
+                             my == mine.end() ? "(none)" : *my,
+                             their == theirs.end() ? "(none)" : *their);
+}
+
+/// "" where a run was the same both ways.
+std::string DifferenceOf(const Ended& tool, const Ended& programs) {
+    if (tool.status != programs.status) {
+        return vboard::Formatted("status {} where the programs end with {}: {}", tool.status,
+                                 programs.status, programs.problems);
+    }
+    for (const std::string& difference :
+         {FirstDifference("transcript", tool.transcript, programs.transcript),
+          FirstDifference("log", tool.output, programs.output)}) {
+        if (!difference.empty()) {
+            return difference;
+        }
+    }
+    return std::equal(tool.memory.begin(), tool.memory.end(), programs.memory.begin(),
+                      programs.memory.end())
+               ? ""
+               : "the chip's memory is another one than after the run of the programs";
+}
+
+/// Makes a difference between the two ways a problem of the run.
+void Compare(const Image& image, const Ended& tool, const Ended& programs, Verdict& verdict) {
+    std::string difference = DifferenceOf(tool, programs);
+    if (difference.empty() && Judge(image, programs).outcome != verdict.outcome) {
+        difference = "the outcome is another one than that of the programs";
+    }
+    if (!difference.empty()) {
+        verdict.problem += (verdict.problem.empty() ? "" : "\n    ") + difference;
+    }
+}
+
+}  // namespace
+
+std::string ReplayText(const std::string& imageName, const std::vector<std::string>& rules) {
+    std::string text = "vboard run";
+    for (const std::string& rule : rules) {
+        text += vboard::Formatted(" --fault '{}'", rule);
+    }
+    return vboard::Formatted("{} -- flashmcu -f tests/sweeps/images/{}.hex", text, imageName);
+}
+
+Worker::Worker(const Tools& tools, unsigned number)
+    : m_folder(tools.folder),
+      m_programs(tools.vboard, tools.flashmcu, tools.folder,
+                 vboard::Formatted("worker-{}", number)) {}
+
+std::string Worker::PathOf(const Image& image) const {
+    return vboard::Formatted("{}/{}.hex", m_folder, image.Name());
+}
+
+Verdict Worker::Run(const Image& image, const std::vector<std::string>& rules, bool compared) {
+    m_tool.Renew();
+    m_programs.Renew();
+    return RunAgain(image, rules, compared);
+}
+
+Verdict Worker::RunAgain(const Image& image, const std::vector<std::string>& rules, bool compared) {
+    const Ended ended = m_tool.Run(PathOf(image), rules);
+    Verdict verdict = Judge(image, ended);
+    if (compared) {
+        Compare(image, ended, m_programs.Run(PathOf(image), rules), verdict);
+    }
+    return verdict;
+}
+
+Places Worker::FindPlaces(const Image& image) {
+    m_tool.Renew();
+    const Ended ended = m_tool.Run(PathOf(image), {});
+    Places places;
+    places.calls = CallsOf(m_tool.Calls());
     for (const runs::TranscriptLine& line : runs::ReadTranscript(ended.transcript)) {
         std::istringstream words{std::string(line.words)};
         const std::string_view column = line.column;

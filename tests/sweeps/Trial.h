@@ -1,14 +1,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// One run of the unmodified program on the virtual board, with ordered faults, and what is to be
-// said of it.
+// One run of the tool on the virtual board, with ordered faults, and what is to be said of it. A
+// trial takes the short way; where it is asked to, it takes the long one as well and holds the two
+// against each other.
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "tests/sweeps/Cases.h"
+#include "tests/sweeps/Ended.h"
 #include "tests/sweeps/Image.h"
+#include "tests/sweeps/ProgramsRun.h"
+#include "tests/sweeps/ToolRun.h"
 
 namespace sweeps {
 
@@ -35,48 +41,25 @@ struct Verdict {
     std::vector<std::string> log;  ///< As the program printed it, without line numbers.
 };
 
-/// What happened on the board during a run without faults; the places at which a sweep strikes.
-struct Places {
-    struct Call {
-        std::string kind;  ///< As in a fault rule: open, read, pause ...
-        unsigned sizeBytes;
-    };
-    std::vector<Call> calls;
-    unsigned charactersToChip = 0;
-    unsigned charactersToHost = 0;
-    unsigned answers = 0;
-    unsigned edges[3] = {0, 0, 0};  ///< In the order of kLines.
-};
-inline constexpr const char* kLines[3] = {"reset_gpio", "rxd_nmi_gpio", "msp_tck_gpio"};
-
 /// A worker runs one trial after the other; each needs a number of its own.
 class Worker {
 public:
     Worker(const Tools& tools, unsigned number);
-    ~Worker();
-    Worker(const Worker&) = delete;
-    Worker& operator=(const Worker&) = delete;
 
-    /// A run on a new board.
-    [[nodiscard]] Verdict Run(const Image& image, const std::vector<std::string>& rules);
-    /// Another run on the board that the last one left.
-    [[nodiscard]] Verdict RunAgain(const Image& image, const std::vector<std::string>& rules);
+    /// A run on a new board. `compared`: by the programs as well.
+    [[nodiscard]] Verdict Run(const Image& image, const std::vector<std::string>& rules,
+                              bool compared);
+    /// Another run on the board that the last one left, compared if that was.
+    [[nodiscard]] Verdict RunAgain(const Image& image, const std::vector<std::string>& rules,
+                                   bool compared);
     [[nodiscard]] Places FindPlaces(const Image& image);
 
 private:
-    struct Ended {
-        int status;
-        std::string output;
-        std::string errors;
-        std::string transcript;
-    };
-    [[nodiscard]] Ended Start(const Image& image, const std::vector<std::string>& rules);
-    [[nodiscard]] Verdict Judge(const Image& image, const Ended& ended) const;
-    [[nodiscard]] bool HoldsImage(const Image& image) const;
-    [[nodiscard]] std::string File(const char* name) const;
+    [[nodiscard]] std::string PathOf(const Image& image) const;
 
-    const Tools& m_tools;
-    std::string m_prefix;
+    std::string m_folder;
+    ToolRun m_tool;
+    ProgramsRun m_programs;
 };
 
 /// The command that repeats a trial.

@@ -12,19 +12,15 @@
 //
 //   guard_sweep [--jobs N] [--every N] [--part K/N]
 
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,6 +31,8 @@
 #include "tests/guard/sweep/BoardRun.h"
 #include "tests/sweeps/Cases.h"
 #include "tests/sweeps/Image.h"
+#include "tests/sweeps/RunFolder.h"
+#include "tests/sweeps/SweepOptions.h"
 #include "vboard/text/Format.h"
 
 namespace guard_sweep {
@@ -42,19 +40,13 @@ namespace {
 
 constexpr std::int64_t kSilenceLimitNs = 15'000'000'000;
 
-struct Options {
-    unsigned jobs = 2;
-    unsigned every = 1;
-    unsigned part = 1;
-    unsigned parts = 1;
-};
-
 /// A board, an image for it, and how flashguard sees the two.
 struct Scene {
     std::string name;
     std::vector<std::string> settings;
     std::string imageName;
     guard::Request request;
+    std::vector<std::uint8_t> memory;  ///< All of it, as the image has it.
 };
 
 struct SweepCase {
@@ -87,6 +79,15 @@ sweeps::Image SmallImage() {
     return image;
 }
 
+Scene SceneOf(const std::string& name, const std::vector<std::string>& settings,
+              const guard::Request& request) {
+    std::vector<std::uint8_t> memory;
+    for (std::uint32_t at = 0; at < vboard::kMemorySizeBytes; ++at) {
+        memory.push_back(request.image->memory.At(static_cast<std::uint16_t>(at)));
+    }
+    return {request.board.chip.name + " " + name, settings, name, request, std::move(memory)};
+}
+
 std::vector<Scene> Scenes(const std::string& lockFolder) {
     const guard::Board& board = guard::BuiltInBoards().front();
     std::vector<Scene> scenes;
@@ -94,8 +95,7 @@ std::vector<Scene> Scenes(const std::string& lockFolder) {
         if (image.Name() == "mixed") {
             continue;  // It wraps around the end of memory, which a strict reader refuses.
         }
-        scenes.push_back(
-            {"msp430-56k " + image.Name(), {}, image.Name(), RequestFor(image, board, lockFolder)});
+        scenes.push_back(SceneOf(image.Name(), {}, RequestFor(image, board, lockFolder)));
     }
     guard::Board old = board;
     old.chip = *guard::FindPart("msp430-56k-v110");
@@ -103,10 +103,9 @@ std::vector<Scene> Scenes(const std::string& lockFolder) {
     old.versionAddress = 0xFC00;
     guard::Request request = RequestFor(SmallImage(), old, lockFolder);
     request.image->version = 0x1234;
-    scenes.push_back({"msp430-56k-v110 small",
-                      {"chip=msp430-56k-v110", "version-address=0xFC00", "receive-trigger=14"},
-                      "small",
-                      request});
+    scenes.push_back(
+        SceneOf("small", {"chip=msp430-56k-v110", "version-address=0xFC00", "receive-trigger=14"},
+                request));
     return scenes;
 }
 
@@ -116,14 +115,11 @@ Operation InstallOf(const Scene& scene) {
 
 sweeps::Places PlacesOf(const Counts& counts) {
     sweeps::Places places;
+    std::string calls;
     for (const std::string& line : counts.calls) {
-        std::istringstream words(line);
-        std::string number;
-        std::string path;
-        sweeps::Places::Call call;
-        words >> number >> call.kind >> path >> call.sizeBytes;
-        places.calls.push_back(call);
+        calls += line + "\n";
     }
+    places.calls = sweeps::CallsOf(calls);
     places.charactersToChip = counts.charactersToChip;
     places.charactersToHost = counts.charactersToHost;
     places.answers = counts.answers;
@@ -185,14 +181,16 @@ std::string ReplayText(const Scene& scene, const Faults& faults) {
 
 /// "" when main memory holds the image and nothing else.
 std::string DifferenceFrom(const Scene& scene, const Shared& shared) {
-    const auto& image = scene.request.image->memory;
-    for (std::uint32_t at = scene.request.board.chip.main.first; at < shared.memory.size(); ++at) {
-        if (shared.memory.at(at) != image.At(static_cast<std::uint16_t>(at))) {
-            return vboard::Formatted("0x{:04X} holds {:02X}, not {:02X}", at, shared.memory.at(at),
-                                     image.At(static_cast<std::uint16_t>(at)));
-        }
+    const std::ptrdiff_t first = scene.request.board.chip.main.first;
+    const auto wanted = scene.memory.begin() + first;
+    // Looked at as a whole first, which is quick in every build.
+    if (std::equal(wanted, scene.memory.end(), shared.memory.begin() + first)) {
+        return {};
     }
-    return {};
+    const auto [byte, got] =
+        std::mismatch(wanted, scene.memory.end(), shared.memory.begin() + first);
+    return vboard::Formatted("0x{:04X} holds {:02X}, not {:02X}",
+                             std::distance(scene.memory.begin(), byte), *got, *byte);
 }
 
 bool SameFlash(const Scene& scene, const Shared& one, const Shared& other) {
@@ -319,11 +317,11 @@ void Print(const Tally& tally, std::ostream& out) {
 
 /// Each job in a process of its own, which says what it found as text.
 int Job(const std::vector<Scene>& scenes, const std::vector<SweepCase>& cases, unsigned job,
-        const Options& options, const std::string& path) {
+        const sweeps::Shares& shares, const std::string& path) {
     std::map<std::size_t, std::unique_ptr<BoardRun>> boards;
     Tally tally;
-    const std::size_t step = std::size_t{options.every} * options.parts * options.jobs;
-    for (std::size_t i = (job * options.parts + options.part - 1) * options.every; i < cases.size();
+    const std::size_t step = std::size_t{shares.every} * shares.parts * shares.jobs;
+    for (std::size_t i = (job * shares.parts + shares.part - 1) * shares.every; i < cases.size();
          i += step) {
         auto& board = boards[cases[i].scene];
         if (board == nullptr) {
@@ -336,36 +334,32 @@ int Job(const std::vector<Scene>& scenes, const std::vector<SweepCase>& cases, u
     return tally.problems.empty() && tally.runs > 0 ? 0 : 1;
 }
 
-int Sweep(const Options& options) {
-    std::string folder = std::filesystem::temp_directory_path() / "guard-sweep-XXXXXX";
-    if (mkdtemp(folder.data()) == nullptr) {
-        std::cerr << "guard_sweep: no temporary folder\n";
-        return 2;
-    }
+int Sweep(const sweeps::Shares& shares) {
+    const sweeps::RunFolder place;
+    const std::string& folder = place.Path();
     std::vector<Scene> scenes = Scenes(folder);
     const std::vector<SweepCase> cases = CasesOf(scenes);
     std::cout << std::flush;
     std::vector<pid_t> children;
-    for (unsigned job = 0; job < options.jobs; ++job) {
+    for (unsigned job = 0; job < shares.jobs; ++job) {
         const pid_t child = fork();
         if (child == 0) {
             for (Scene& scene : scenes) {
                 scene.request.lockFolder = vboard::Formatted("{}/{}", folder, job);
             }
             std::filesystem::create_directory(vboard::Formatted("{}/{}", folder, job));
-            _exit(Job(scenes, cases, job, options, vboard::Formatted("{}/found-{}", folder, job)));
+            _exit(Job(scenes, cases, job, shares, vboard::Formatted("{}/found-{}", folder, job)));
         }
         children.push_back(child);
     }
     bool good = true;
-    for (unsigned job = 0; job < options.jobs; ++job) {
+    for (unsigned job = 0; job < shares.jobs; ++job) {
         int status = 0;
         waitpid(children[job], &status, 0);
         good = good && status == 0;
         std::ifstream found(vboard::Formatted("{}/found-{}", folder, job));
         std::cout << vboard::Formatted("job {}:\n", job) << found.rdbuf();
     }
-    std::filesystem::remove_all(folder);
     return good ? 0 : 1;
 }
 
@@ -373,16 +367,14 @@ int Sweep(const Options& options) {
 }  // namespace guard_sweep
 
 int main(int argc, char** argv) {
-    guard_sweep::Options options;
-    std::string part = "1/1";
-    CLI::App app("Strikes every place of an install and holds it against what is promised.");
-    app.add_option("--jobs", options.jobs)->capture_default_str();
-    app.add_option("--every", options.every, "Only every N-th case")->capture_default_str();
-    app.add_option("--part", part, "K/N: one of N shares");
-    app.allow_extras();  // Those that a GoogleTest program would take.
-    CLI11_PARSE(app, argc, argv);
-    if (std::sscanf(part.c_str(), "%u/%u", &options.part, &options.parts) != 2) {
+    sweeps::Shares shares;
+    const auto end = sweeps::TakeOptions(
+        argc, argv, "Strikes every place of an install and holds it against what is promised.",
+        shares, nullptr);
+    try {
+        return end ? *end : guard_sweep::Sweep(shares);
+    } catch (const std::exception& problem) {
+        std::cerr << "guard_sweep: " << problem.what() << '\n';
         return 2;
     }
-    return guard_sweep::Sweep(options);
 }
