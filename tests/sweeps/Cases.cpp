@@ -117,11 +117,18 @@ std::vector<Places::Call> CallsOf(const std::string& list) {
     return calls;
 }
 
-std::string KindOf(const Case& one) {
-    std::string kind = one.rules.empty() ? "" : one.rules.front();
-    const std::size_t number = kind.find('#');
-    const std::size_t outcome = kind.find('=');
-    return number < outcome ? kind.erase(number, outcome - number) : kind;
+std::string KindOf(const Case& one, const Places& places) {
+    const std::string rule = one.rules.empty() ? "" : one.rules.front();
+    const std::size_t number = rule.find('#');
+    const std::size_t outcome = rule.find('=');
+    if (number >= outcome) {
+        return rule;
+    }
+    const std::string what = rule.substr(0, number);
+    const std::string kind = what + rule.substr(outcome);
+    return what == "call"
+               ? places.calls.at(std::stoul(rule.substr(number + 1)) - 1).kind + " " + kind
+               : kind;
 }
 
 std::vector<Case> CasesFor(std::size_t image, const Places& places, bool thorough) {

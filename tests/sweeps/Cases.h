@@ -32,8 +32,8 @@ struct Case {
     std::vector<std::string> rulesAgain;
 };
 
-/// What is done to what, whichever of them it is: "call=eio" for call#12=eio.
-[[nodiscard]] std::string KindOf(const Case& one);
+/// What is done to what, whichever of them it is: "open call=eio" for call#12=eio.
+[[nodiscard]] std::string KindOf(const Case& one, const Places& places);
 
 /// `thorough` adds more errno values and delays.
 [[nodiscard]] std::vector<Case> CasesFor(std::size_t image, const Places& places, bool thorough);

@@ -243,7 +243,7 @@ std::vector<Chosen> CollectCases(const std::vector<Image>& images, const Tools& 
             places.answers, added.size());
         std::map<std::string, unsigned> ofKind;
         for (std::size_t k = 0; k < added.size(); k += shares.every) {
-            const bool compared = ofKind[KindOf(added[k])]++ % options.compared == 0;
+            const bool compared = ofKind[KindOf(added[k], places)]++ % options.compared == 0;
             if (shares.Has(number++)) {
                 cases.push_back({std::move(added[k]), compared});
             }
