@@ -142,6 +142,15 @@ TEST_P(ShellSleepTest, ProgramsInTheBackgroundTakeTheirTimeSideBySide) {
     EXPECT_EQ(ended.output, "00:00:00\n00:00:09\n00:00:10\n") << ended.error;
 }
 
+TEST_P(ShellSleepTest, ManyInTheBackgroundEndInTheOrderOfTheirTimes) {
+    ProbeRun run;
+    const runs::Ended ended = run.Run(
+        {GetParam(), "-c", "for i in 8 7 6 5 4 3 2 1; do sleep $i & done; wait; date -u +%T"});
+    EXPECT_EQ(ended.output, "00:00:08\n") << ended.error;
+    const std::string transcript = runs::ReadFile(run.PathOf("transcript"));
+    EXPECT_EQ(runs::WordsOf(transcript, "pause"), std::vector<std::string_view>(8, "1000000 us"));
+}
+
 INSTANTIATE_TEST_SUITE_P(Shell, ShellSleepTest, testing::Values("bash", "dash"),
                          [](const auto& test) { return std::string(test.param); });
 

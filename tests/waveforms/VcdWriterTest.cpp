@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/waveforms/VcdText.h"
+#include "vboard/probe/Modes.h"
 #include "vboard/wires/SerialLane.h"
 
 namespace vboard {

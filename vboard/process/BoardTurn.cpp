@@ -3,7 +3,6 @@
 
 #include <pthread.h>
 #include <sys/single_threaded.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "vboard/process/RealLibc.h"
+#include "vboard/process/Patience.h"
 #include "vboard/process/ThreadWatch.h"
 #include "vboard/time/MustHold.h"
 
@@ -33,18 +32,6 @@ struct InLine {
 unsigned AgeOf(pid_t thread) {
     constexpr unsigned kMostThreads = 1U << 22U;  // The kernel's PID_MAX_LIMIT.
     return (static_cast<unsigned>(thread) - static_cast<unsigned>(getpid())) % kMostThreads;
-}
-
-// How long a thread in line waits between two looks at the others; and how many looks it takes
-// before it goes on beside one that never rests.
-constexpr int kQuickLooks = 20;
-constexpr long kShortNapNs = 50'000;
-constexpr long kLongNapNs = 1'000'000;
-constexpr int kMostLooks = kQuickLooks + 5000;
-
-void Nap(long ns) {
-    const timespec length{0, ns};
-    static_cast<void>(Real().clock_nanosleep(CLOCK_MONOTONIC, 0, &length, nullptr));
 }
 
 thread_local int t_depth = 0;
@@ -270,7 +257,7 @@ bool Line::Enter(const VirtualClock::Wait* wait) {
             waiter.MayBeCancelled();  // By one of those that rest now.
             break;
         }
-        nap = nap != 0 ? nap : (look < kQuickLooks ? kShortNapNs : kLongNapNs);
+        nap = nap != 0 ? nap : NapBehind(look);
         static_cast<void>(pthread_mutex_unlock(&m_lock));
         Nap(nap);
         static_cast<void>(pthread_mutex_lock(&m_lock));

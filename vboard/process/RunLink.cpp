@@ -97,12 +97,22 @@ bool RunLink::Make(const char* words) {
         FailRun("the run's memory can't be mapped");
     }
     m_memory = static_cast<RunMemory*>(mapped);
-    static_cast<void>(pthread_atfork([] { Get()->BeginOwnTime(); }, nullptr, nullptr));
+    m_others.emplace(m_memory->programs);
+    static_cast<void>(pthread_atfork(BeforeFork, nullptr, AfterForkInChild));
     if (const char* own = std::getenv(kOwnTimeVariable)) {
         m_ownNs = std::strtoll(own, nullptr, 10);
     }
     std::atomic_ref(m_memory->report.loaded).fetch_add(1);
     return true;
+}
+
+void RunLink::BeforeFork() {
+    Get()->BeginOwnTime();
+    Get()->m_others->BeforeFork();
+}
+
+void RunLink::AfterForkInChild() {
+    Get()->m_others->AfterForkInChild();
 }
 
 bool RunLink::Owns(std::string_view path) const {

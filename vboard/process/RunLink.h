@@ -8,6 +8,7 @@
 #include <optional>
 #include <string_view>
 
+#include "vboard/process/OtherPrograms.h"
 #include "vboard/session/Session.h"
 #include "vboard/text/TextSink.h"
 #include "vboard/time/MustHold.h"
@@ -54,12 +55,18 @@ public:
     /// The program has heard of what others have done: their time is its own as well.
     void HearOfOthers() { m_ownNs.reset(); }
 
+    /// The other programs of the run that there are.
+    [[nodiscard]] OtherPrograms& Others() { return *m_others; }
+
 private:
     RunLink() = default;
     [[nodiscard]] bool Make(const char* words);
+    static void BeforeFork();
+    static void AfterForkInChild();
 
     RunMemory* m_memory = nullptr;
     std::optional<std::int64_t> m_ownNs;
+    std::optional<OtherPrograms> m_others;
 };
 
 /// The link of a program that is known to be of a run: one of its files is the board's, for one.

@@ -270,13 +270,21 @@ int SelectOthers(const FileSets& sets, std::optional<Duration> timeout, const si
 }
 
 std::optional<Duration> PauseVirtually(Duration length) {
-    World* world = World::Get();
-    if (world == nullptr) {
+    RunLink* link = RunLink::Get();
+    if (link == nullptr) {
         return std::nullopt;
     }
     const BoardTurn turn;
     const int before = errno;
-    const Duration left = world->Pause(std::max(length, Duration::zero()));
+    const Duration wanted = std::max(length, Duration::zero());
+    // In real time, and where threads have their line, the others go on meanwhile.
+    if (link->TheSession().pace <= 0 && BoardTurn::IsAlone()) {
+        const World* world = World::IfMade();
+        const Instant begin = world != nullptr ? world->Now() : link->OwnTime();
+        link->Others().Await(wanted > Instant::max() - begin ? Instant::max() : begin + wanted);
+    }
+    const Duration left = World::Get()->Pause(wanted);
+    link->Others().GoOn();
     errno = before;
     return left;
 }

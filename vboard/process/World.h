@@ -37,7 +37,7 @@ public:
         return m_board->TheHost();
     }
     /// The program's time.
-    [[nodiscard]] Instant Now() { return m_behind.value_or(m_board->Clock().Now()); }
+    [[nodiscard]] Instant Now() const { return m_behind.value_or(m_board->Clock().Now()); }
     /// Returns what is left of it when a signal ended it.
     Duration Pause(Duration length);
     /// The time for a program that asks for it, which takes a moment.

@@ -11,6 +11,7 @@
 
 #include "vboard/record/Summary.h"
 #include "vboard/session/HeldText.h"
+#include "vboard/session/Programs.h"
 
 namespace vboard {
 
@@ -132,6 +133,7 @@ struct RunMemory {
     SummaryCounts counts;  ///< Added up by each program, where the session says so.
     std::array<char, kLongestDevicePath> portPath;
     std::array<char, kLongestDevicePath> commPath;
+    RunningPrograms programs;
     HeldText transcript;
 };
 
