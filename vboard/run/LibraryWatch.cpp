@@ -25,9 +25,6 @@ bool HasEnded(pid_t program) {
            information.si_pid != 0;
 }
 
-/// What can be seen of a program from outside.
-enum class Seen : std::uint8_t { kTooEarly, kWithLibrary, kWithoutLibrary };
-
 /// False as long as the process still is a copy of the runner.
 bool IsAnotherProgram(const char* itsFile) {
     struct stat own {};
@@ -36,19 +33,19 @@ bool IsAnotherProgram(const char* itsFile) {
            (its.st_ino != own.st_ino || its.st_dev != own.st_dev);
 }
 
-Seen LookAt(pid_t program, const std::string& library) {
+/// True once the program has a C library and no library of the board. While the dynamic loader
+/// tries a file that it will not take, that is in the memory, too: it says nothing for the program.
+bool IsWithoutLibrary(pid_t program, const std::string& library) {
     std::ifstream maps(Formatted("/proc/{}/maps", program));
-    Seen seen = Seen::kTooEarly;
+    bool hasLibc = false;
     for (std::string line; std::getline(maps, line);) {
         if (line.find(library) != std::string::npos) {
-            return Seen::kWithLibrary;
+            return false;
         }
-        if (line.find("/libc.so") != std::string::npos ||
-            line.find("/libc-2.") != std::string::npos) {
-            seen = Seen::kWithoutLibrary;
-        }
+        hasLibc = hasLibc || line.find("/libc.so") != std::string::npos ||
+                  line.find("/libc-2.") != std::string::npos;
     }
-    return seen;
+    return hasLibc;
 }
 
 }  // namespace
@@ -58,20 +55,16 @@ bool EndIfWithoutLibrary(pid_t program, const std::string& library, const RunRep
     std::error_code error;
     const std::string name = std::filesystem::canonical(library, error).string();
     const std::string file = Formatted("/proc/{}/exe", program);
+    int looks = 0;
     while (loaded.load() == 0 && !HasEnded(program)) {
-        // Most programs have it when the first of these is over.
-        poll(nullptr, 0, kNapMs);
-        if (!IsAnotherProgram(file.c_str())) {
-            continue;
-        }
-        const Seen seen = LookAt(program, name);
-        if (seen == Seen::kWithLibrary) {
-            return false;
-        }
-        if (seen == Seen::kWithoutLibrary && loaded.load() == 0) {
+        // The list of what is in its memory may lack something while the loader changes it: twice.
+        if (looks == 2) {
             kill(program, SIGKILL);
             return true;
         }
+        // Most programs have it when the first of these is over.
+        poll(nullptr, 0, kNapMs);
+        looks = IsAnotherProgram(file.c_str()) && IsWithoutLibrary(program, name) ? looks + 1 : 0;
     }
     return false;
 }
