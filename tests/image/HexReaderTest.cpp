@@ -82,6 +82,12 @@ TEST(AStrictReader, FindsEverythingAtOnce) {
               "12! there is text after the end\n");
 }
 
+TEST(AStrictReader, TakesNothingOfARecordOfAnotherLengthThanItStates) {
+    const HexReader reader = Read(":0121000055AADF\n" + kEnd);
+    EXPECT_TRUE(reader.Found().Refused());
+    EXPECT_EQ(reader.LineOf(0x2100), 0U);
+}
+
 TEST(AStrictReader, RefusesWhatIsNoRecordBetweenRecords) {
     const std::string good = ":012100005589\n";
     EXPECT_EQ(FoundIn("\xEF\xBB\xBF" + good + kEnd), "1! a record begins with ':'\n");
@@ -121,6 +127,7 @@ TEST(AStrictReader, RefusesAddressesOutsideOfTheMemoryThatItIsTold) {
     EXPECT_EQ(FoundIn(":020000040001F9\n:012100005589\n" + kEnd), "2! 0x12100 is beyond flash\n");
     EXPECT_EQ(FoundIn(":020000021000EC\n:012100005589\n" + kEnd), "2! 0x12100 is beyond flash\n");
     EXPECT_EQ(FoundIn(":020000020F00ED\n:012100005589\n" + kEnd), "2! 0x11100 is beyond flash\n");
+    EXPECT_EQ(FoundIn(":020000040000FA\n:02FFFF00558B20\n" + kEnd), "2! 0x10000 is beyond flash\n");
     EXPECT_EQ(FoundIn(":02FFFF001122CD\n" + kEnd), "1! 0x10000 is beyond flash\n");
     EXPECT_EQ(Read(":020000020010EC\n" + kEnd).LineOf(0x2200), 0U);
     EXPECT_EQ(Read(":020000020010EC\n:012100005589\n" + kEnd).LineOf(0x2200), 2U);

@@ -106,8 +106,11 @@ TEST(AnImage, IsWrittenInRowsThatEndAtGapsAndAtMultiplesOfSixteen) {
 }
 
 TEST(AnImage, InWholeWordsHasTheOtherHalfOfALoneByteErased) {
-    EXPECT_EQ(Canonical(ImageOf({{0x2101, 1}, {0x2102, 2}, {0x2104, 4}, {0x2105, 5}, {0xFFFF, 6}})),
-              ImageOf({{0x2100, 0xFF},
+    EXPECT_EQ(Canonical(ImageOf(
+                  {{0, 0}, {0x2101, 1}, {0x2102, 2}, {0x2104, 4}, {0x2105, 5}, {0xFFFF, 6}})),
+              ImageOf({{0, 0},
+                       {1, 0xFF},
+                       {0x2100, 0xFF},
                        {0x2101, 1},
                        {0x2102, 2},
                        {0x2103, 0xFF},
