@@ -233,6 +233,13 @@ TEST_P(WrongFaultRuleOfAKind, IsRefused) {
         << ProblemOf(GetParam().rule);
 }
 
+TEST(FaultRules, ThatNameNoTimeAreToldHowTimesAreWritten) {
+    const std::string problem = ProblemOf("read@5=eio");
+    EXPECT_TRUE(
+        problem.ends_with("'5' is no time: take a number with a unit: 300ms, 1.5s, 20us, 100ns"))
+        << problem;
+}
+
 INSTANTIATE_TEST_SUITE_P(
     OneEach, WrongFaultRuleOfAKind,
     testing::Values(

@@ -211,6 +211,10 @@ TEST_F(KeptBoard, IsNotMadeOrTakenWhereItsFileCannotBeWritten) {
     EXPECT_FALSE(made.Create(-1, setup, nullptr, failure));
     EXPECT_EQ(failure.problem, "can't be made 73728 bytes long: Bad file descriptor");
     EXPECT_FALSE(failure.blamesImage);
+    const int writeOnly = open(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), O_WRONLY);
+    EXPECT_FALSE(made.Create(writeOnly, setup, nullptr, failure));
+    EXPECT_EQ(failure.problem, "can't be mapped: Permission denied");
+    close(writeOnly);
     image::MemoryImage image;
     image.Set(0x1200, 1);
     EXPECT_FALSE(BoardFile().Create(descriptor, setup, &image, failure));

@@ -123,6 +123,13 @@ TEST_F(HostTest, AQuestionWithoutAWaitMovesTheClockAndAnswersForItsOwnMoment) {
     EXPECT_TRUE(watched[0].ready.readable);
 }
 
+TEST_F(HostTest, SelectCountsNewsOnALineOnce) {
+    ASSERT_EQ(bench.WriteGpio("/sys/class/gpio/export", "86"), 2);
+    const auto file = Open("/sys/class/gpio/gpio86/value");
+    std::vector<vboard::Watched> watched{{file.get(), {false, false, true}, {}}};
+    EXPECT_EQ(host.Select("select", watched, std::nullopt), 1);
+}
+
 TEST_F(HostTest, SelectCountsWhatAFileIsReadyForAndPollTheFiles) {
     const auto file = Open("/dev/ttyS1");
     const auto other = Open("/dev/knxspi");

@@ -42,7 +42,8 @@ TEST(SysfsGpio, ExportingTwiceIsBusy) {
 
 TEST(SysfsGpio, AnUnknownNumberIsInvalid) {
     HostBench bench;
-    for (const char* text : {"256", "-1", "", "x", "8 6", "86x", "99999999999999999999", "\n"}) {
+    for (const char* text :
+         {"256", "-1", "--5", "08", "", "x", "8 6", "86x", "99999999999999999999", "\n"}) {
         const bool empty = *text == '\0';
         EXPECT_EQ(bench.WriteGpio(kExport, text), empty ? 0 : -EINVAL) << text;
     }
