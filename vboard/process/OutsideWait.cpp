@@ -64,8 +64,7 @@ void OutsideWait::Begin(std::optional<Duration> timeout) {
     m_begin = OwnTime(*link);
     m_realBeginNs = MachineNs(CLOCK_MONOTONIC);
     if (timeout && !BoardTurn::IsAlone()) {
-        m_elsewhere.emplace(*timeout > Instant::max() - m_begin ? Instant::max()
-                                                                : m_begin + *timeout);
+        m_elsewhere.emplace(EndOf(m_begin, *timeout));
     }
 }
 
@@ -108,7 +107,7 @@ void OutsideWait::EndedAtOnce() {
 void OutsideWait::Take(Duration length, bool hears) {
     const int kept = errno;
     const BoardTurn turn;
-    const Instant end = length > Instant::max() - m_begin ? Instant::max() : m_begin + length;
+    const Instant end = EndOf(m_begin, length);
     if (hears) {
         HearOfOthers();
     }

@@ -14,6 +14,12 @@
 
 namespace vboard {
 
+/// The end of a wait of `length` from `begin` on: the last instant there is where it would be
+/// later.
+[[nodiscard]] constexpr Instant EndOf(Instant begin, Duration length) {
+    return length > Instant::max() - begin ? Instant::max() : begin + length;
+}
+
 /// A time of seconds and a fraction, as a duration.
 template <class Seconds, class Fraction>
 constexpr Duration DurationOf(Seconds seconds, Fraction fraction, Duration unit) {

@@ -281,7 +281,7 @@ std::optional<Duration> PauseVirtually(Duration length) {
     if (link->TheSession().pace <= 0 && BoardTurn::IsAlone()) {
         const World* world = World::IfMade();
         const Instant begin = world != nullptr ? world->Now() : link->OwnTime();
-        link->Others().Await(wanted > Instant::max() - begin ? Instant::max() : begin + wanted);
+        link->Others().Await(EndOf(begin, wanted));
     }
     const Duration left = World::Get()->Pause(wanted);
     link->Others().GoOn();

@@ -15,6 +15,7 @@
 #include "vboard/faults/FaultPlanParser.h"
 #include "vboard/probe/LoaderCodes.h"
 #include "vboard/process/BoardTurn.h"
+#include "vboard/process/ProgramTime.h"
 #include "vboard/process/RealLibc.h"
 #include "vboard/text/Format.h"
 
@@ -158,7 +159,7 @@ void World::Follow() {
 Duration World::Pause(Duration length) {
     // From the program's own time on: others may have let theirs pass at the same time.
     const Instant begin = Now();
-    const Instant end = length > Instant::max() - begin ? Instant::max() : begin + length;
+    const Instant end = EndOf(begin, length);
     Host& host = TheHost();
     const Duration rest = std::max(Duration::zero(), end - Now());
     const Duration possible = std::min(rest, kLastInstant - Now());
